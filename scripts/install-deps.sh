@@ -1,0 +1,32 @@
+#!/bin/sh
+# Installs the Debian packages Vocarta needs to build, run and test.
+# Does nothing when every package is already present.
+set -eu
+
+BUILD_PKGS="cmake g++ make pkg-config qt6-base-dev qt6-qpa-plugins libpulse-dev
+libsndfile1-dev libflac-dev libmp3lame0 libmpg123-dev libgsm1-dev libsoxr-dev
+libpugixml-dev libssl-dev libgtest-dev libgmock-dev libbenchmark-dev"
+# Real peers the tests drive: a sound server, an X server, decoders, network servers.
+TEST_PKGS="pulseaudio pulseaudio-utils xvfb xdotool x11-utils xauth trayer sox
+libsox-fmt-all flac lame mpg123 python3 python3-pyftpdlib python3-aiosmtpd imagemagick"
+
+want="$BUILD_PKGS"
+[ "${1:-}" = "--with-tests" ] && want="$BUILD_PKGS $TEST_PKGS"
+
+missing=""
+for p in $want; do
+    status=$(dpkg-query -W -f='${Status}' "$p" 2>/dev/null || true)
+    case "$status" in
+        "install ok installed") ;;
+        *) missing="$missing $p" ;;
+    esac
+done
+[ -z "$missing" ] && exit 0
+
+echo "Installing:$missing"
+SUDO=""
+[ "$(id -u)" -ne 0 ] && SUDO=sudo
+export DEBIAN_FRONTEND=noninteractive
+$SUDO apt-get update -qq
+# shellcheck disable=SC2086
+$SUDO apt-get install -y -qq --no-install-recommends $missing

@@ -1,0 +1,187 @@
+#include "settings/file_preferences_store.h"
+
+#include <sys/file.h>
+#include <sys/stat.h>
+
+#include "toolkit/lfile.h"
+#include "toolkit/log.h"
+#include "toolkit/paths.h"
+
+namespace vocarta {
+
+namespace {
+
+std::string Escape(const std::string& text, bool isKey) {
+    std::string out;
+    out.reserve(text.size());
+    for (char c : text) {
+        switch (c) {
+            case '\\': out += "\\\\"; break;
+            case '\n': out += "\\n"; break;
+            case '\r': out += "\\r"; break;
+            case '=':
+                if (isKey) {
+                    out += "\\=";
+                    break;
+                }
+                [[fallthrough]];
+            default: out += c;
+        }
+    }
+    return out;
+}
+
+// Unescapes text[begin, end); stops early at an unescaped '=' when `stopAtEquals`.
+// Returns the position where it stopped.
+std::size_t Unescape(const std::string& text, std::size_t begin, bool stopAtEquals,
+                     std::string& out) {
+    std::size_t i = begin;
+    for (; i < text.size(); ++i) {
+        char c = text[i];
+        if (c == '=' && stopAtEquals) return i;
+        if (c == '\\' && i + 1 < text.size()) {
+            char n = text[++i];
+            out += n == 'n' ? '\n' : n == 'r' ? '\r' : n;
+        } else {
+            out += c;
+        }
+    }
+    return i;
+}
+
+}  // namespace
+
+FilePreferencesStore::FilePreferencesStore(std::string path) : path_(std::move(path)) {}
+
+std::string FilePreferencesStore::Serialize(const std::map<std::string, std::string>& values,
+                                            const std::string& title) {
+    std::string out = "# " + title + "\n";
+    for (const auto& [key, value] : values)
+        out += Escape(key, true) + "=" + Escape(value, false) + "\n";
+    return out;
+}
+
+std::map<std::string, std::string> FilePreferencesStore::Parse(const std::string& text) {
+    std::map<std::string, std::string> values;
+    std::size_t pos = 0;
+    int lineNo = 0;
+    while (pos < text.size()) {
+        std::size_t end = text.find('\n', pos);
+        if (end == std::string::npos) end = text.size();
+        std::string line = text.substr(pos, end - pos);
+        pos = end + 1;
+        ++lineNo;
+        if (line.empty() || line[0] == '#') continue;
+        std::string key, value;
+        std::size_t eq = Unescape(line, 0, true, key);
+        if (eq >= line.size() || key.empty()) {
+            LogError("FilePreferencesStore::Parse: line %d has no key=value, skipped", lineNo);
+            continue;
+        }
+        Unescape(line, eq + 1, false, value);
+        values[key] = value;
+    }
+    return values;
+}
+
+FilePreferencesStore::Identity FilePreferencesStore::IdentityOf(const struct stat& st) {
+    Identity id;
+    id.dev = st.st_dev;
+    id.ino = st.st_ino;
+    id.mtimeNs = (long long)st.st_mtim.tv_sec * 1000000000LL + st.st_mtim.tv_nsec;
+    id.size = st.st_size;
+    return id;
+}
+
+void FilePreferencesStore::RefreshLocked() {
+    struct stat st;
+    if (stat(path_.c_str(), &st) != 0) {
+        values_.clear();
+        loadedFile_.Close();
+        loaded_ = Identity{};
+        return;
+    }
+    if (loadedFile_.IsOpen() && IdentityOf(st) == loaded_) return;
+
+    LFile file;
+    std::string text;
+    if (!file.Open(path_, LFile::Mode::Read) || fstat(file.Descriptor(), &st) != 0) {
+        values_.clear();
+        loadedFile_.Close();
+        loaded_ = Identity{};
+        return;
+    }
+    char buf[65536];
+    int64_t n;
+    while ((n = file.Read(buf, sizeof buf)) > 0) text.append(buf, size_t(n));
+    values_ = Parse(text);
+    loaded_ = IdentityOf(st);
+    loadedFile_ = std::move(file);
+}
+
+std::optional<std::string> FilePreferencesStore::CopyValue(const std::string& key) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    RefreshLocked();
+    auto it = values_.find(key);
+    if (it == values_.end()) return std::nullopt;
+    return it->second;
+}
+
+std::vector<std::string> FilePreferencesStore::CopyKeyList() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    RefreshLocked();
+    std::vector<std::string> keys;
+    keys.reserve(values_.size());
+    for (const auto& entry : values_) keys.push_back(entry.first);
+    return keys;
+}
+
+bool FilePreferencesStore::Modify(
+    const std::function<bool(std::map<std::string, std::string>&)>& change) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (!MakeDirs(DirName(path_))) {
+        LogError("FilePreferencesStore::Modify mkdir FAILED: %s", DirName(path_).c_str());
+        return false;
+    }
+    LFile lockFile;
+    if (!lockFile.Open(path_ + ".lock", LFile::Mode::OpenOrCreate, 0600)) return false;
+    // Other writers hold this only for one read-change-rename, so waiting is short.
+    if (flock(lockFile.Descriptor(), LOCK_EX) != 0) {
+        LogSystemFailure("FilePreferencesStore::Modify", "flock");
+        return false;
+    }
+    RefreshLocked();  // another process may have written since our last read
+    if (!change(values_)) return true;
+    bool saved = LFile::WriteAtomically(path_, Serialize(values_, "Vocarta preferences"), 0600);
+    // Load again on the next read: our own file, or the old one if saving failed.
+    loadedFile_.Close();
+    loaded_ = Identity{};
+    return saved;
+}
+
+bool FilePreferencesStore::SetValue(const std::string& key, const std::string& value) {
+    return Modify([&](std::map<std::string, std::string>& values) {
+        auto it = values.find(key);
+        if (it != values.end() && it->second == value) return false;
+        values[key] = value;
+        return true;
+    });
+}
+
+int FilePreferencesStore::RemoveValues(const std::function<bool(const std::string&)>& remove) {
+    int removed = 0;
+    bool ok = Modify([&](std::map<std::string, std::string>& values) {
+        for (auto it = values.begin(); it != values.end();) {
+            if (remove(it->first)) {
+                it = values.erase(it);
+                ++removed;
+            } else {
+                ++it;
+            }
+        }
+        return removed > 0;
+    });
+    return ok ? removed : -1;
+}
+
+}  // namespace vocarta
