@@ -3,6 +3,9 @@
 #include <sys/file.h>
 #include <sys/stat.h>
 
+#include <cerrno>
+#include <cstring>
+
 #include "toolkit/lfile.h"
 #include "toolkit/log.h"
 #include "toolkit/paths.h"
@@ -14,6 +17,8 @@ namespace {
 std::string Escape(const std::string& text, bool isKey) {
     std::string out;
     out.reserve(text.size());
+    // A key beginning with "#" would otherwise read back as a comment line.
+    if (isKey && !text.empty() && text[0] == '#') out += '\\';
     for (char c : text) {
         switch (c) {
             case '\\': out += "\\\\"; break;
@@ -65,22 +70,31 @@ std::map<std::string, std::string> FilePreferencesStore::Parse(const std::string
     std::map<std::string, std::string> values;
     std::size_t pos = 0;
     int lineNo = 0;
+    int skipped = 0;
+    int firstSkipped = 0;
     while (pos < text.size()) {
         std::size_t end = text.find('\n', pos);
         if (end == std::string::npos) end = text.size();
         std::string line = text.substr(pos, end - pos);
         pos = end + 1;
         ++lineNo;
+        // Our own "\r" is always escaped, so a bare one is a line end from an editor.
+        if (!line.empty() && line.back() == '\r') line.pop_back();
         if (line.empty() || line[0] == '#') continue;
         std::string key, value;
         std::size_t eq = Unescape(line, 0, true, key);
         if (eq >= line.size() || key.empty()) {
-            LogError("FilePreferencesStore::Parse: line %d has no key=value, skipped", lineNo);
+            if (skipped++ == 0) firstSkipped = lineNo;
             continue;
         }
         Unescape(line, eq + 1, false, value);
         values[key] = value;
     }
+    // One line for the whole file: a file of garbage must not flood the log.
+    if (skipped > 0)
+        LogError("FilePreferencesStore::Parse: %d line(s) without key=value skipped (first: "
+                 "line %d)",
+                 skipped, firstSkipped);
     return values;
 }
 
@@ -93,30 +107,42 @@ FilePreferencesStore::Identity FilePreferencesStore::IdentityOf(const struct sta
     return id;
 }
 
-void FilePreferencesStore::RefreshLocked() {
+void FilePreferencesStore::ForgetLocked() {
+    values_.clear();
+    loadedFile_.Close();
+    loaded_ = Identity{};
+}
+
+bool FilePreferencesStore::RefreshLocked() {
     struct stat st;
     if (stat(path_.c_str(), &st) != 0) {
-        values_.clear();
-        loadedFile_.Close();
-        loaded_ = Identity{};
-        return;
+        ForgetLocked();
+        if (errno == ENOENT) return true;  // no file yet: no values
+        LogError("FilePreferencesStore::Refresh stat FAILED: %s: %s", path_.c_str(),
+                 std::strerror(errno));
+        return false;
     }
-    if (loadedFile_.IsOpen() && IdentityOf(st) == loaded_) return;
+    if (loadedFile_.IsOpen() && IdentityOf(st) == loaded_) return true;
 
     LFile file;
     std::string text;
-    if (!file.Open(path_, LFile::Mode::Read) || fstat(file.Descriptor(), &st) != 0) {
-        values_.clear();
-        loadedFile_.Close();
-        loaded_ = Identity{};
-        return;
+    bool ok = file.Open(path_, LFile::Mode::Read);
+    if (ok && fstat(file.Descriptor(), &st) != 0) {
+        LogSystemFailure("FilePreferencesStore::Refresh", "fstat");
+        ok = false;
     }
     char buf[65536];
-    int64_t n;
-    while ((n = file.Read(buf, sizeof buf)) > 0) text.append(buf, size_t(n));
+    int64_t n = 0;
+    while (ok && (n = file.Read(buf, sizeof buf)) > 0) text.append(buf, size_t(n));
+    if (!ok || n < 0) {
+        // Unreadable is not empty: a writer must not save over values it never saw.
+        ForgetLocked();
+        return false;
+    }
     values_ = Parse(text);
     loaded_ = IdentityOf(st);
     loadedFile_ = std::move(file);
+    return true;
 }
 
 std::optional<std::string> FilePreferencesStore::CopyValue(const std::string& key) {
@@ -150,7 +176,7 @@ bool FilePreferencesStore::Modify(
         LogSystemFailure("FilePreferencesStore::Modify", "flock");
         return false;
     }
-    RefreshLocked();  // another process may have written since our last read
+    if (!RefreshLocked()) return false;  // another process may have written since
     if (!change(values_)) return true;
     bool saved = LFile::WriteAtomically(path_, Serialize(values_, "Vocarta preferences"), 0600);
     // Load again on the next read: our own file, or the old one if saving failed.

@@ -45,7 +45,10 @@ private:
         bool operator==(const Identity&) const = default;
     };
     static Identity IdentityOf(const struct stat& st);
-    void RefreshLocked();  // requires mutex_
+    // Re-reads the file when it has changed; false (values forgotten) when it
+    // exists but cannot be read. Requires mutex_.
+    bool RefreshLocked();
+    void ForgetLocked();  // requires mutex_
     // Runs `change` on fresh values under the cross-process lock and saves when it
     // reports a modification. Returns false when saving failed.
     bool Modify(const std::function<bool(std::map<std::string, std::string>&)>& change);

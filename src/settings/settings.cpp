@@ -8,10 +8,14 @@
 
 namespace vocarta {
 
+// The joined key lives in a 520-byte buffer; longer ones are cut like any text.
+constexpr std::size_t kJoinedKeyBufferSize = 520;
+
 std::string JoinSettingKey(std::string_view section, std::string_view key) {
     std::string joined(section);
     if (joined.empty() || joined.back() != '/') joined += '/';
     joined += key;
+    if (joined.size() > kJoinedKeyBufferSize - 1) joined.resize(kJoinedKeyBufferSize - 1);
     return joined;
 }
 

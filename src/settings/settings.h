@@ -21,7 +21,8 @@ class LPreferencesStore;
 inline constexpr const char* kMakerPrefix = "com.vocarta";
 inline constexpr const char* kAppDomain = "com.vocarta.SoundRecorder";
 
-// "Section" + "/" + "Key", without doubling a "/" the section already ends with.
+// "Section" + "/" + "Key", without doubling a "/" the section already ends with,
+// cut to 519 bytes.
 std::string JoinSettingKey(std::string_view section, std::string_view key);
 
 // The settings of one preferences domain. The free functions below act on the

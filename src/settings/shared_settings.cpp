@@ -4,6 +4,7 @@
 
 #include <pugixml.hpp>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cctype>
 #include <sstream>
@@ -40,11 +41,39 @@ bool LoadLocked(LFile& file, pugi::xml_document& doc) {
     if (text.empty()) return true;
     pugi::xml_parse_result result = doc.load_string(text.c_str());
     if (!result) {
-        LogError("SharedSettings: %s is not valid XML (%s); starting afresh",
-                 file.Path().c_str(), result.description());
-        doc.reset();
+        // pugixml keeps what it parsed before the fault; those values stay usable
+        // and are written back by the next change.
+        LogError("SharedSettings: %s is damaged at byte %lld (%s); keeping what precedes it",
+                 file.Path().c_str(), (long long)result.offset, result.description());
     }
     return true;
+}
+
+bool OpenShared(LFile& file, bool forWriting) {
+    // The shared folder is writable by every user: never follow a link planted there.
+    std::string path = SharedSettingsPath();
+    if (!forWriting) return file.Open(path, LFile::Mode::Read, 0, true);
+    if (!MakeDirs(SharedDir())) {
+        LogError("SetSharedSetting mkdir FAILED: %s", SharedDir().c_str());
+        return false;
+    }
+    if (!file.Open(path, LFile::Mode::OpenOrCreate, 0666, true)) return false;
+    // Other users must be able to write it too, whatever our umask is.
+    struct stat st;
+    if (fstat(file.Descriptor(), &st) == 0 && st.st_uid == geteuid() &&
+        (st.st_mode & 0777) != 0666 && fchmod(file.Descriptor(), 0666) != 0)
+        LogSystemFailure("SetSharedSetting", "fchmod");
+    return true;
+}
+
+// New contents go over the old from offset 0 before the tail is cut, so a crash
+// part-way leaves the old length rather than an empty file.
+bool WriteInPlace(LFile& file, const pugi::xml_document& doc) {
+    std::ostringstream text;
+    doc.save(text, "  ");
+    std::string data = text.str();
+    return file.WriteAt(0, data.data(), int64_t(data.size())) == int64_t(data.size()) &&
+           file.Truncate(int64_t(data.size())) && file.Sync();
 }
 
 }  // namespace
@@ -56,8 +85,11 @@ bool GetSharedSetting(std::string_view section, std::string_view key, std::strin
     out = CutText(def);
     if (!IsXmlName(section) || !IsXmlName(key)) return false;
     LFile file;
-    if (!file.Open(SharedSettingsPath(), LFile::Mode::Read)) return false;
-    file.LockWait(LFile::LockKind::Shared, kSharedLockLimitMs);
+    if (!OpenShared(file, false)) return false;
+    // A writer stuck for this long must not stop the reader; read what is there.
+    if (!file.LockWait(LFile::LockKind::Shared, kSharedLockLimitMs))
+        LogError("GetSharedSetting flock FAILED: %s: still locked after %d ms",
+                 file.Path().c_str(), kSharedLockLimitMs);
     pugi::xml_document doc;
     if (!LoadLocked(file, doc)) return false;
     pugi::xml_node node = doc.document_element()
@@ -75,34 +107,27 @@ bool SetSharedSetting(std::string_view section, std::string_view key, std::strin
                  section.data(), int(key.size()), key.data());
         return false;
     }
-    std::string path = SharedSettingsPath();
     LFile file;
-    if (!file.Open(path, LFile::Mode::OpenOrCreate, 0666)) return false;
-    // Other users must be able to write it too, whatever our umask is.
-    struct stat st;
-    if (fstat(file.Descriptor(), &st) == 0 && st.st_uid == geteuid() && (st.st_mode & 0777) != 0666)
-        fchmod(file.Descriptor(), 0666);
-    file.LockWait(LFile::LockKind::Exclusive, kSharedLockLimitMs);
-
+    if (!OpenShared(file, true)) return false;
+    if (!file.LockWait(LFile::LockKind::Exclusive, kSharedLockLimitMs)) {
+        LogError("SetSharedSetting flock FAILED: %s: still locked after %d ms",
+                 file.Path().c_str(), kSharedLockLimitMs);
+        return false;
+    }
     pugi::xml_document doc;
     if (!LoadLocked(file, doc)) return false;
     pugi::xml_node root = doc.document_element();
     if (!root) root = doc.append_child("SharedSettings");
-    std::string sectionName(section), keyName(key);
+    std::string sectionName(section), keyName(key), text(value);
     pugi::xml_node sectionNode = root.child(sectionName.c_str());
     if (!sectionNode) sectionNode = root.append_child(sectionName.c_str());
     pugi::xml_node keyNode = sectionNode.child(keyName.c_str());
     if (!keyNode) keyNode = sectionNode.append_child(keyName.c_str());
     pugi::xml_attribute attr = keyNode.attribute("value");
+    if (attr && text == attr.value()) return true;  // nothing to change
     if (!attr) attr = keyNode.append_attribute("value");
-    attr.set_value(std::string(value).c_str());
-
-    std::ostringstream text;
-    doc.save(text, "  ");
-    std::string data = text.str();
-    return file.Truncate(0) && file.WriteAt(0, data.data(), int64_t(data.size())) ==
-                                   int64_t(data.size()) &&
-           file.Sync();
+    attr.set_value(text.c_str());
+    return WriteInPlace(file, doc);
 }
 
 }  // namespace vocarta

@@ -187,15 +187,16 @@ std::vector<int> LFile::LockWaitSchedule(int limitMs) {
 bool LFile::LockWait(LockKind kind, int limitMs) {
     int op = (kind == LockKind::Shared ? LOCK_SH : LOCK_EX) | LOCK_NB;
     std::vector<int> sleeps = LockWaitSchedule(limitMs);
-    for (std::size_t attempt = 0;; ++attempt) {
+    std::size_t attempt = 0;
+    while (true) {
         if (flock(fd_, op) == 0) return true;
-        if (errno == EINTR) continue;
+        if (errno == EINTR) continue;  // a signal is not a turn of the schedule
         if (errno != EWOULDBLOCK) {
             LogSystemFailure("LFile::LockWait", "flock");
             return false;
         }
         if (attempt >= sleeps.size()) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(sleeps[attempt]));
+        std::this_thread::sleep_for(std::chrono::milliseconds(sleeps[attempt++]));
     }
 }
 
@@ -230,9 +231,14 @@ bool LFile::WriteAtomically(const std::string& path, const std::string& contents
     LFile tmp;
     tmp.fd_ = fd;
     tmp.path_ = tmpl;
-    bool ok = fchmod(fd, permissions) == 0 &&
-              tmp.Write(contents.data(), int64_t(contents.size())) == int64_t(contents.size()) &&
-              tmp.Sync();
+    bool ok = true;
+    if (fchmod(fd, permissions) != 0) {
+        LogSystemFailure("LFile::WriteAtomically", "fchmod");
+        ok = false;
+    }
+    ok = ok &&
+         tmp.Write(contents.data(), int64_t(contents.size())) == int64_t(contents.size()) &&
+         tmp.Sync();
     tmp.Close();
     if (ok && rename(tmpl.c_str(), path.c_str()) != 0) {
         LogSystemFailure("LFile::WriteAtomically", "rename");

@@ -60,7 +60,10 @@ std::string MusicDir() {
 
 std::string SharedDir() {
     std::string dir = Env("VOCARTA_SHARED_DIR");
-    if (!dir.empty()) return dir;
+    if (!dir.empty()) {
+        if (!MakeDirs(dir)) LogSystemFailure("SharedDir", "mkdir");
+        return dir;
+    }
     dir = "/var/tmp/vocarta-shared";
     if (mkdir(dir.c_str(), 01777) == 0) {
         chmod(dir.c_str(), 01777);  // mkdir's mode is filtered by the umask

@@ -15,8 +15,8 @@ std::string CacheHome();      // $XDG_CACHE_HOME or ~/.cache
 std::string AppConfigDir();   // ConfigHome()/vocarta: preferences, WavCodec.wff
 std::string AppDataDir();     // DataHome()/vocarta: logs, queues, schedule records
 std::string MusicDir();       // XDG_MUSIC_DIR from user-dirs.dirs, else ~/Music
-// Folder every user of the machine can write: $VOCARTA_SHARED_DIR, else
-// /var/tmp/vocarta-shared created with mode 1777.
+// Folder every user of the machine can write: $VOCARTA_SHARED_DIR (created if
+// missing), else /var/tmp/vocarta-shared created with mode 1777.
 std::string SharedDir();
 
 // Creates `path` and its missing parents (mode 0777 before umask). True when the
