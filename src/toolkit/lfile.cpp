@@ -45,8 +45,11 @@ bool LFile::Open(const std::string& path, Mode mode, unsigned permissions, bool 
         fd_ = open(path.c_str(), flags, permissions);
     } while (fd_ < 0 && errno == EINTR);
     if (fd_ < 0) {
-        // A missing file is an ordinary answer for the read modes, not a failure.
-        if (!(errno == ENOENT && (mode == Mode::Read || mode == Mode::ReadWrite)))
+        // A missing file for the read modes, or a taken name for CreateExclusive, is
+        // an ordinary answer, not a failure.
+        bool ordinary = (errno == ENOENT && (mode == Mode::Read || mode == Mode::ReadWrite)) ||
+                        (errno == EEXIST && mode == Mode::CreateExclusive);
+        if (!ordinary)
             LogError("LFile::Open open FAILED: %s: %s", path.c_str(), std::strerror(errno));
         return false;
     }

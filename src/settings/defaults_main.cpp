@@ -1,0 +1,170 @@
+// vocarta-defaults: the command-line view of Vocarta's preferences domain, for
+// users and scripts that want to see or change a setting without the program.
+// Every change goes through the settings functions, so it takes the same lock,
+// reaches the disk at once and is seen by a running copy on its next read.
+
+#include <cstdio>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "settings/settings.h"
+#include "toolkit/text.h"
+
+namespace vocarta {
+namespace {
+
+constexpr int kExitOk = 0;
+constexpr int kExitFailed = 1;  // missing key, nothing to delete, or not saved
+constexpr int kExitUsage = 2;
+
+constexpr char kUsage[] =
+    "Usage: vocarta-defaults read                      all settings, sorted\n"
+    "       vocarta-defaults read Section/Key          one value (exit 1 when missing)\n"
+    "       vocarta-defaults write Section/Key value\n"
+    "       vocarta-defaults delete Section/Key        also removes its protected twin\n"
+    "       vocarta-defaults delete-tree Section       every key under the section\n"
+    "A section may itself contain \"/\": the key is the part after the last \"/\".\n"
+    "In the full listing a line break inside a value is shown as \\n (\\r likewise).\n";
+
+// A "Section/Key" argument. `joined` is how the settings functions would store
+// section and key; it differs from the text given only when the section ends with
+// "/" itself, and then the stored key is addressed as it was given.
+struct KeyArg {
+    std::string text;
+    std::string section;
+    std::string key;
+    bool ViaSettings() const { return JoinSettingKey(section, key) == text; }
+};
+
+bool ParseKeyArg(std::string_view arg, KeyArg& out) {
+    std::size_t slash = arg.rfind('/');
+    if (slash == std::string_view::npos || slash + 1 == arg.size()) {
+        std::fprintf(stderr, "vocarta-defaults: \"%.*s\" is not of the form Section/Key\n",
+                     int(arg.size()), arg.data());
+        return false;
+    }
+    if (arg.size() >= 520) {
+        std::fprintf(stderr, "vocarta-defaults: a key is at most 519 bytes long\n");
+        return false;
+    }
+    out.text = std::string(arg);
+    out.section = std::string(arg.substr(0, slash));
+    out.key = std::string(arg.substr(slash + 1));
+    return true;
+}
+
+std::string ShowInListing(const std::string& value) {
+    std::string out;
+    for (char c : value) {
+        if (c == '\n')
+            out += "\\n";
+        else if (c == '\r')
+            out += "\\r";
+        else
+            out += c;
+    }
+    return out;
+}
+
+int ReadAll() {
+    SettingsDomain& domain = AppSettings();
+    for (const std::string& key : domain.KeyList()) {
+        std::string value;
+        if (!domain.GetRaw(key, value)) continue;  // deleted since the listing
+        std::printf("%s = %s\n", key.c_str(), ShowInListing(value).c_str());
+    }
+    return kExitOk;
+}
+
+int ReadOne(const KeyArg& arg) {
+    std::string value;
+    bool found = arg.ViaSettings()
+                     ? GetSettingStringLong(arg.section, arg.key, "", value)
+                     : AppSettings().GetRaw(arg.text, value);
+    if (!found) {
+        std::fprintf(stderr, "vocarta-defaults: %s does not exist\n", arg.text.c_str());
+        return kExitFailed;
+    }
+    std::fwrite(value.data(), 1, value.size(), stdout);
+    std::fputc('\n', stdout);
+    return kExitOk;
+}
+
+int Write(const KeyArg& arg, std::string_view value) {
+    bool saved = arg.ViaSettings() ? SetSettingString(arg.section, arg.key, value)
+                                   : AppSettings().SetRaw(arg.text, value);
+    if (!saved) {
+        std::fprintf(stderr, "vocarta-defaults: %s could not be saved (see the error log)\n",
+                     arg.text.c_str());
+        return kExitFailed;
+    }
+    return kExitOk;
+}
+
+int Delete(const KeyArg& arg) {
+    SettingsDomain& domain = AppSettings();
+    std::string twin = arg.text.substr(0, arg.text.size() - arg.key.size()) + "__" + arg.key;
+    std::string ignored;
+    if (!domain.GetRaw(arg.text, ignored) && !domain.GetRaw(twin, ignored)) {
+        std::fprintf(stderr, "vocarta-defaults: %s does not exist\n", arg.text.c_str());
+        return kExitFailed;
+    }
+    bool saved = arg.ViaSettings() ? DeleteSetting(arg.section, arg.key)
+                                   : domain.DeleteRaw(arg.text) && domain.DeleteRaw(twin);
+    if (!saved) {
+        std::fprintf(stderr, "vocarta-defaults: %s could not be deleted (see the error log)\n",
+                     arg.text.c_str());
+        return kExitFailed;
+    }
+    return kExitOk;
+}
+
+int DeleteTree(const std::string& section) {
+    std::string prefix = section.empty() || section.back() != '/' ? section + "/" : section;
+    bool any = false;
+    for (const std::string& key : AppSettings().KeyList()) any = any || StartsWithNoCase(key, prefix);
+    if (!any) {
+        std::fprintf(stderr, "vocarta-defaults: no settings under %s\n", section.c_str());
+        return kExitFailed;
+    }
+    if (!DeleteSettingTree(section)) {
+        std::fprintf(stderr, "vocarta-defaults: %s could not be deleted (see the error log)\n",
+                     section.c_str());
+        return kExitFailed;
+    }
+    return kExitOk;
+}
+
+int Usage(FILE* to, int status) {
+    std::fputs(kUsage, to);
+    return status;
+}
+
+int Run(const std::vector<std::string>& args) {
+    if (args.empty()) return Usage(stderr, kExitUsage);
+    const std::string& command = args[0];
+    std::size_t extra = args.size() - 1;
+    if (command == "-h" || command == "--help" || EqualsNoCase(command, "help"))
+        return Usage(stdout, kExitOk);
+    KeyArg key;
+    if (EqualsNoCase(command, "read") && extra == 0) return ReadAll();
+    if (EqualsNoCase(command, "read") && extra == 1)
+        return ParseKeyArg(args[1], key) ? ReadOne(key) : Usage(stderr, kExitUsage);
+    if (EqualsNoCase(command, "write") && extra == 2)
+        return ParseKeyArg(args[1], key) ? Write(key, args[2]) : Usage(stderr, kExitUsage);
+    if (EqualsNoCase(command, "delete") && extra == 1)
+        return ParseKeyArg(args[1], key) ? Delete(key) : Usage(stderr, kExitUsage);
+    if (EqualsNoCase(command, "delete-tree") && extra == 1 && !args[1].empty())
+        return DeleteTree(args[1]);
+    std::fprintf(stderr, "vocarta-defaults: bad arguments\n");
+    return Usage(stderr, kExitUsage);
+}
+
+}  // namespace
+}  // namespace vocarta
+
+int main(int argc, char** argv) {
+    std::vector<std::string> args(argv + 1, argv + argc);
+    return vocarta::Run(args);
+}
