@@ -55,8 +55,12 @@ private:
         return false;
     }
     void Commit(uint64_t start, uint64_t end, bool atFileEnd);
-    TrimStatus ScanForward(uint64_t from, bool stopAfterCommit, std::string& error);
+    // Whole file; up to the first loud frame after a committed region; or only
+    // the silence that runs to the end (interior ones are not looked at).
+    enum class Scan { All, ToFirstCommit, TrailingOnly };
+    TrimStatus ScanForward(uint64_t from, Scan scan, std::string& error);
     TrimStatus ScanTrailing(std::string& error);
+    TrimStatus ScanTailForward(std::string& error);
     TrimStatus ReadFailed(uint64_t at, std::string& error) {
         error = StringPrintf("the recording could not be read at frame %llu: %s",
                              (unsigned long long)at, source_.LastError().c_str());
@@ -91,16 +95,16 @@ TrimStatus SilenceSearch::Run(std::string& error) {
         error = "the recording cannot be rewound: " + source_.LastError();
         return TrimStatus::Failed;
     }
-    TrimStatus status = ScanForward(0, settings_.startAndEndOnly, error);
+    TrimStatus status =
+        ScanForward(0, settings_.startAndEndOnly ? Scan::ToFirstCommit : Scan::All, error);
     if (status != TrimStatus::Ok || !stopped_) return status;
     return ScanTrailing(error);
 }
 
 // Forward from `from` (a frame where no region is open) to the end of the file,
-// or with `stopAfterCommit` to the first loud frame that follows a committed
-// region. A region still open at the end is closed one frame past the last
+// or to the first loud frame that follows a committed region. A region still open at the end is closed one frame past the last
 // frame, deliberately, as the recorder has always done it.
-TrimStatus SilenceSearch::ScanForward(uint64_t from, bool stopAfterCommit, std::string& error) {
+TrimStatus SilenceSearch::ScanForward(uint64_t from, Scan scan, std::string& error) {
     const uint64_t total = source_.TotalFrames();
     bool open = false;
     uint64_t openStart = 0;
@@ -122,9 +126,9 @@ TrimStatus SilenceSearch::ScanForward(uint64_t from, bool stopAfterCommit, std::
             }
             if (open) {
                 open = false;
-                Commit(openStart, frame, false);
+                if (scan != Scan::TrailingOnly) Commit(openStart, frame, false);
             }
-            if (stopAfterCommit && !out_.regions.empty()) {
+            if (scan == Scan::ToFirstCommit && !out_.regions.empty()) {
                 stopped_ = true;
                 stopFrame_ = frame;
                 return TrimStatus::Ok;
@@ -138,11 +142,12 @@ TrimStatus SilenceSearch::ScanForward(uint64_t from, bool stopAfterCommit, std::
 }
 
 // Backward from the end, block by block and frame by frame, down to the frame
-// after the one where the forward scan stopped.
+// after the one where the forward scan stopped. The decoder's total is checked
+// on the last block: when it does not end exactly at the end of the file, the
+// tail is scanned forward instead.
 TrimStatus SilenceSearch::ScanTrailing(std::string& error) {
     const uint64_t floor = stopFrame_ + 1;
-    uint64_t end = source_.TotalFrames();
-    if (end < floor) end = floor;  // the decoder's total was short; the probe below finds the rest
+    uint64_t end = std::max(floor, source_.TotalFrames());
     uint64_t blockEnd = end;
     bool lastBlock = true;
     while (blockEnd > floor || lastBlock) {
@@ -150,21 +155,16 @@ TrimStatus SilenceSearch::ScanTrailing(std::string& error) {
         if (progress_.Cancelled()) return TrimStatus::Cancelled;
         const uint64_t blockStart = std::max(floor, blockEnd - std::min(blockEnd, kTrimBlockFrames));
         const uint64_t want = blockEnd - blockStart;
-        if (!source_.Seek(blockStart)) return ReadFailed(blockStart, error);
-        const int64_t got = ReadFully(source_, buffer_.data(), want);
-        if (got < 0) return ReadFailed(blockStart, error);
+        const bool moved = source_.Seek(blockStart);
+        const int64_t got = moved ? ReadFully(source_, buffer_.data(), want) : -1;
         if (lastBlock) {
             lastBlock = false;
             float probe[256];  // one frame of up to 255 channels
-            const int64_t more = uint64_t(got) < want ? 0 : source_.Read(probe, 1);
-            if (more < 0) return ReadFailed(blockEnd, error);
-            if (more > 0) {  // the decoder's total was short: scan the tail forward instead
-                if (!source_.Seek(floor)) return ReadFailed(floor, error);
-                return ScanForward(floor, false, error);
-            }
+            const int64_t more = got == int64_t(want) ? source_.Read(probe, 1) : 0;
+            if (got <= 0 || more != 0) return ScanTailForward(error);
             end = blockEnd = blockStart + uint64_t(got);
-        } else if (uint64_t(got) < want) {
-            return ReadFailed(blockStart + uint64_t(got), error);
+        } else if (got != int64_t(want)) {
+            return ReadFailed(blockStart + uint64_t(std::max<int64_t>(got, 0)), error);
         }
         for (uint64_t i = blockEnd - blockStart; i-- > 0;) {
             if (IsLoud(&buffer_[i * channels_])) {
@@ -179,6 +179,12 @@ TrimStatus SilenceSearch::ScanTrailing(std::string& error) {
     if (floor < end) Commit(floor, end + 1, true);
     out_.totalFrames = end;
     return TrimStatus::Ok;
+}
+
+TrimStatus SilenceSearch::ScanTailForward(std::string& error) {
+    const uint64_t floor = stopFrame_ + 1;
+    if (!source_.Seek(floor)) return ReadFailed(floor, error);
+    return ScanForward(floor, Scan::TrailingOnly, error);
 }
 
 }  // namespace

@@ -1,0 +1,225 @@
+// Trimming a recording on disk: the file is replaced only by a complete trimmed
+// file, and every failure or cancellation leaves the recording byte for byte as
+// it was, records its (section, tag) and leaves no temporary file behind.
+
+#include <gtest/gtest.h>
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "audio/trim/recording_trim.h"
+#include "audio/trim/trim_temp_file.h"
+#include "settings/settings.h"
+#include "support/temp_dir.h"
+#include "trim_test_audio.h"
+
+namespace vocarta {
+namespace {
+
+using test::Ms;
+using test::Runs;
+using test::Signal;
+
+std::vector<std::string> FilesIn(const std::string& folder) {
+    std::vector<std::string> names;
+    DIR* dir = opendir(folder.c_str());
+    while (dirent* e = readdir(dir))
+        if (e->d_name[0] != '.' || std::string(e->d_name).size() > 2) names.push_back(e->d_name);
+    closedir(dir);
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+class RecordingTrimTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        path_ = dir_.File("take 1.raw");
+        Signal s;
+        s.channels = 2;
+        s.Loud(Ms(1000)).Silent(Ms(1000)).Loud(Ms(1000)).Silent(Ms(2000)).Loud(Ms(300));
+        ASSERT_TRUE(test::WriteRawFile(path_, s));
+        original_ = test::ReadFile(path_);
+    }
+    // The recording must be exactly what it was, and alone in its folder.
+    void ExpectUntouched(const TrimOutcome& outcome) {
+        EXPECT_FALSE(outcome.replaced);
+        EXPECT_EQ(test::ReadFile(path_), original_);
+        EXPECT_EQ(FilesIn(dir_.Path()), std::vector<std::string>{"take 1.raw"});
+    }
+    void ExpectFailure(const TrimOutcome& outcome, const char* section, const char* tag) {
+        EXPECT_EQ(outcome.status, TrimStatus::Failed);
+        EXPECT_EQ(outcome.section, section);
+        EXPECT_EQ(outcome.tag, tag);
+        EXPECT_EQ(GetSettingString("UsageStats", "LastFailed"), section);
+        EXPECT_EQ(GetSettingString("UsageStats", "LastFailedReason"), tag);
+        ExpectUntouched(outcome);
+    }
+
+    test::TempDir dir_;
+    std::string path_;
+    std::string original_;
+    TrimSettings settings_;
+};
+
+TEST_F(RecordingTrimTest, ReplacesTheRecordingWithTheTrimmedAudio) {
+    ASSERT_EQ(chmod(path_.c_str(), 0640), 0);
+    struct timespec old[2] = {{1000000000, 0}, {1000000000, 0}};
+    ASSERT_EQ(utimensat(AT_FDCWD, path_.c_str(), old, 0), 0);
+
+    std::vector<std::string> passes;
+    TrimProgress progress;
+    progress.passStarted = [&](const char* text) { passes.push_back(text); };
+    TrimOutcome outcome = TrimRecording(path_, settings_, test::RawFileIo(), progress);
+    ASSERT_EQ(outcome.status, TrimStatus::Ok) << outcome.error;
+    EXPECT_TRUE(outcome.replaced);
+    EXPECT_EQ(passes, (std::vector<std::string>{kTrimPeakText, kTrimSearchText, kTrimRemoveText}));
+
+    unsigned channels = 0;
+    std::vector<float> trimmed = test::ReadRawFile(path_, &channels);
+    EXPECT_EQ(channels, 2u);
+    EXPECT_EQ(test::RunsOf(trimmed, 2, 0.001f),
+              (Runs{{true, Ms(1000)}, {false, Ms(400)}, {true, Ms(1000)}, {false, Ms(400)},
+                    {true, Ms(300)}}));
+    EXPECT_EQ(outcome.framesBefore, Ms(5300));
+    EXPECT_EQ(outcome.framesAfter, Ms(3100));
+
+    struct stat st {};
+    ASSERT_EQ(stat(path_.c_str(), &st), 0);
+    EXPECT_EQ(st.st_mode & 07777, 0640u);
+    EXPECT_EQ(st.st_mtim.tv_sec, 1000000000);  // still dated when it was recorded
+    EXPECT_EQ(FilesIn(dir_.Path()), std::vector<std::string>{"take 1.raw"});
+
+    // Nothing left to cut: the file is not rewritten at all.
+    ASSERT_EQ(stat(path_.c_str(), &st), 0);
+    outcome = TrimRecording(path_, settings_, test::RawFileIo(), {});
+    EXPECT_EQ(outcome.status, TrimStatus::Ok);
+    EXPECT_FALSE(outcome.replaced);
+    struct stat after {};
+    ASSERT_EQ(stat(path_.c_str(), &after), 0);
+    EXPECT_EQ(after.st_ino, st.st_ino);
+}
+
+TEST_F(RecordingTrimTest, EmptyRecordingIsLeftAsItIs) {
+    ASSERT_TRUE(test::WriteRawFile(path_, Signal{2, {}}));
+    original_ = test::ReadFile(path_);
+    TrimOutcome outcome = TrimRecording(path_, settings_, test::RawFileIo(), {});
+    EXPECT_EQ(outcome.status, TrimStatus::Ok);
+    ExpectUntouched(outcome);
+}
+
+TEST_F(RecordingTrimTest, FailuresWhileOpening) {
+    // Not audio the decoder knows.
+    ASSERT_TRUE(test::WriteFile(path_, "RIF"));
+    original_ = "RIF";
+    ExpectFailure(TrimRecording(path_, settings_, test::RawFileIo(), {}), "TrimSilence",
+                  "OpenSourceFailed");
+
+    // Decoded, but the file itself cannot be opened (it is gone).
+    TrimFileIo io = test::RawFileIo();
+    const std::string gone = dir_.File("gone.raw");
+    io.openSource = [](const std::string&, std::string&) {
+        return LSoundSource(std::make_shared<test::MemorySource>(Signal{1, {0, 0, 0}}));
+    };
+    TrimOutcome outcome = TrimRecording(gone, settings_, io, {});
+    EXPECT_EQ(outcome.status, TrimStatus::Failed);
+    EXPECT_EQ(outcome.section, "TrimSilence");
+    EXPECT_EQ(outcome.tag, "OpenFileFailed");
+}
+
+TEST_F(RecordingTrimTest, FailuresOfTheTrimItself) {
+    // The recording cannot be read to the end (a damaged file).
+    TrimFileIo io = test::RawFileIo();
+    std::shared_ptr<test::MemorySource> memory;
+    auto openMemory = [&](uint64_t failReadAt) {
+        return [&, failReadAt](const std::string& path, std::string&) {
+            memory = std::make_shared<test::MemorySource>(Signal{2, test::ReadRawFile(path)});
+            memory->failReadAt = failReadAt;
+            return LSoundSource(memory);
+        };
+    };
+    io.openSource = openMemory(Ms(2500));
+    ExpectFailure(TrimRecording(path_, settings_, io, {}), "TrimSilnce", "CutListFailed");
+
+    // Readable for the search, but not when the edited audio is read back.
+    io.openSource = openMemory(UINT64_MAX);
+    TrimProgress breakAtRemoval;
+    breakAtRemoval.passStarted = [&](const char* text) {
+        if (std::string(text) == kTrimRemoveText) memory->failSeek = true;
+    };
+    ExpectFailure(TrimRecording(path_, settings_, io, breakAtRemoval), "TrimSilnce",
+                  "OpenTrimmedSourceFailed");
+    breakAtRemoval.passStarted = [&](const char* text) {
+        if (std::string(text) == kTrimRemoveText) memory->failReadAt = Ms(2000);
+    };
+    ExpectFailure(TrimRecording(path_, settings_, io, breakAtRemoval), "TrimSilnce",
+                  "OpenTrimmedSourceFailed");
+
+    // No writer, and a writer that runs out of disk space half way.
+    io = test::RawFileIo();
+    io.openSinkLike = [](const std::string&, const std::string&, const LSoundSourceBase&,
+                         std::string& error) {
+        error = "no encoder";
+        return LSoundSink();
+    };
+    ExpectFailure(TrimRecording(path_, settings_, io, {}), "TrimSilnce", "OpenTrimmedSinkFailed");
+    ExpectFailure(TrimRecording(path_, settings_, test::RawFileIo(Ms(1500)), {}), "TrimSilnce",
+                  "OpenTrimmedSinkFailed");
+}
+
+TEST_F(RecordingTrimTest, ARecordingReplacedMeanwhileIsNotOverwritten) {
+    // The user saved another file over the recording while it was being trimmed.
+    TrimProgress progress;
+    progress.passStarted = [&](const char* text) {
+        if (std::string(text) != kTrimRemoveText) return;
+        ASSERT_TRUE(test::WriteRawFile(dir_.File("new.raw"), Signal{1, {0.25f}}));
+        ASSERT_EQ(rename(dir_.File("new.raw").c_str(), path_.c_str()), 0);
+        original_ = test::ReadFile(path_);
+    };
+    ExpectFailure(TrimRecording(path_, settings_, test::RawFileIo(), progress), "TrimSilnce",
+                  "OpenFileFailed");
+}
+
+TEST_F(RecordingTrimTest, CancellingAnyStepLeavesTheRecording) {
+    // Cancel at the n-th progress report of the removal, which covers the
+    // region edits and then the writing of the new file.
+    for (int cancelAt : {1, 2, 3, 5, 8}) {
+        int reports = 0;
+        bool removing = false;
+        TrimProgress progress;
+        progress.passStarted = [&](const char* text) { removing = text == std::string(kTrimRemoveText); };
+        progress.progress = [&](double) { reports += removing; };
+        progress.cancelRequested = [&] { return reports >= cancelAt; };
+        TrimOutcome outcome = TrimRecording(path_, settings_, test::RawFileIo(), progress);
+        EXPECT_EQ(outcome.status, TrimStatus::Cancelled) << cancelAt;
+        ExpectUntouched(outcome);
+    }
+    TrimProgress atOnce;
+    atOnce.cancelRequested = [] { return true; };
+    ExpectUntouched(TrimRecording(path_, settings_, test::RawFileIo(), atOnce));
+}
+
+TEST_F(RecordingTrimTest, LeftoversOfAKilledTrimAreRemovedNextTime) {
+    const std::string leftover = dir_.File(".vctrim-Ab12Cd.raw");
+    const std::string live = dir_.File(".vctrim-Xy34Zw.raw");
+    ASSERT_TRUE(test::WriteFile(leftover, "half a file"));
+    ASSERT_TRUE(test::WriteFile(live, "being written"));
+    ASSERT_TRUE(test::WriteFile(dir_.File(".vctrim"), "not ours"));
+    int liveFd = open(live.c_str(), O_RDONLY);
+    ASSERT_EQ(flock(liveFd, LOCK_EX), 0);  // another trim is writing this one
+
+    TrimOutcome outcome = TrimRecording(path_, settings_, test::RawFileIo(), {});
+    EXPECT_EQ(outcome.status, TrimStatus::Ok);
+    EXPECT_EQ(FilesIn(dir_.Path()),
+              (std::vector<std::string>{".vctrim", ".vctrim-Xy34Zw.raw", "take 1.raw"}));
+    close(liveFd);
+    EXPECT_EQ(SweepStaleTrimFiles(dir_.Path()), 1);
+}
+
+}  // namespace
+}  // namespace vocarta
