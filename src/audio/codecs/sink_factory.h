@@ -29,8 +29,17 @@ std::shared_ptr<LSoundSinkBase> OpenSinkLike(const std::string& likePath,
 // missing, damaged or unknown file; never crashes on bad data.
 std::shared_ptr<LSoundSourceBase> OpenSoundSource(const std::string& path, std::string* error);
 
-// The text describing the current recording format in the main window, e.g.
-// "44100Hz 16 Bit Stereo", "128 kbps Joint Stereo", "64-256 kbps Mono".
+// The text describing the current recording format in the main window:
+//   WAV   "%dHz %s %s": rate, encoding ("16 Bit", "32 Bit Float", "A-Law",
+//         "u-Law", "GSM 6.10"), channels ("Mono", "Stereo", "%u Channels")
+//         e.g. "44100Hz 16 Bit Stereo"
+//   MP3   "%d kbps %s %s" (CBR) or "%d-%d kbps %s %s" (VBR): the bit rate(s), the
+//         channel mode word ("Stereo", "Joint", "Force", "Mono") and "Stereo"
+//         after Joint and Force; e.g. "128 kbps Joint Stereo", "64-256 kbps Mono"
+//   AIFF  "%s %iHz AIFF": encoding and channels, rate; "16 Bit Stereo 44100Hz AIFF"
+//   FLAC  "%s %iHz Flac": bit depth and channels, rate; "24 Bit Mono 48000Hz Flac"
+// A rate or channel count that matches the source shows the default recording
+// format (44100 Hz, stereo), which the sink opens with.
 std::string CurrentFormatDisplayText();
 
 }  // namespace vocarta
