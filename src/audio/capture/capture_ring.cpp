@@ -107,8 +107,7 @@ bool LCaptureRing::HasQueued() const {
     return buffers_[readIndex_]->frames.load(std::memory_order_acquire) != 0;
 }
 
-int64_t LCaptureRing::Read(float* out, const LSignalObject& stop, float gain,
-                           bool duplicateLeft, int timeoutMs) {
+int64_t LCaptureRing::Wait(const LSignalObject& stop, int timeoutMs) {
     if (buffers_.empty()) return kReadFailed;
     Buffer& buffer = *buffers_[readIndex_];
     uint32_t frames = buffer.frames.load(std::memory_order_acquire);
@@ -123,12 +122,24 @@ int64_t LCaptureRing::Read(float* out, const LSignalObject& stop, float gain,
         // Set without frames: a failure mark that raced ahead; look again.
         buffer.full.Reset();
     }
+    return frames;
+}
+
+void LCaptureRing::Take(float* out, float gain, bool duplicateLeft) {
+    Buffer& buffer = *buffers_[readIndex_];
+    uint32_t frames = buffer.frames.load(std::memory_order_acquire);
     ConvertS32ToFloat(buffer.storage.get(), out, uint64_t(frames) * channels_, gain);
     if (duplicateLeft) DuplicateLeftChannel(out, frames, channels_);
     buffer.full.Reset();
     buffer.frames.store(0, std::memory_order_release);
     buffer.empty.Set();
     readIndex_ = (readIndex_ + 1) % uint32_t(buffers_.size());
+}
+
+int64_t LCaptureRing::Read(float* out, const LSignalObject& stop, float gain,
+                           bool duplicateLeft, int timeoutMs) {
+    int64_t frames = Wait(stop, timeoutMs);
+    if (frames > 0) Take(out, gain, duplicateLeft);
     return frames;
 }
 

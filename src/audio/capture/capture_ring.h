@@ -66,6 +66,10 @@ public:
     // without looking at `stop`, so what was captured before a stop is never lost.
     int64_t Read(float* out, const LSignalObject& stop, float gain, bool duplicateLeft,
                  int timeoutMs = kRingWaitMs);
+    // Read in two steps, for a gain looked up once the buffer is there: Wait
+    // returns what Read would, and after a frame count Take(...) must follow.
+    int64_t Wait(const LSignalObject& stop, int timeoutMs = kRingWaitMs);
+    void Take(float* out, float gain, bool duplicateLeft);
     // True when a full buffer waits at the read index.
     bool HasQueued() const;
 

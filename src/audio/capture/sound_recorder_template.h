@@ -55,6 +55,8 @@ public:
     LLC& Capture() { return capture_; }
     // Recorded length: the sink position after the last buffer that counted.
     LSoundTime RecordedLength() const { return LSoundTime(recordedMs_.load()); }
+    // Buffers metered since Start (the discarded ones not counted). Any thread.
+    uint64_t BuffersProcessed() const { return buffersProcessed_.load(); }
 
 protected:
     void Run() override;
@@ -65,6 +67,7 @@ private:
     bool OpenCapture();
     bool StartDevice();
     void CaptureLoop();
+    int64_t TakeBuffer(int timeoutMs);
     bool ProcessBuffer(uint64_t frames);
     bool WhileWaiting(uint64_t frames, LdBLevel combined);
     bool WhileRecording(uint64_t frames, LdBLevel combined);
@@ -109,6 +112,7 @@ private:
     std::atomic<int64_t> positionMs_{0};
     std::atomic<int64_t> lastBufferTick_{0};
     std::atomic<int64_t> bufferMs_{0};
+    std::atomic<uint64_t> buffersProcessed_{0};
 };
 
 // Levels reach the user interface once every n + 2 buffers (n = rate / frames /

@@ -70,6 +70,7 @@ bool LSoundRecorderTemplate<LLC>::Start(const LSoundRecordDevice& device, LSound
     maxTimeReached_ = levelsChanged_ = errorPending_ = openFailed_ = soundCaptured_ = false;
     paused_ = false;
     previousFrames_ = 0;
+    buffersProcessed_ = 0;
     {
         LAutoLock hold(levelsLock_);
         levels_ = LLevels();
@@ -156,8 +157,7 @@ void LSoundRecorderTemplate<LLC>::CaptureLoop() {
     LCaptureRing& ring = capture_.Ring();
     int discard = (options_ & kRecorderKeepFirstBuffers) ? 0 : recorder_detail::kDiscardedBuffers;
     while (true) {
-        float gain = LRecordVolumeTable::Instance().Gain(capture_.DeviceName(), capture_.DeviceChannel());
-        int64_t frames = ring.Read(current_.get(), StopSignal(), gain, capture_.DuplicateLeft());
+        int64_t frames = TakeBuffer(kRingWaitMs);
         if (frames == LCaptureRing::kReadTimedOut) capture_.SetLastError(kCaptureStalled);
         if (frames <= 0) break;
         if (discard > 0) {  // deliberate: drops the device's start-up transient unseen
@@ -180,10 +180,20 @@ template <class LLC>
 void LSoundRecorderTemplate<LLC>::DrainQueued() {
     LCaptureRing& ring = capture_.Ring();
     while (ring.HasQueued()) {
-        float gain = LRecordVolumeTable::Instance().Gain(capture_.DeviceName(), capture_.DeviceChannel());
-        int64_t frames = ring.Read(current_.get(), StopSignal(), gain, capture_.DuplicateLeft(), 0);
+        int64_t frames = TakeBuffer(0);
         if (frames <= 0 || !ProcessBuffer(uint64_t(frames))) break;
     }
+}
+
+template <class LLC>
+int64_t LSoundRecorderTemplate<LLC>::TakeBuffer(int timeoutMs) {
+    LCaptureRing& ring = capture_.Ring();
+    int64_t frames = ring.Wait(StopSignal(), timeoutMs);
+    if (frames <= 0) return frames;
+    // Looked up for every buffer, so a move of the volume slider is heard at once.
+    float gain = LRecordVolumeTable::Instance().Gain(capture_.DeviceName(), capture_.DeviceChannel());
+    ring.Take(current_.get(), gain, capture_.DuplicateLeft());
+    return frames;
 }
 
 template <class LLC>
@@ -237,6 +247,7 @@ bool LSoundRecorderTemplate<LLC>::ProcessBuffer(uint64_t frames) {
     CountLevelNotification();
     positionMs_ = workerSink_.Position().Milliseconds();
     lastBufferTick_ = recorder_detail::SteadyMs();
+    buffersProcessed_.fetch_add(1);
     return ok;
 }
 

@@ -118,21 +118,29 @@ bool LSimulatedCapture::Pump(uint64_t frames) {
     if (config_.mode != LSimulationMode::Manual) return false;
     while (frames > 0) {
         uint64_t step = std::min<uint64_t>(frames, chunkFrames_);
+        LAutoLock hold(pumpLock_);
         if (!Deliver(step)) return false;
         frames -= step;
     }
     return true;
 }
 
-void LSimulatedCapture::Stop() {
+void LSimulatedCapture::StopDelivering() {
+    running_ = false;
     if (thread_) thread_->Stop();
     thread_.reset();
-    running_ = false;
+}
+
+void LSimulatedCapture::Stop() {
+    StopDelivering();
+    LAutoLock hold(pumpLock_);
     if (!lost_) ring_.CommitPartial();
 }
 
 void LSimulatedCapture::Close() {
-    Stop();
+    StopDelivering();
+    LAutoLock hold(pumpLock_);
+    if (!lost_) ring_.CommitPartial();
     ring_.Free();
     chunk_.reset();
     opened_ = false;

@@ -20,6 +20,7 @@
 #include "audio/capture/capture_base.h"
 #include "audio/capture/simulated/generators.h"
 #include "audio/sound_devices.h"
+#include "toolkit/llock_object.h"
 #include "toolkit/lthread.h"
 
 namespace vocarta {
@@ -63,6 +64,7 @@ private:
     class CallbackThread;
     bool Deliver(uint64_t frames);  // one callback
     void LoseDevice();
+    void StopDelivering();
 
     LSimulationConfig config_;
     std::unique_ptr<CallbackThread> thread_;
@@ -73,6 +75,9 @@ private:
     std::atomic<bool> lost_{false};
     std::atomic<uint64_t> delivered_{0};
     LSignalObject startedSignal_;
+    // Manual mode: keeps a Pump on the test's thread from overlapping Stop/Close
+    // on the worker, as a sound server's lock does for a real device.
+    LLockObject pumpLock_;
 };
 
 }  // namespace vocarta

@@ -1,0 +1,95 @@
+// The ring between capture callback and worker: sizes, gathering pieces into
+// whole buffers, hand-over on stop and on device loss, conversion.
+#include <gtest/gtest.h>
+
+#include <thread>
+
+#include "audio/capture/capture_ring.h"
+
+namespace vocarta {
+namespace {
+
+TEST(CaptureRing, BufferSizeRule) {
+    EXPECT_EQ(FramesPerBufferFor(44100, 1, 1u << 20), 4410u);
+    EXPECT_EQ(BufferCountFor(4410, 44100), 40u);
+    EXPECT_EQ(FramesPerBufferFor(8000, 1, 1u << 20), 800u);
+    EXPECT_EQ(BufferCountFor(800, 8000), 40u);
+    EXPECT_EQ(FramesPerBufferFor(192000, 1, 1u << 20), 8192u);
+    EXPECT_EQ(BufferCountFor(8192, 192000), 94u);
+    EXPECT_EQ(FramesPerBufferFor(4000, 1, 1u << 20), 512u);  // clamped up to 512
+    EXPECT_EQ(BufferCountFor(512, 4000), 32u);
+    // The device's range wins over the rule.
+    EXPECT_EQ(FramesPerBufferFor(44100, 1024, 2048), 2048u);
+    EXPECT_EQ(BufferCountFor(2048, 44100), 87u);
+    EXPECT_EQ(FramesPerBufferFor(8000, 1024, 4096), 1024u);
+}
+
+TEST(CaptureRing, GathersPiecesAndHandsOverPartialOnStop) {
+    LCaptureRing ring;
+    ASSERT_TRUE(ring.Allocate(4, 10, 2));
+    LSignalObject stop;
+    std::vector<int32_t> piece(2 * 7);
+    for (size_t i = 0; i < piece.size(); ++i) piece[i] = int32_t(i) * 1000;
+    ASSERT_TRUE(ring.Append(piece.data(), 7));
+    EXPECT_FALSE(ring.HasQueued());  // 7 of 10 frames: not handed over yet
+    ASSERT_TRUE(ring.Append(piece.data(), 7));
+    ASSERT_TRUE(ring.HasQueued());
+    std::vector<float> out(20);
+    ASSERT_EQ(ring.Read(out.data(), stop, 1.0f, false), 10);
+    EXPECT_FLOAT_EQ(out[14], float(0 * 1000 / 2147483647.0));  // frame 7 = piece frame 0
+    EXPECT_FLOAT_EQ(out[13], float(13000 / 2147483647.0));
+    ring.Append(nullptr, 1);  // a hole is silence
+    ring.CommitPartial();
+    ASSERT_EQ(ring.Read(out.data(), stop, 1.0f, false), 5);
+    EXPECT_EQ(out[8], 0.0f);
+    // Nothing queued: a stop request ends the wait at once.
+    stop.Set();
+    EXPECT_EQ(ring.Read(out.data(), stop, 1.0f, false), LCaptureRing::kReadStopped);
+}
+
+TEST(CaptureRing, FailureDeliversWhatCameBeforeThenFails) {
+    LCaptureRing ring;
+    ASSERT_TRUE(ring.Allocate(3, 4, 1));
+    LSignalObject stop;
+    std::vector<int32_t> data = {1, 2, 3, 4, 5, 6};
+    std::vector<float> out(4);
+    std::thread reader([&] {
+        EXPECT_EQ(ring.Read(out.data(), stop, 1.0f, false), 4);
+        EXPECT_EQ(ring.Read(out.data(), stop, 1.0f, false), 2);
+        EXPECT_EQ(ring.Read(out.data(), stop, 1.0f, false), LCaptureRing::kReadFailed);
+    });
+    ring.Append(data.data(), 6);
+    ring.CommitPartial();
+    ring.MarkFailed();
+    reader.join();
+    EXPECT_EQ(ring.Read(out.data(), stop, 1.0f, false, 10), LCaptureRing::kReadFailed);
+}
+
+TEST(CaptureRing, OverrunDropsDataAfterWaitingForTheWorker) {
+    LCaptureRing ring;
+    ASSERT_TRUE(ring.Allocate(2, 2, 1));
+    std::vector<int32_t> data(6, 7);
+    // Two buffers fill the ring; the third waits 3 s for the worker that never
+    // comes and is dropped.
+    EXPECT_FALSE(ring.Append(data.data(), 6));
+    EXPECT_EQ(ring.OverrunFrames(), 2u);
+}
+
+TEST(CaptureRing, ConversionGainAndDuplicateLeft) {
+    std::vector<int32_t> in = {2147483647, -2147483647, 1073741824, 0, -1, 5};
+    std::vector<float> out(6);
+    ConvertS32ToFloat(in.data(), out.data(), in.size(), 1.0f);
+    EXPECT_FLOAT_EQ(out[0], 1.0f);
+    EXPECT_FLOAT_EQ(out[1], -1.0f);
+    EXPECT_NEAR(out[2], 0.5f, 1e-7);
+    std::vector<int32_t> many(19, 1073741824);
+    std::vector<float> many_out(19);
+    ConvertS32ToFloat(many.data(), many_out.data(), many.size(), 0.5f);  // unrolled part and tail
+    for (float v : many_out) EXPECT_NEAR(v, 0.25f, 1e-7);
+    std::vector<float> frames = {1, 2, 3, 4, 5, 6};
+    DuplicateLeftChannel(frames.data(), 2, 3);
+    EXPECT_EQ(frames, (std::vector<float>{1, 1, 3, 4, 4, 6}));
+}
+
+}  // namespace
+}  // namespace vocarta

@@ -1,0 +1,192 @@
+// Start, pause, resume, stop, maximum time, device loss, sink failure and the
+// rate-converting retry, on the simulated layer.
+#include "sim_recorder_fixture.h"
+
+#include <cstdlib>
+
+#include "audio/capture/device_list.h"
+#include "audio/capture/sound_recorder.h"
+
+namespace vocarta::test {
+namespace {
+
+TEST_F(SimRecorderTest, BufferSizesFollowTheRate) {
+    struct Case {
+        uint32_t rate, frames, count;
+    } cases[] = {{44100, 4410, 40}, {8000, 800, 40}, {192000, 8192, 94}};
+    for (const Case& c : cases) {
+        Use(std::make_shared<LSineGenerator>(440.0, 0.1), c.rate, 2);
+        ASSERT_TRUE(Start());
+        EXPECT_EQ(recorder.Capture().Ring().FramesPerBuffer(), c.frames) << c.rate;
+        EXPECT_EQ(recorder.Capture().Ring().BufferCount(), c.count) << c.rate;
+        recorder.Stop();
+    }
+    // A device that takes at most 1024 frames a buffer gets its way.
+    LSimulationConfig small;
+    small.maxFrames = 1024;
+    Use(std::make_shared<LSineGenerator>(440.0, 0.1), 44100, 2, small);
+    ASSERT_TRUE(Start());
+    EXPECT_EQ(recorder.Capture().Ring().FramesPerBuffer(), 1024u);
+    EXPECT_EQ(recorder.Capture().Ring().BufferCount(), 173u);
+    recorder.Stop();
+}
+
+TEST_F(SimRecorderTest, PauseKeepsTheSinkAndAStartAppends) {
+    Use(std::make_shared<LSineGenerator>(440.0, 0.5));
+    ASSERT_TRUE(Start());
+    Pump(8, 3);
+    recorder.Pause();
+    EXPECT_TRUE(recorder.IsPaused());
+    EXPECT_EQ(recorder.State(), 1);
+    EXPECT_EQ(sink->FramesWritten(), 3 * kBuffer);
+    EXPECT_EQ(recorder.Position().Milliseconds(), 300);
+    ASSERT_TRUE(recorder.Start({}, LSoundSink(sink), &events, 77, std::nullopt, LdBLevel(-127),
+                               LSoundTime(0), LSoundTime(216000000), 0));
+    EXPECT_FALSE(recorder.IsPaused());
+    Pump(7, 2);
+    recorder.Stop();
+    EXPECT_EQ(sink->FramesWritten(), 5 * kBuffer);
+    EXPECT_EQ(recorder.State(), 0);
+    EXPECT_EQ(events.log.back(), "stopped 77");
+}
+
+TEST_F(SimRecorderTest, StartPausedWaitsForResume) {
+    Use(std::make_shared<LSineGenerator>(440.0, 0.5));
+    ASSERT_TRUE(Start(std::nullopt, LdBLevel(-127), LSoundTime(0), LSoundTime(216000000),
+                      kRecorderStartPaused));
+    EXPECT_FALSE(recorder.Capture().WaitStarted(200));  // open, but not started
+    EXPECT_FALSE(recorder.Capture().Pump(kBuffer));
+    recorder.Resume();
+    ASSERT_TRUE(recorder.Capture().WaitStarted(5000));
+    Pump(6, 1);
+    recorder.Stop();
+    EXPECT_EQ(sink->FramesWritten(), kBuffer);
+
+    // Stopped before it was resumed: nothing written, no thread left behind.
+    Use(std::make_shared<LSineGenerator>(440.0, 0.5));
+    ASSERT_TRUE(Start(std::nullopt, LdBLevel(-127), LSoundTime(0), LSoundTime(216000000),
+                      kRecorderStartPaused));
+    recorder.Stop();
+    EXPECT_FALSE(recorder.IsRunning());
+    EXPECT_EQ(sink->FramesWritten(), 0u);
+}
+
+TEST_F(SimRecorderTest, MaximumTimeStopsAtTheNextPoll) {
+    Use(std::make_shared<LSineGenerator>(440.0, 0.5));
+    ASSERT_TRUE(Start(std::nullopt, LdBLevel(-127), LSoundTime(250)));
+    Pump(7, 2);
+    recorder.Poll();
+    EXPECT_EQ(recorder.State(), 2);  // 200 ms is not beyond 250
+    Pump(1, 1);
+    recorder.Poll();
+    EXPECT_EQ(recorder.State(), 0);
+    EXPECT_EQ(events.log.back(), "stopped 77");
+    EXPECT_EQ(sink->FramesWritten(), 3 * kBuffer);
+}
+
+TEST_F(SimRecorderTest, DeviceLossEndsCleanlyAndKeepsTheAudio) {
+    LSimulationConfig config;
+    config.loseDeviceAfterFrames = 10 * kBuffer + 123;
+    Use(std::make_shared<LSineGenerator>(440.0, 0.5), kRate, 1, config);
+    ASSERT_TRUE(Start());
+    Pump(5, 0);
+    Pump(5, 5);
+    EXPECT_FALSE(recorder.Capture().Pump(kBuffer));  // the device goes in the middle
+    for (int i = 0; i < 500 && events.finishedResult < 0; ++i) {
+        recorder.Poll();
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    EXPECT_EQ(events.finishedResult, kCaptureDeviceLost);
+    EXPECT_EQ(recorder.State(), 0);
+    EXPECT_FALSE(recorder.IsRunning());
+    EXPECT_NE(recorder.LastErrorText().find("disconnected"), std::string::npos);
+    // Everything up to the loss, the part-filled buffer included.
+    EXPECT_EQ(sink->FramesWritten(), 5 * kBuffer + 123);
+    EXPECT_EQ(sink.use_count(), 1);  // the recorder let go of the sink
+}
+
+TEST_F(SimRecorderTest, SinkFailureEndsTheRecordingWithItsError) {
+    Use(std::make_shared<LSineGenerator>(440.0, 0.5));
+    sink->SetFailAfter(2 * kBuffer);
+    ASSERT_TRUE(Start());
+    Pump(8, 3);
+    for (int i = 0; i < 500 && events.finishedResult < 0; ++i) {
+        recorder.Poll();
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    EXPECT_EQ(events.finishedResult, kCaptureSinkFailed);
+    EXPECT_NE(recorder.LastErrorText().find("disk full"), std::string::npos);
+    EXPECT_EQ(sink->FramesWritten(), 2 * kBuffer);
+}
+
+TEST_F(SimRecorderTest, NoSuchDeviceFailsTheStart) {
+    Use(std::make_shared<LSineGenerator>(440.0, 0.5));
+    EXPECT_FALSE(Start(std::nullopt, LdBLevel(-127), LSoundTime(0), LSoundTime(216000000), 0,
+                       LSoundRecordDevice{3, -1, 0}));
+    EXPECT_EQ(recorder.LastError(), kCaptureNoDevice);
+    EXPECT_EQ(recorder.State(), 0);
+    EXPECT_FALSE(recorder.IsRunning());
+    EXPECT_EQ(sink.use_count(), 1);
+    recorder.Poll();  // a failed start is reported by Start alone
+    EXPECT_TRUE(events.log.empty());
+}
+
+TEST_F(SimRecorderTest, UnofferedRateGoesThroughTheConverter) {
+    LSimulationConfig config;
+    config.offeredRates = {48000};
+    // A fresh sink simply takes the device's rate...
+    Use(std::make_shared<LSineGenerator>(1000.0, 0.5), 44100, 1, config);
+    ASSERT_TRUE(Start());
+    recorder.Stop();
+    EXPECT_EQ(sink->SampleRate(), 48000u);
+    // ...one that cannot change gets the sound converted to its own rate.
+    Use(std::make_shared<LSineGenerator>(1000.0, 0.5), 44100, 1, config);
+    sink->SetFixedFormat(true);
+    ASSERT_TRUE(Start());
+    EXPECT_EQ(recorder.Capture().Rate(), 48000u);
+    Pump(25, 20);  // 20 buffers of 4800 frames: 2 s
+    recorder.Stop();
+    EXPECT_EQ(sink->SampleRate(), 44100u);
+    EXPECT_NEAR(double(sink->FramesWritten()), 88200.0, 20.0);
+    // Still a 1 kHz sine of amplitude 0.5: count rising zero crossings mid-file.
+    int crossings = 0;
+    float peak = 0;
+    for (uint64_t f = 10000; f < 54100; ++f) {
+        if (sink->At(f - 1, 0) < 0 && sink->At(f, 0) >= 0) ++crossings;
+        peak = std::max(peak, std::fabs(sink->At(f, 0)));
+    }
+    EXPECT_NEAR(crossings, 1000, 2);
+    EXPECT_NEAR(peak, 0.5f, 0.01f);
+}
+
+TEST(SimulatedRecorderFactory, EnvironmentSelectsTheSimulatedLayer) {
+    setenv("VOCARTA_CAPTURE", "simulated", 1);
+    setenv("VOCARTA_CAPTURE_SOURCE", "sine:440:0.5", 1);
+    auto list = LSoundDeviceList::QueryInputs();
+    ASSERT_EQ(list.Count(), 3);
+    EXPECT_EQ(list.Entry(1).displayName, "[USB 0] Simulated USB Microphone");
+    auto recorder = CreateSoundRecorder();
+    auto sink = std::make_shared<MemorySink>(16000, 2);
+    RecordedEvents events;
+    ASSERT_TRUE(recorder->Start({}, LSoundSink(sink), &events, 1, std::nullopt, LdBLevel(-127),
+                                LSoundTime(0), LSoundTime(216000000), kRecorderKeepFirstBuffers));
+    // Real time: wait for the clock to move past a few buffers.
+    for (int i = 0; i < 300 && recorder->Position().Milliseconds() < 500; ++i) {
+        recorder->Poll();
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    recorder->Stop();
+    EXPECT_GE(sink->FramesWritten(), 8000u);
+    EXPECT_EQ(events.log.front(), "started");
+    EXPECT_GT(events.levelsUpdates, 0);
+    EXPECT_EQ(events.lastLevels[0].Value(), 6);
+    setenv("VOCARTA_CAPTURE_SOURCE", "nonsense", 1);
+    std::string error;
+    EXPECT_EQ(GeneratorFromSpec("nonsense", error), nullptr);
+    EXPECT_NE(error.find("not a capture source"), std::string::npos);
+    unsetenv("VOCARTA_CAPTURE");
+    unsetenv("VOCARTA_CAPTURE_SOURCE");
+}
+
+}  // namespace
+}  // namespace vocarta::test
