@@ -14,6 +14,8 @@ namespace vocarta {
 // "MPEG Layer 3, 128 kbps, 44100 Hz, Stereo" (CBR), "MPEG Layer 3, VBR, 44100 Hz,
 // Joint Stereo"; MPEG-2 and 2.5 streams say "MPEG-2"/"MPEG-2.5".
 std::shared_ptr<LSoundSourceBase> OpenMp3Source(const std::string& path, std::string* error);
+// The bit rate of a constant-bit-rate MP3 file in kbps; 0 for VBR or unreadable.
+int Mp3ConstantBitRateOf(const std::string& path);
 
 // AIFF, AIFC, FLAC and whatever else libsndfile reads. Description: "AIFF, 16 bit,
 // 44100 Hz, Stereo", "AIFC, 32-bit floating point, 48000 Hz, Mono", "FLAC, 24 bit,

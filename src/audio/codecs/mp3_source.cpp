@@ -44,6 +44,8 @@ public:
     bool Open(const std::string& path, std::string* error);
     int64_t Read(float* samples, uint64_t frames) override;
     bool Seek(uint64_t frame) override;
+    // The bit rate in kbps when the first audio frame says constant bit rate, else 0.
+    int ConstantBitRate();
 
 private:
     bool Fail(const std::string& text, std::string* error);
@@ -152,6 +154,12 @@ int64_t Mp3Source::Read(float* samples, uint64_t frames) {
     return int64_t(done / frameBytes);
 }
 
+int Mp3Source::ConstantBitRate() {
+    mpg123_frameinfo2 info{};
+    if (mpg123_info2(handle_, &info) != MPG123_OK || info.vbr != MPG123_CBR) return 0;
+    return info.bitrate;
+}
+
 bool Mp3Source::Seek(uint64_t frame) {
     if (mpg123_seek(handle_, off_t(frame), SEEK_SET) >= 0) return true;
     lastError_ = StringPrintf("Seeking in %s failed: %s", path_.c_str(), mpg123_strerror(handle_));
@@ -159,6 +167,12 @@ bool Mp3Source::Seek(uint64_t frame) {
 }
 
 }  // namespace
+
+int Mp3ConstantBitRateOf(const std::string& path) {
+    Mp3Source source;
+    if (!source.Open(path, nullptr)) return 0;
+    return source.ConstantBitRate();
+}
 
 std::shared_ptr<LSoundSourceBase> OpenMp3Source(const std::string& path, std::string* error) {
     auto source = std::make_shared<Mp3Source>();

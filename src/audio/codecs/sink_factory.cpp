@@ -39,10 +39,15 @@ std::shared_ptr<LSoundSinkBase> OpenWavLike(const std::string& likePath,
     return OpenWavSink(newPath, wanted, error);
 }
 
-std::shared_ptr<LSoundSinkBase> OpenMp3Like(const LSoundSourceBase& like,
+// MP3 at the file's constant bit rate, or VBR as stored when the file is VBR.
+std::shared_ptr<LSoundSinkBase> OpenMp3Like(const std::string& likePath,
+                                            const LSoundSourceBase& like,
                                             const std::string& newPath, std::string* error) {
     Mp3Settings settings;
     LoadMp3Settings(settings);
+    int kbps = Mp3ConstantBitRateOf(likePath);
+    settings.constantBitRate = kbps > 0;
+    if (kbps > 0) settings.cbrBitRate = uint16_t(kbps);
     if (like.Channels() == 1) {
         settings.channelMode = kMp3Mono;
     } else if (settings.channelMode == kMp3Mono) {
@@ -83,7 +88,7 @@ std::shared_ptr<LSoundSinkBase> OpenSinkLike(const std::string& likePath,
                                              const std::string& newPath, std::string* error) {
     switch (OutputFormatFromPath(likePath)) {
         case kFormatWav: return OpenWavLike(likePath, like, newPath, error);
-        case kFormatMp3: return OpenMp3Like(like, newPath, error);
+        case kFormatMp3: return OpenMp3Like(likePath, like, newPath, error);
         case kFormatAiff: {
             AiffEncoding encoding = CurrentAiffFormat().encoding;
             AiffEncodingOfFile(likePath, encoding);

@@ -1,0 +1,143 @@
+// A writer killed with SIGKILL, or stopped by a full disk, must leave a file that
+// decodes up to (nearly) the moment it stopped.
+
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/mman.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <thread>
+
+#include "audio/codecs/aiff_sink.h"
+#include "audio/codecs/flac_sink.h"
+#include "audio/codecs/mp3_sink.h"
+#include "audio/codecs/sink_factory.h"
+#include "codec_test_util.h"
+#include "support/temp_dir.h"
+
+using namespace vocarta;
+using namespace vocarta::test;
+
+namespace {
+
+std::shared_ptr<LSoundSinkBase> OpenByExtension(const std::string& path, std::string* error) {
+    if (path.ends_with(".mp3")) return OpenMp3Sink(path, Mp3Settings(), 44100, 2, error);
+    if (path.ends_with(".flac")) return OpenFlacSink(path, FlacSettings(), 44100, 2, error);
+    return OpenAiffSink(path, AiffEncoding::Pcm16, 44100, 2, error);
+}
+
+// Forks a writer that records a tone into `path` until it is killed, and kills
+// it once it has written `killAfter` frames. Returns the frames whose Write had
+// returned when the kill came.
+uint64_t RecordUntilKilled(const std::string& path, uint64_t killAfter) {
+    auto* written = static_cast<std::atomic<uint64_t>*>(mmap(
+        nullptr, sizeof(std::atomic<uint64_t>), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS,
+        -1, 0));
+    new (written) std::atomic<uint64_t>(0);
+    pid_t pid = fork();
+    if (pid == 0) {
+        std::string error;
+        auto sink = OpenByExtension(path, &error);
+        if (!sink) _exit(2);
+        for (uint64_t at = 0;; at += 4410) {
+            auto frames = Tone(440, 0.5, 44100, 2, 4410, at);
+            if (sink->Write(frames.data(), 4410) != 4410) _exit(3);
+            written->store(at + 4410);
+        }
+    }
+    while (written->load() < killAfter) std::this_thread::sleep_for(std::chrono::milliseconds(2));
+    kill(pid, SIGKILL);
+    int status = 0;
+    waitpid(pid, &status, 0);
+    EXPECT_TRUE(WIFSIGNALED(status)) << "the writer stopped by itself: " << status;
+    uint64_t result = written->load();
+    munmap(written, sizeof(std::atomic<uint64_t>));
+    return result;
+}
+
+uint64_t FramesOurDecoderReads(const std::string& path) {
+    std::string error;
+    auto source = OpenSoundSource(path, &error);
+    EXPECT_TRUE(source) << error;
+    if (!source) return 0;
+    std::vector<float> buf(8192);
+    uint64_t total = 0;
+    for (int64_t n; (n = source->Read(buf.data(), 4096)) > 0;) total += uint64_t(n);
+    EXPECT_EQ(total, source->TotalFrames()) << "the stated length is what decodes";
+    return total;
+}
+
+}  // namespace
+
+TEST(Crash, KilledFlacWriterLeavesAValidStreamUpToTheKill) {
+    TempDir dir;
+    const std::string path = dir.File("killed.flac");
+    uint64_t written = RecordUntilKilled(path, 3 * 44100);
+    ToolResult test = RunTool({"flac", "-t", "-s", path});
+    EXPECT_EQ(test.status, 0) << test.err;
+    // The encoder holds back at most one block (4608 frames) and one chunk.
+    uint64_t decoded = DecodeWithSox(path).size() / 2;
+    EXPECT_LE(decoded, written);
+    EXPECT_GE(decoded + 4608 + 4096, written);
+    EXPECT_EQ(FramesOurDecoderReads(path), decoded);
+}
+
+TEST(Crash, KilledMp3WriterDecodesUpToTheKill) {
+    TempDir dir;
+    const std::string path = dir.File("killed.mp3");
+    uint64_t written = RecordUntilKilled(path, 3 * 44100);
+    int status = -1;
+    std::vector<float> pcm = DecodeWithMpg123(path, &status);
+    EXPECT_EQ(status, 0);
+    // LAME holds back its look-ahead (a few MPEG frames of 1152).
+    uint64_t decoded = pcm.size() / 2;
+    EXPECT_LE(decoded, written + 1152);
+    EXPECT_GE(decoded + 4 * 1152, written);
+    EXPECT_NEAR(MeasureTone(pcm, 2, 44100).hz, 440, 1);
+    EXPECT_NEAR(double(FramesOurDecoderReads(path)), double(decoded), 1152);
+}
+
+TEST(Crash, KilledAiffWriterHasHeaderSizesUpToTheLastWrite) {
+    TempDir dir;
+    const std::string path = dir.File("killed.aiff");
+    uint64_t written = RecordUntilKilled(path, 3 * 44100);
+    uint64_t stated = std::stoull(Soxi("-s", path));
+    EXPECT_LE(stated, written + 4410);
+    EXPECT_GE(stated + 4410, written);
+    EXPECT_EQ(DecodeWithSox(path).size() / 2, stated);
+}
+
+TEST(Crash, FullDiskStopsTheWriterWithAnErrorAndAReadableFile) {
+    TempDir dir;
+    for (const char* name : {"full.flac", "full.mp3", "full.aiff"}) {
+        SCOPED_TRACE(name);
+        const std::string path = dir.File(name);
+        pid_t pid = fork();
+        if (pid == 0) {
+            // A file size limit stands in for a full disk: write() comes back short.
+            signal(SIGXFSZ, SIG_IGN);
+            rlimit limit{300000, 300000};
+            setrlimit(RLIMIT_FSIZE, &limit);
+            std::string error;
+            auto sink = OpenByExtension(path, &error);
+            if (!sink) _exit(2);
+            for (uint64_t at = 0; at < 60 * 44100; at += 4410) {
+                auto frames = Tone(440, 0.5, 44100, 2, 4410, at);
+                if (sink->Write(frames.data(), 4410) < 0) {
+                    bool named = sink->LastError().find(path) != std::string::npos;
+                    sink->Close();
+                    _exit(named ? 0 : 4);
+                }
+            }
+            _exit(5);  // never ran out of room
+        }
+        int status = 0;
+        waitpid(pid, &status, 0);
+        ASSERT_TRUE(WIFEXITED(status));
+        EXPECT_EQ(WEXITSTATUS(status), 0);
+        EXPECT_GT(FramesOurDecoderReads(path), 44100u) << "what fitted is still there";
+    }
+}

@@ -1,0 +1,147 @@
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "audio/codecs/aiff_sink.h"
+#include "audio/codecs/flac_sink.h"
+#include "audio/codecs/mp3_sink.h"
+#include "audio/codecs/sink_factory.h"
+#include "audio/wav/wav_sink.h"
+#include "codec_test_util.h"
+#include "support/temp_dir.h"
+
+using namespace vocarta;
+using namespace vocarta::test;
+
+namespace {
+
+struct Written {
+    std::string path;
+    std::string description;  // what OpenSoundSource must say
+    bool lossless;
+};
+
+// One second of a 1 kHz tone at 0.5, stereo 44100 Hz, in every format.
+std::vector<Written> WriteEveryFormat(const TempDir& dir) {
+    std::vector<Written> files = {
+        {dir.File("t.wav"), "Microsoft PCM Format", true},
+        {dir.File("t.mp3"), "MPEG Layer 3, 192 kbps, 44100 Hz, Stereo", false},
+        {dir.File("t.aiff"), "AIFF, 16 bit, 44100 Hz, Stereo", true},
+        {dir.File("t.aif"), "AIFC, uLaw 2:1, 44100 Hz, Stereo", false},
+        {dir.File("t.flac"), "FLAC, 16 bit, 44100 Hz, Stereo", true}};
+    std::string error;
+    std::shared_ptr<LSoundSinkBase> sinks[] = {
+        OpenWavSink(files[0].path, LSoundFormat(44100, 2, 16), &error),
+        OpenMp3Sink(files[1].path, Mp3Settings(), 44100, 2, &error),
+        OpenAiffSink(files[2].path, AiffEncoding::Pcm16, 44100, 2, &error),
+        OpenAiffSink(files[3].path, AiffEncoding::ULaw, 44100, 2, &error),
+        OpenFlacSink(files[4].path, FlacSettings(), 44100, 2, &error)};
+    for (auto& sink : sinks) {
+        EXPECT_TRUE(sink) << error;
+        if (!sink) continue;
+        EXPECT_TRUE(WriteTone(*sink, 1000, 0.5, 1.0));
+        EXPECT_TRUE(sink->Close());
+    }
+    return files;
+}
+
+// Reads a source to its end; -1 when it reported an error. Bounded, so a
+// decoder that never ends fails the test instead of hanging it.
+int64_t ReadAll(LSoundSourceBase& source, std::vector<float>* out = nullptr) {
+    std::vector<float> buf(4096 * size_t(source.Channels()));
+    int64_t total = 0;
+    for (int i = 0; i < 100000; ++i) {
+        int64_t n = source.Read(buf.data(), 4096);
+        if (n < 0) return -1;
+        if (n == 0) return total;
+        total += n;
+        if (out) out->insert(out->end(), buf.begin(), buf.begin() + n * source.Channels());
+    }
+    ADD_FAILURE() << "the decoder never reached an end";
+    return total;
+}
+
+}  // namespace
+
+TEST(Decoders, EveryFormatReadsBackWithItsLengthAndTone) {
+    TempDir dir;
+    for (const Written& w : WriteEveryFormat(dir)) {
+        SCOPED_TRACE(w.path);
+        std::string error;
+        auto source = OpenSoundSource(w.path, &error);
+        ASSERT_TRUE(source) << error;
+        EXPECT_EQ(source->SampleRate(), 44100u);
+        EXPECT_EQ(source->Channels(), 2);
+        EXPECT_EQ(source->TotalFrames(), 44100u);
+        EXPECT_EQ(source->Length(), LSoundTime(1000));
+        EXPECT_EQ(source->FormatDescription().rfind(w.description, 0), 0u)
+            << source->FormatDescription();
+        std::vector<float> pcm;
+        ASSERT_EQ(ReadAll(*source, &pcm), 44100);
+        ToneMeasure tone = MeasureTone(pcm, 2, 44100);
+        EXPECT_NEAR(tone.hz, 1000, 1);
+        EXPECT_NEAR(tone.peak, 0.5, 0.05);
+
+        ASSERT_TRUE(source->Seek(30000));
+        float frame[2];
+        ASSERT_EQ(source->Read(frame, 1), 1);
+        if (w.lossless) {
+            EXPECT_NEAR(frame[0], Tone(1000, 0.5, 44100, 1, 1, 30000)[0], 1e-4);
+        }
+    }
+}
+
+TEST(Decoders, DamagedFilesGiveErrorsNotCrashes) {
+    TempDir dir;
+    std::mt19937 random(20240601);
+    for (const Written& w : WriteEveryFormat(dir)) {
+        SCOPED_TRACE(w.path);
+        const std::string good = ReadFile(w.path);
+        const std::string damaged = dir.File("damaged" + w.path.substr(w.path.rfind('.')));
+        for (int round = 0; round < 60; ++round) {
+            std::string bytes = good;
+            if (round % 2 == 0) {
+                // Cut anywhere, the header included.
+                bytes.resize(std::uniform_int_distribution<size_t>(0, good.size() - 1)(random));
+            } else {
+                // Flip bytes, often near the start where the headers are.
+                int flips = std::uniform_int_distribution<int>(1, 24)(random);
+                size_t span = round % 4 == 1 ? std::min<size_t>(good.size(), 512) : good.size();
+                for (int i = 0; i < flips; ++i)
+                    bytes[std::uniform_int_distribution<size_t>(0, span - 1)(random)] ^=
+                        char(std::uniform_int_distribution<int>(1, 255)(random));
+            }
+            ASSERT_TRUE(WriteFile(damaged, bytes));
+            std::string error;
+            auto source = OpenSoundSource(damaged, &error);
+            if (!source) {
+                EXPECT_FALSE(error.empty());
+                continue;
+            }
+            EXPECT_GE(ReadAll(*source), -1);
+            source->Seek(100);
+            ReadAll(*source);
+        }
+    }
+}
+
+TEST(Decoders, MissingEmptyAndForeignFilesAreRefused) {
+    TempDir dir;
+    std::string error;
+    EXPECT_FALSE(OpenSoundSource(dir.File("none.mp3"), &error));
+    EXPECT_NE(error.find("does not exist"), std::string::npos) << error;
+    std::mt19937 random(5);
+    std::string noise(20000, '\0');
+    for (char& c : noise) c = char(random() & 0x7F);  // no MPEG sync bytes in it
+    for (const char* ext : {".mp3", ".aiff", ".flac", ".wav", ".ogg"}) {
+        SCOPED_TRACE(ext);
+        ASSERT_TRUE(WriteFile(dir.File(std::string("empty") + ext), ""));
+        error.clear();
+        EXPECT_FALSE(OpenSoundSource(dir.File(std::string("empty") + ext), &error));
+        EXPECT_FALSE(error.empty());
+        ASSERT_TRUE(WriteFile(dir.File(std::string("noise") + ext), noise));
+        error.clear();
+        EXPECT_FALSE(OpenSoundSource(dir.File(std::string("noise") + ext), &error));
+        EXPECT_FALSE(error.empty());
+    }
+}

@@ -1,0 +1,83 @@
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+#include "audio/codecs/lame_library.h"
+#include "codec_test_util.h"
+#include "support/temp_dir.h"
+
+using namespace vocarta;
+using namespace vocarta::test;
+
+namespace {
+
+// Builds a shared library that defines every LAME function of the table except
+// `leaveOut`, so the loader finds all the others first.
+std::string BuildIncompleteLame(const TempDir& dir, const std::string& leaveOut) {
+    std::string source;
+#define VOCARTA_TEST_STUB(name, type) \
+    if (std::string(#name) != leaveOut) source += "void " #name "(void) {}\n";
+    VOCARTA_LAME_FUNCTIONS(VOCARTA_TEST_STUB)
+#undef VOCARTA_TEST_STUB
+    const std::string c = dir.File("stub.c"), so = dir.File("libincomplete.so");
+    EXPECT_TRUE(WriteFile(c, source));
+    ToolResult r = RunTool({"cc", "-shared", "-fPIC", "-o", so, c});
+    EXPECT_EQ(r.status, 0) << "cc is needed to build the test library: " << r.err;
+    return so;
+}
+
+bool TableIsEmpty(const LameFunctions& table) {
+    bool empty = true;
+#define VOCARTA_TEST_EMPTY(name, type) empty = empty && table.name == nullptr;
+    VOCARTA_LAME_FUNCTIONS(VOCARTA_TEST_EMPTY)
+#undef VOCARTA_TEST_EMPTY
+    return empty;
+}
+
+}  // namespace
+
+TEST(LameLibrary, ResolvesTheWholeTableOrNothing) {
+    TempDir dir;
+    LameFunctions table;
+    std::string error;
+
+    // Missing one function near the end: nothing of the table may be used.
+    std::string so = BuildIncompleteLame(dir, "lame_encode_flush");
+    EXPECT_FALSE(ResolveLameLibrary(so, table, &error));
+    EXPECT_NE(error.find("lame_encode_flush"), std::string::npos) << error;
+    EXPECT_TRUE(TableIsEmpty(table));
+
+    // The last of the table missing.
+    so = BuildIncompleteLame(dir, "lame_get_lametag_frame");
+    EXPECT_FALSE(ResolveLameLibrary(so, table, &error));
+    EXPECT_NE(error.find("lame_get_lametag_frame"), std::string::npos) << error;
+    EXPECT_TRUE(TableIsEmpty(table));
+
+    // A library file that is not there: the message names the package.
+    EXPECT_FALSE(ResolveLameLibrary(dir.File("libmp3lame.so.0"), table, &error));
+    EXPECT_NE(error.find(kLamePackage), std::string::npos) << error;
+    EXPECT_TRUE(TableIsEmpty(table));
+
+    // The real library resolves completely.
+    ASSERT_TRUE(ResolveLameLibrary(kLameLibraryName, table, &error)) << error;
+    EXPECT_NE(table.lame_encode_buffer_interleaved_ieee_float, nullptr);
+    EXPECT_NE(table.lame_get_lametag_frame, nullptr);
+    EXPECT_STRNE(table.get_lame_short_version(), "");
+}
+
+TEST(LameLibrary, EnvironmentChoosesTheFileAndFailuresAreNotCached) {
+    TempDir dir;
+    std::string so = BuildIncompleteLame(dir, "lame_set_VBR_q");
+    setenv("VOCARTA_LAME_LIBRARY", so.c_str(), 1);
+    std::string error;
+    EXPECT_FALSE(LoadMp3Library());
+    EXPECT_EQ(Mp3Functions(&error), nullptr);
+    EXPECT_NE(error.find("lame_set_VBR_q"), std::string::npos) << error;
+    EXPECT_EQ(Mp3LibraryVersion(), "");
+
+    unsetenv("VOCARTA_LAME_LIBRARY");
+    EXPECT_TRUE(LoadMp3Library());
+    const LameFunctions* first = Mp3Functions(nullptr);
+    EXPECT_EQ(first, Mp3Functions(nullptr)) << "loaded once, the same table every time";
+    EXPECT_FALSE(Mp3LibraryVersion().empty());
+}
