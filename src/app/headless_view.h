@@ -1,0 +1,55 @@
+#pragma once
+// The view of the program without windows (-nogui, or no display): messages and
+// questions go to standard error and the event log, every question takes its
+// safe answer, and when standard output is a terminal one status line shows the
+// state, the time display and the format, rewritten in place.
+//
+// Threading contract: main thread only.
+
+#include <cstdio>
+#include <string>
+
+#include "app/main_dialog_view.h"
+
+namespace vocarta {
+
+class HeadlessView final : public MainDialogView {
+public:
+    // `messages` receives messages (stderr in the program); `status` receives the
+    // status line when `statusLine` is set (stdout on a terminal).
+    HeadlessView(std::FILE* messages, std::FILE* status, bool statusLine);
+
+    void ShowWindow() override { visible_ = true; }
+    void HideWindow() override { visible_ = false; }
+    void BringToFront() override { visible_ = true; }
+    bool IsWindowVisible() const override { return visible_; }
+    bool HasFrame() const override { return !closed_; }
+    void CloseWindow() override;
+
+    int MessageBox(const MessageBoxRequest& request) override;
+    bool PromptText(const std::string& title, const std::string& label,
+                    const std::string& initial, std::string& answer) override;
+
+    void SetStatusText(const std::string& text) override;
+    void SetTimeText(const std::string& text) override;
+    void SetFormatText(const std::string& text) override;
+
+    // The line the terminal shows, e.g. "Ready  0:00:00.000  Mp3".
+    std::string StatusLine() const;
+
+private:
+    void ClearStatusLine();
+    void DrawStatusLine();
+
+    std::FILE* messages_;
+    std::FILE* status_;
+    bool statusLineOn_;
+    bool lineShown_ = false;
+    bool visible_ = false;
+    bool closed_ = false;
+    std::string statusText_;
+    std::string timeText_;
+    std::string formatText_;
+};
+
+}  // namespace vocarta

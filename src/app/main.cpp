@@ -1,0 +1,32 @@
+// vocarta: the sound recorder. A second launch hands its command line to the
+// running copy and ends, before it opens any display connection.
+#include <cstdio>
+
+#include "app/instance_socket.h"
+#include "app/program_options.h"
+#include "app/running_copy.h"
+#include "app/windowed_entry.h"
+#include "audio/capture/device_listing.h"
+
+int main(int argc, char** argv) {
+    using namespace vocarta;
+    const ProgramOptions options = ParseProgramOptions(argc, argv, CurrentFolder());
+    if (options.help) {
+        PrintUsage(stdout);
+        return 0;
+    }
+    // Listing devices needs no running copy and must not become one.
+    if (options.listDevices) return PrintInputDeviceList(stdout);
+    InstanceSocket socket;
+    switch (socket.Elect(options.args)) {
+        case InstanceRole::Forwarded:
+            return 0;
+        case InstanceRole::ForwardFailed:
+            std::fprintf(stderr, "vocarta: the running copy did not take the command line\n");
+            return 1;
+        case InstanceRole::RunningCopy:
+            break;
+    }
+    if (!options.noGui && CanOpenDisplay()) return RunWindowed(socket, options.args);
+    return RunHeadless(socket, options.args);
+}

@@ -1,0 +1,91 @@
+#include "app/running_copy.h"
+
+#include <unistd.h>
+
+#include <QCoreApplication>
+#include <csignal>
+#include <cstdio>
+
+#include "app/command_record.h"
+#include "app/headless_view.h"
+#include "app/instance_socket.h"
+#include "app/qt_main_loop.h"
+#include "settings/settings.h"
+#include "toolkit/log.h"
+
+namespace vocarta {
+
+namespace {
+constexpr const char* kShownAtStartupSection = "Settings";
+constexpr const char* kShownAtStartupKey = "MainWindowShownAtStartup";
+constexpr bool kShownAtStartupDefault = true;
+}  // namespace
+
+RunningCopy::RunningCopy(QtMainLoop& loop, MainDialogView& view, InstanceSocket& socket)
+    : loop_(loop), socket_(socket), dialog_(view, loop) {}
+
+RunningCopy::~RunningCopy() {
+    if (listener_) listener_->Shutdown();
+}
+
+void RunningCopy::Start(const std::vector<std::string>& ownArgs) {
+    StartListening();
+    if (GetSettingBool(kShownAtStartupSection, kShownAtStartupKey, kShownAtStartupDefault))
+        dialog_.ShowWindow();
+    loop_.WatchTerminationSignals([this](int signal) { OnTerminationSignal(signal); });
+
+    // The own command line takes the forwarded record's form (count and cut
+    // included), so a first launch and a forwarded one behave alike.
+    CommandLineRecord record;
+    PackCommandLine(ownArgs, record);
+    auto args = std::make_shared<std::vector<std::string>>();
+    std::string why;
+    if (!UnpackCommandLine(&record, sizeof record, *args, why)) return;
+    loop_.Post([this, args] { dialog_.HandleCommandLine(*args, int(args->size())); });
+}
+
+void RunningCopy::StartListening() {
+    const int fd = socket_.TakeListenDescriptor();
+    if (fd < 0) {
+        LogError("RunningCopy::Start: no instance socket at %s; later launches will not find "
+                 "this copy", socket_.Path().c_str());
+        return;
+    }
+    MainDialog* dialog = &dialog_;
+    QtMainLoop* loop = &loop_;
+    listener_ = std::make_unique<LPipeListenerWithThreads<LMainWindowPipeListenerThread>>(
+        [dialog, loop](std::shared_ptr<const std::vector<std::string>> args) {
+            loop->Post([dialog, args] { dialog->HandleForwardedCommandLine(*args); });
+        });
+    listener_->Adopt(fd);
+    if (listener_->Start()) LogEvent("Running copy listening on %s", socket_.Path().c_str());
+}
+
+void RunningCopy::OnTerminationSignal(int signal) {
+    LogEvent("Signal %d received: closing", signal);
+    if (dialog_.IsRecordingInProgress()) dialog_.AfterStop(true);
+    dialog_.Close();
+}
+
+int RunningCopy::Run() {
+    const int status = loop_.Exec();
+    // The socket goes first, so a launch from now on becomes a running copy itself.
+    socket_.Remove();
+    if (listener_) listener_->Shutdown();
+    LogEvent("Running copy ended");
+    return status;
+}
+
+int RunHeadless(InstanceSocket& socket, const std::vector<std::string>& args) {
+    int argc = 1;
+    char program[] = "vocarta";
+    char* argv[] = {program, nullptr};
+    QCoreApplication application(argc, argv);
+    QtMainLoop loop;
+    HeadlessView view(stderr, stdout, isatty(STDOUT_FILENO) == 1);
+    RunningCopy copy(loop, view, socket);
+    copy.Start(args);
+    return copy.Run();
+}
+
+}  // namespace vocarta

@@ -1,0 +1,48 @@
+#pragma once
+// What the running copy does once it has won the election, the same with or
+// without windows: listen for forwarded command lines, create the main window's
+// controller, show the window, hand its own arguments to the controller through
+// the main loop, and clean up at the end.
+//
+// Threading contract: main thread, except the listener's threads, which reach
+// the controller only through LMainLoop::Post.
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "app/main_dialog.h"
+#include "app/pipe_listener.h"
+
+namespace vocarta {
+
+class InstanceSocket;
+class MainDialogView;
+class QtMainLoop;
+
+class RunningCopy {
+public:
+    RunningCopy(QtMainLoop& loop, MainDialogView& view, InstanceSocket& socket);
+    ~RunningCopy();
+
+    MainDialog& Dialog() { return dialog_; }
+
+    // Listener, window, own arguments (posted, so they run once the loop runs).
+    void Start(const std::vector<std::string>& ownArgs);
+    // Runs the main loop; then stops listening and removes the socket.
+    int Run();
+
+private:
+    void StartListening();
+    void OnTerminationSignal(int signal);
+
+    QtMainLoop& loop_;
+    InstanceSocket& socket_;
+    MainDialog dialog_;
+    std::unique_ptr<LPipeListenerWithThreads<LMainWindowPipeListenerThread>> listener_;
+};
+
+// The program without windows: QCoreApplication and the headless view.
+int RunHeadless(InstanceSocket& socket, const std::vector<std::string>& args);
+
+}  // namespace vocarta
