@@ -169,8 +169,8 @@ TrimOutcome TrimRecording(const std::string& path, const TrimSettings& settings,
     return RecordingTrim(path, settings, io, progress).Run();
 }
 
-TrimOutcome TrimAfterRecording(const std::string& path, const TrimFileIo& io,
-                               const TrimProgress& progress) {
+TrimOutcome TrimAfterRecording(const std::string& path, const TrimProgress& progress,
+                               const TrimFileIo& io) {
     return TrimRecording(path, ReadAfterRecordingTrimSettings(), io, progress);
 }
 

@@ -42,6 +42,10 @@ struct TrimFileIo {
         openSinkLike;
 };
 
+// The program's decoders (by extension) and sinks (same format and encoder
+// settings as the recording).
+TrimFileIo RealTrimFileIo();
+
 struct TrimOutcome {
     TrimStatus status = TrimStatus::Ok;
     // For a failure: where it was recorded, and why.
@@ -59,7 +63,7 @@ TrimOutcome TrimRecording(const std::string& path, const TrimSettings& settings,
 
 // The trim that runs right after a recording, with its own settings
 // (ReadAfterRecordingTrimSettings). The caller checks AfterRecordingTrimEnabled().
-TrimOutcome TrimAfterRecording(const std::string& path, const TrimFileIo& io,
-                               const TrimProgress& progress);
+TrimOutcome TrimAfterRecording(const std::string& path, const TrimProgress& progress,
+                               const TrimFileIo& io = RealTrimFileIo());
 
 }  // namespace vocarta
