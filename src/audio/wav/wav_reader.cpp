@@ -98,6 +98,7 @@ private:
     int64_t ReadFrames(float* samples, uint64_t frames);
     int64_t ReadGsm(float* samples, uint64_t frames);
     bool DecodeGsmBlock(uint64_t block);
+    bool DecodeOneGsmBlock(uint64_t block);
     bool ResetGsm();
 
     LFile file_;
@@ -191,7 +192,21 @@ int64_t WavSource::ReadFrames(float* samples, uint64_t frames) {
 }
 
 bool WavSource::DecodeGsmBlock(uint64_t block) {
-    if (gsmBlock_ != UINT64_MAX && block != gsmBlock_ + 1 && !ResetGsm()) return false;
+    // The decoder carries its state from block to block, and a decoder started
+    // anywhere but at the first block may never sound the same again (a steady
+    // tone stays wrong). So a jump decodes every block before the target: forward
+    // from where the decoder is, or from the start after a jump back.
+    uint64_t next = gsmBlock_ == UINT64_MAX ? 0 : gsmBlock_ + 1;
+    if (block < next) {
+        if (!ResetGsm()) return false;
+        next = 0;
+    }
+    for (; next <= block; ++next)
+        if (!DecodeOneGsmBlock(next)) return false;
+    return true;
+}
+
+bool WavSource::DecodeOneGsmBlock(uint64_t block) {
     if (!ReadData(block * wav::kGsmBlockBytes, buffer_.data(), wav::kGsmBlockBytes)) return false;
     // WAV49: the two halves of a block are read from byte 0 and byte 33.
     if (gsm_decode(gsm_, buffer_.data(), gsmSamples_) != 0 ||

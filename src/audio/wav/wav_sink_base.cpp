@@ -21,7 +21,7 @@ bool WavSinkBase::Open() {
         SetError("Cannot create " + path_ + ": " + std::strerror(errno));
         return false;
     }
-    if (!WriteHeader(true)) {
+    if (!WriteHeader(true) || !file_.Seek(HeaderSize())) {
         // A file without its header is of no use to anyone.
         file_.Close();
         unlink(path_.c_str());

@@ -1,0 +1,209 @@
+// The WAV sink at its limits: a file that outgrows 4 GB (several data chunks,
+// built sparse so the test needs no disk), a file system that refuses more bytes,
+// and a writer killed in the middle of a recording.
+
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstring>
+
+#include "audio/wav/wav_reader.h"
+#include "audio/wav/wav_sinks.h"
+#include "toolkit/lfile.h"
+#include "wav_test_util.h"
+
+using namespace vocarta;
+using namespace vocarta::test;
+
+namespace {
+
+constexpr uint64_t kFirstChunkFrames = 0xFFFFFFD8ull / 4;  // 16-bit stereo
+constexpr uint64_t kNextChunkFrames = 0xFFFFFFF0ull / 4;
+
+// Frames whose every sample is different, so a misplaced byte shows.
+std::vector<float> Pattern(uint64_t frames, int seed) {
+    std::vector<float> v(frames * 2);
+    for (std::size_t i = 0; i < v.size(); ++i) v[i] = float((int(i) * 37 + seed * 1001) % 60000 - 30000) / 32767.0f;
+    return v;
+}
+
+std::vector<float> ReadAt(LSoundSourceBase& source, uint64_t frame, uint64_t frames) {
+    std::vector<float> v(frames * source.Channels());
+    EXPECT_TRUE(source.Seek(frame));
+    EXPECT_EQ(source.Read(v.data(), frames), int64_t(frames));
+    return v;
+}
+
+std::string BytesAt(const std::string& path, uint64_t offset, int64_t size) {
+    LFile file;
+    std::string out(size_t(size), '\0');
+    if (!file.Open(path, LFile::Mode::Read) || file.ReadAt(int64_t(offset), out.data(), size) != size)
+        return "(unreadable)";
+    return ToHex(out);
+}
+
+// Lowers the file-size limit for this process and lifts it again on scope exit.
+class FileSizeLimit {
+public:
+    explicit FileSizeLimit(rlim_t bytes) {
+        signal(SIGXFSZ, SIG_IGN);  // a refused write then fails with EFBIG instead of killing us
+        getrlimit(RLIMIT_FSIZE, &old_);
+        rlimit lower = old_;
+        lower.rlim_cur = bytes;
+        setrlimit(RLIMIT_FSIZE, &lower);
+    }
+    ~FileSizeLimit() { setrlimit(RLIMIT_FSIZE, &old_); }
+
+private:
+    rlimit old_{};
+};
+
+}  // namespace
+
+// Data beyond 4 GB goes into further "data" chunks. Three regions of real frames
+// straddle the two chunk boundaries; the rest is a hole of silence.
+TEST(WavSinkLimits, SparseFileBeyondFourGigabytes) {
+    TempDir dir;
+    const uint64_t straddle1 = kFirstChunkFrames - 500;
+    const uint64_t boundary2 = kFirstChunkFrames + kNextChunkFrames;
+    const uint64_t straddle2 = boundary2 - 300;
+    const uint64_t total = straddle2 + 1000;
+    auto a = Pattern(1000, 1), b = Pattern(1000, 2), c = Pattern(1000, 3);
+    for (bool finish : {true, false}) {
+        SCOPED_TRACE(finish ? "closed" : "left unfinished, as by a crash");
+        std::string path = dir.File(finish ? "big.wav" : "crashed.wav");
+        auto sink = std::make_shared<wav::WavPcmSink>(path, 8000, 2, wav::WavPcmSink::Width::S16);
+        ASSERT_TRUE(sink->Open()) << sink->LastError();
+        ASSERT_EQ(sink->Write(a.data(), 1000), 1000);
+        ASSERT_EQ(sink->SkipSilentFramesSparse(straddle1 - 1000), int64_t(straddle1 - 1000));
+        ASSERT_EQ(sink->Write(b.data(), 1000), 1000);
+        ASSERT_EQ(sink->SkipSilentFramesSparse(straddle2 - straddle1 - 1000),
+                  int64_t(straddle2 - straddle1 - 1000));
+        ASSERT_EQ(sink->Write(c.data(), 1000), 1000);
+        EXPECT_EQ(sink->FramesWritten(), total);
+        EXPECT_EQ(sink->Position().Milliseconds(), int64_t(total * 1000 / 8000));
+        if (finish) ASSERT_TRUE(sink->Close()); else sink->Abort();
+
+        struct stat st;
+        ASSERT_EQ(stat(path.c_str(), &st), 0);
+        EXPECT_EQ(uint64_t(st.st_size), 46 + total * 4 + 16);
+        EXPECT_LT(uint64_t(st.st_blocks) * 512, 64u << 20) << "the test file is not sparse";
+        // Sizes saturate rather than wrap; each further chunk has its own header.
+        const uint64_t chunk2 = 46 + 0xFFFFFFD8ull, chunk3 = chunk2 + 8 + 0xFFFFFFF0ull;
+        EXPECT_EQ(BytesAt(path, 4, 4), "ffffffff");
+        EXPECT_EQ(BytesAt(path, 38, 8), finish ? "64617461 d8ffffff" : "64617461 d9ffffff");
+        EXPECT_EQ(BytesAt(path, chunk2, 8), finish ? "64617461 f0ffffff" : "64617461 00000000");
+        EXPECT_EQ(BytesAt(path, chunk3, 8), finish ? "64617461 f00a0000" : "64617461 00000000");
+
+        std::string error;
+        auto source = OpenWavSource(path, &error);
+        ASSERT_TRUE(source) << error;
+        EXPECT_EQ(source->TotalFrames(), total);
+        EXPECT_EQ(ReadAt(*source, 0, 1000), a);
+        EXPECT_EQ(ReadAt(*source, straddle1, 1000), b);
+        EXPECT_EQ(ReadAt(*source, straddle2, 1000), c);
+        EXPECT_EQ(ReadAt(*source, straddle1 + 1000, 2), std::vector<float>(4, 0.0f));
+        ASSERT_TRUE(source->Seek(total - 1));
+        float tail[4];
+        EXPECT_EQ(source->Read(tail, 2), 1);  // nothing after the last frame
+    }
+}
+
+// Cutting back across a chunk boundary removes the further chunk's header too.
+TEST(WavSinkLimits, TruncateAcrossAChunkBoundary) {
+    TempDir dir;
+    std::string path = dir.File("cut.wav");
+    auto sink = std::make_shared<wav::WavPcmSink>(path, 8000, 2, wav::WavPcmSink::Width::S16);
+    ASSERT_TRUE(sink->Open());
+    auto b = Pattern(1000, 4);
+    ASSERT_EQ(sink->SkipSilentFramesSparse(kFirstChunkFrames - 10), int64_t(kFirstChunkFrames - 10));
+    ASSERT_EQ(sink->Write(b.data(), 1000), 1000);  // 990 frames into the second chunk
+    ASSERT_TRUE(sink->TruncateToFrame(kFirstChunkFrames));  // exactly the first chunk
+    EXPECT_EQ(LFile::GetFileSizeBytes64(path), int64_t(46 + 0xFFFFFFD8ull));
+    ASSERT_EQ(sink->Write(b.data(), 3), 3);  // opens the second chunk again
+    ASSERT_TRUE(sink->TruncateToFrame(kFirstChunkFrames + 2));
+    ASSERT_TRUE(sink->Close());
+    EXPECT_EQ(LFile::GetFileSizeBytes64(path), int64_t(46 + 0xFFFFFFD8ull + 8 + 8));
+    EXPECT_EQ(BytesAt(path, 46 + 0xFFFFFFD8ull, 8), "64617461 08000000");
+    std::string error;
+    auto source = OpenWavSource(path, &error);
+    ASSERT_TRUE(source) << error;
+    EXPECT_EQ(source->TotalFrames(), kFirstChunkFrames + 2);
+    EXPECT_EQ(ReadAt(*source, kFirstChunkFrames, 2), std::vector<float>(b.begin(), b.begin() + 4));
+}
+
+// A file system that takes no more: Write fails with the reason, the whole frames
+// already written stay, and closing still finishes the header.
+TEST(WavSinkLimits, ShortWriteIsReportedAndTheFileStaysValid) {
+    TempDir dir;
+    struct Case {
+        LSoundFormat format;
+        uint64_t headerSize, unitBytes;
+    } cases[] = {{Format(1, 8000, 2, 16), 46, 4},
+                 {Format(7, 8000, 2, 8), 58, 2},
+                 {Format(49, 8000, 1, 0), 48, 65}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.format.formatTag);
+        std::string path = dir.File("full.wav"), error;
+        auto sink = OpenWavSink(path, c.format, &error);
+        ASSERT_TRUE(sink) << error;
+        auto tone = Tone(300, c.format.channels, 440, 0.5, 8000);
+        int64_t result = 0;
+        int writes = 0;
+        {
+            FileSizeLimit limit(1001);
+            while ((result = sink->Write(tone.data(), 300)) > 0 && writes < 1000) ++writes;
+        }
+        ASSERT_LT(result, 0) << "the limit never stopped the sink";
+        EXPECT_NE(sink->LastError().find("File too large"), std::string::npos) << sink->LastError();
+        const uint64_t units = (1001 - c.headerSize) / c.unitBytes;
+        EXPECT_TRUE(sink->Close());
+        EXPECT_EQ(LFile::GetFileSizeBytes64(path),
+                  int64_t(c.headerSize + units * c.unitBytes + (units * c.unitBytes) % 2));
+        auto source = OpenWavSource(path, &error);
+        ASSERT_TRUE(source) << error;
+        EXPECT_FALSE(source->FormatDescription().empty());
+        EXPECT_EQ(source->TotalFrames(), c.unitBytes == 65 ? units * 320 : units);
+        EXPECT_EQ(sink->FramesWritten(), source->TotalFrames());
+    }
+}
+
+// kill -9 of a process in the middle of writing leaves a file that sox plays to
+// its end and our reader reads up to the last whole frame.
+TEST(WavSinkLimits, WriterKilledMidRecordingLeavesAPlayableFile) {
+    TempDir dir;
+    std::string path = dir.File("killed.wav");
+    pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        std::string error;
+        auto sink = OpenWavSink(path, Format(1, 44100, 2, 16), &error);
+        if (!sink) _exit(3);
+        auto tone = Tone(441, 2, 1000, 0.5, 44100);
+        while (true) {
+            sink->Write(tone.data(), 441);
+            usleep(200);
+        }
+    }
+    while (LFile::GetFileSizeBytes64(path) < 400000) usleep(1000);
+    kill(child, SIGKILL);
+    int status = 0;
+    waitpid(child, &status, 0);
+    ASSERT_TRUE(WIFSIGNALED(status));
+    const int64_t size = LFile::GetFileSizeBytes64(path);
+    const uint64_t frames = uint64_t(size - 46) / 4;
+
+    std::string stat = Tool({"sox", path, "-n", "stat"});
+    EXPECT_NE(stat.find("Samples read:"), std::string::npos) << stat;
+    uint64_t samplesRead = std::stoull(stat.substr(stat.find("Samples read:") + 13));
+    EXPECT_EQ(samplesRead, frames * 2);
+
+    std::string error;
+    auto source = OpenWavSource(path, &error);
+    ASSERT_TRUE(source) << error;
+    EXPECT_EQ(source->TotalFrames(), frames);
+}
