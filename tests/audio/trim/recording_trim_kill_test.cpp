@@ -15,6 +15,8 @@
 #include <string>
 #include <thread>
 
+#include "audio/codecs/sink_factory.h"
+#include "audio/output_format.h"
 #include "audio/trim/recording_trim.h"
 #include "support/temp_dir.h"
 #include "trim_test_audio.h"
@@ -25,6 +27,8 @@ namespace {
 using test::Ms;
 using test::Signal;
 
+constexpr int kRounds = 30;
+
 int CountTempFiles(const std::string& folder) {
     int count = 0;
     DIR* dir = opendir(folder.c_str());
@@ -33,6 +37,8 @@ int CountTempFiles(const std::string& folder) {
     return count;
 }
 
+bool IsRaw(const std::string& path) { return path.size() > 4 && path.substr(path.size() - 4) == ".raw"; }
+
 // Starts a trim of `path` in a child process; kills it after `delay` (unless it
 // finished first). Returns the time it ran.
 std::chrono::microseconds TrimInChild(const std::string& path, std::chrono::microseconds delay,
@@ -40,7 +46,8 @@ std::chrono::microseconds TrimInChild(const std::string& path, std::chrono::micr
     const auto start = std::chrono::steady_clock::now();
     pid_t child = fork();
     if (child == 0) {
-        TrimOutcome outcome = TrimRecording(path, TrimSettings{}, test::RawFileIo(), {});
+        const TrimFileIo io = IsRaw(path) ? test::RawFileIo() : RealTrimFileIo();
+        TrimOutcome outcome = TrimRecording(path, TrimSettings{}, io, {});
         _exit(outcome.status == TrimStatus::Ok ? 0 : 1);
     }
     EXPECT_GT(child, 0);
@@ -57,17 +64,28 @@ std::chrono::microseconds TrimInChild(const std::string& path, std::chrono::micr
         std::chrono::steady_clock::now() - start);
 }
 
-TEST(RecordingTrimKill, KilledAtRandomMomentsTheRecordingSurvives) {
+bool WriteRecording(const std::string& path, const Signal& s) {
+    if (IsRaw(path)) return test::WriteRawFile(path, s);
+    std::string error;
+    auto sink = OpenRecordingSink(OutputFormatFromPath(path), path, &error);
+    EXPECT_TRUE(sink) << error;
+    return sink && sink->SetFormat(test::kRate, uint8_t(s.channels)) &&
+           sink->Write(s.samples.data(), s.Frames()) == int64_t(s.Frames()) && sink->Close();
+}
+
+class RecordingTrimKill : public ::testing::TestWithParam<const char*> {};
+
+TEST_P(RecordingTrimKill, KilledAtRandomMomentsTheRecordingSurvives) {
     test::TempDir dir;
-    const std::string path = dir.File("interview.raw");
+    const std::string path = dir.File(std::string("interview") + GetParam());
     Signal s;
     s.channels = 2;
     for (int i = 0; i < 30; ++i) s.Loud(Ms(1500)).Silent(Ms(900));
-    ASSERT_TRUE(test::WriteRawFile(path, s));
+    ASSERT_TRUE(WriteRecording(path, s));
     const std::string original = test::ReadFile(path);
 
     // What a trim that is left alone makes of it, and how long it takes.
-    const std::string reference = dir.File("reference.raw");
+    const std::string reference = dir.File(std::string("reference") + GetParam());
     ASSERT_TRUE(test::WriteFile(reference, original));
     std::chrono::microseconds full{0};
     for (int i = 0; i < 3; ++i) {  // the slowest of a few runs: fsync times vary
@@ -80,11 +98,11 @@ TEST(RecordingTrimKill, KilledAtRandomMomentsTheRecordingSurvives) {
 
     std::mt19937 random(12345);
     int sawOriginal = 0, sawTrimmed = 0, killedWhileWriting = 0;
-    for (int round = 0; round < 40; ++round) {
+    for (int round = 0; round < kRounds; ++round) {
         ASSERT_TRUE(test::WriteFile(path, original));
         // Random moments spread evenly over the run and a little beyond it.
         std::uniform_real_distribution<double> jitter(0.0, 1.0);
-        const double at = (round + jitter(random)) / 40.0 * 2.0 * double(full.count());
+        const double at = (round + jitter(random)) / kRounds * 2.0 * double(full.count());
         TrimInChild(path, std::chrono::microseconds(long(at)), true);
         const std::string now = test::ReadFile(path);
         ASSERT_TRUE(now == original || now == trimmed)
@@ -106,6 +124,10 @@ TEST(RecordingTrimKill, KilledAtRandomMomentsTheRecordingSurvives) {
     EXPECT_EQ(test::ReadFile(path), trimmed);
     EXPECT_EQ(CountTempFiles(dir.Path()), 0);
 }
+
+// Raw float files test the replacement alone; WAV and FLAC add the real sinks.
+INSTANTIATE_TEST_SUITE_P(Trim, RecordingTrimKill, ::testing::Values(".raw", ".wav", ".flac"),
+                         [](const auto& info) { return std::string(info.param + 1); });
 
 }  // namespace
 }  // namespace vocarta
