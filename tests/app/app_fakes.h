@@ -1,0 +1,171 @@
+#pragma once
+// Fakes for the main window's two seams: a view that records what it was asked
+// and answers from a script, and a main loop whose timers and posted calls run
+// only when the test says so. Plus a reader of the event log's new lines, which
+// is where the command operations leave their trace.
+
+#include <chrono>
+#include <condition_variable>
+#include <deque>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "app/lmain_loop.h"
+#include "app/main_dialog_view.h"
+#include "support/temp_dir.h"
+#include "toolkit/log.h"
+
+namespace vocarta::test {
+
+class FakeView final : public MainDialogView {
+public:
+    void ShowWindow() override { visible = true; }
+    void HideWindow() override { visible = false; }
+    void BringToFront() override {
+        visible = true;
+        ++fronts;
+    }
+    bool IsWindowVisible() const override { return visible; }
+    bool HasFrame() const override { return !closed; }
+    void CloseWindow() override { closed = true; }
+
+    // Answers from `answers` in order; the safe choice once they run out.
+    int MessageBox(const MessageBoxRequest& request) override {
+        messages.push_back(request);
+        if (answers.empty()) return request.SafeChoice();
+        int answer = answers.front();
+        answers.pop_front();
+        return answer;
+    }
+    // Answers from `prompts`; nullopt (or none left) cancels.
+    bool PromptText(const std::string& title, const std::string&, const std::string& initial,
+                    std::string& answer) override {
+        promptTitles.push_back(title);
+        promptInitials.push_back(initial);
+        std::optional<std::string> next;
+        if (!prompts.empty()) {
+            next = prompts.front();
+            prompts.pop_front();
+        }
+        answer = next.value_or("");
+        return next.has_value();
+    }
+    void SetStatusText(const std::string& text) override { status = text; }
+    void SetTimeText(const std::string& text) override { time = text; }
+    void SetFormatText(const std::string& text) override { format = text; }
+
+    bool visible = false;
+    bool closed = false;
+    int fronts = 0;
+    std::string status, time, format;
+    std::vector<MessageBoxRequest> messages;
+    std::deque<int> answers;
+    std::deque<std::optional<std::string>> prompts;
+    std::vector<std::string> promptTitles, promptInitials;
+};
+
+class FakeMainLoop final : public LMainLoop {
+public:
+    void SetTimerHandler(TimerHandler handler) override { handler_ = std::move(handler); }
+    void StartTimer(int id, int periodMs) override { timers[id] = periodMs; }
+    void KillTimer(int id) override { timers.erase(id); }
+    bool IsTimerRunning(int id) const override { return timers.count(id) != 0; }
+    void Post(std::function<void()> call) override {
+        std::lock_guard<std::mutex> lock(mutex_);
+        posted_.push_back(std::move(call));
+        cv_.notify_all();
+    }
+    void Quit(int status) override { quitStatus = status; }
+
+    void Fire(int id) {
+        if (handler_) handler_(id);
+    }
+    // Waits up to `limitMs` for at least `count` posted calls, then runs them all.
+    // Returns how many ran.
+    int RunPosted(std::size_t count = 0, int limitMs = 10000) {
+        std::deque<std::function<void()>> calls;
+        {
+            std::unique_lock<std::mutex> lock(mutex_);
+            cv_.wait_for(lock, std::chrono::milliseconds(limitMs),
+                         [&] { return posted_.size() >= count; });
+            calls.swap(posted_);
+        }
+        for (auto& call : calls) call();
+        return int(calls.size());
+    }
+
+    std::map<int, int> timers;  // id -> period
+    std::optional<int> quitStatus;
+
+private:
+    TimerHandler handler_;
+    std::mutex mutex_;
+    std::condition_variable cv_;
+    std::deque<std::function<void()>> posted_;  // guarded by mutex_
+};
+
+// The event log's lines written since construction, without their time stamps.
+class LogTail {
+public:
+    explicit LogTail(std::string path = EventLogPath()) : path_(std::move(path)) {
+        start_ = ReadFile(path_).size();
+    }
+    std::vector<std::string> Lines() const {
+        std::string text = ReadFile(path_);
+        text = text.size() > start_ ? text.substr(start_) : std::string();
+        std::vector<std::string> lines;
+        std::size_t pos = 0;
+        while (pos < text.size()) {
+            std::size_t end = text.find('\n', pos);
+            if (end == std::string::npos) end = text.size();
+            std::string line = text.substr(pos, end - pos);
+            // "YYYY-MM-DD HH:MM:SS " comes first.
+            lines.push_back(line.size() > 20 ? line.substr(20) : line);
+            pos = end + 1;
+        }
+        return lines;
+    }
+    bool Has(const std::string& line) const {
+        for (const auto& l : Lines())
+            if (l == line) return true;
+        return false;
+    }
+    bool HasPrefix(const std::string& prefix) const {
+        for (const auto& l : Lines())
+            if (l.rfind(prefix, 0) == 0) return true;
+        return false;
+    }
+    // Only the lines of the recording operations, in order.
+    std::vector<std::string> Operations() const {
+        static const char* const kOps[] = {"Record limit=", "RecordToFile path=", "Pause", "Restart", "Stop",
+                                          "Play", "AfterStop ", "ScheduledStart"};
+        std::vector<std::string> out;
+        for (const auto& l : Lines())
+            for (const char* op : kOps)
+                if (l.rfind(op, 0) == 0) {
+                    out.push_back(l);
+                    break;
+                }
+        return out;
+    }
+    // Waits (up to `limitMs`) for a line starting with `prefix`.
+    bool WaitFor(const std::string& prefix, int limitMs = 10000) const {
+        auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(limitMs);
+        while (!HasPrefix(prefix)) {
+            if (std::chrono::steady_clock::now() > deadline) return false;
+            std::this_thread::sleep_for(std::chrono::milliseconds(5));
+        }
+        return true;
+    }
+
+private:
+    std::string path_;
+    std::size_t start_ = 0;
+};
+
+}  // namespace vocarta::test
