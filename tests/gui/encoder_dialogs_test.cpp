@@ -1,0 +1,176 @@
+// The MP3, AIFF and FLAC option dialogs, run headless: each shows the stored
+// record, keeps its lists consistent, and saves exactly what was chosen.
+
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QCheckBox>
+#include <QComboBox>
+#include <QLabel>
+#include <QRadioButton>
+
+#include "audio/codecs/encoder_settings.h"
+#include "audio/codecs/lame_library.h"
+#include "gui/aiff_options_dialog.h"
+#include "gui/flac_options_dialog.h"
+#include "gui/mp3_options_dialog.h"
+#include "settings/settings.h"
+
+using namespace vocarta;
+
+namespace {
+
+void EnsureApplication() {
+    if (QApplication::instance()) return;
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    static int argc = 1;
+    static char name[] = "gui_tests";
+    static char* argv[] = {name, nullptr};
+    new QApplication(argc, argv);  // lives as long as the test program
+}
+
+template <typename W>
+W* Child(QWidget& dialog, const char* name) {
+    W* widget = dialog.findChild<W*>(name);
+    EXPECT_NE(widget, nullptr) << name;
+    return widget;
+}
+
+QStringList Items(QComboBox* combo) {
+    QStringList items;
+    for (int i = 0; i < combo->count(); ++i) items << combo->itemText(i);
+    return items;
+}
+
+}  // namespace
+
+TEST(EncoderDialogs, Mp3ShowsAndSavesTheRecord) {
+    EnsureApplication();
+    DeleteSettingTree("MP3Encoder");
+    Mp3Settings stored;
+    stored.constantBitRate = false;
+    stored.cbrBitRate = 100;  // not a standard rate: kept as it is
+    stored.vbrMinBitRate = 64;
+    stored.vbrMaxBitRate = 256;
+    stored.vbrQuality = 2;
+    stored.channelMode = kMp3Mono;
+    stored.errorProtection = true;
+    stored.highQuality = false;
+    stored.lowpass = 16;
+    SaveMp3Settings(stored);
+
+    Mp3OptionsDialog dialog;
+    EXPECT_TRUE(Child<QRadioButton>(dialog, "vbr")->isChecked());
+    EXPECT_FALSE(Child<QComboBox>(dialog, "cbrRate")->isEnabled());
+    EXPECT_EQ(Child<QComboBox>(dialog, "cbrRate")->currentText(), "100 kbps");
+    EXPECT_EQ(Child<QComboBox>(dialog, "vbrMin")->currentText(), "64 kbps");
+    EXPECT_EQ(Child<QComboBox>(dialog, "vbrMax")->currentText(), "256 kbps");
+    QComboBox* quality = Child<QComboBox>(dialog, "vbrQuality");
+    EXPECT_EQ(quality->currentText(), "2");
+    EXPECT_EQ(quality->itemText(0), "0 (Highest)");
+    EXPECT_EQ(quality->itemText(9), "9 (Lowest)");
+    EXPECT_EQ(Items(Child<QComboBox>(dialog, "channelMode")),
+              QStringList({"Stereo", "Joint", "Force", "Mono"}));
+    EXPECT_EQ(Child<QComboBox>(dialog, "channelMode")->currentText(), "Mono");
+    EXPECT_EQ(Child<QCheckBox>(dialog, "highQuality")->text(), "High Quality Encoding (Slower)");
+    EXPECT_FALSE(Child<QCheckBox>(dialog, "highQuality")->isChecked());
+    EXPECT_EQ(Child<QCheckBox>(dialog, "crc")->text(), "Include CRC to Detect Errors");
+    EXPECT_TRUE(Child<QCheckBox>(dialog, "crc")->isChecked());
+    EXPECT_TRUE(Child<QLabel>(dialog, "library")->text().contains("LAME"));
+
+    // Cancel stores nothing; OK stores the choice and passes unshown fields through.
+    Child<QRadioButton>(dialog, "cbr")->setChecked(true);
+    EXPECT_TRUE(Child<QComboBox>(dialog, "cbrRate")->isEnabled());
+    dialog.reject();
+    Mp3Settings after;
+    LoadMp3Settings(after);
+    EXPECT_FALSE(after.constantBitRate);
+    Child<QComboBox>(dialog, "cbrRate")->setCurrentText("320 kbps");
+    Child<QComboBox>(dialog, "channelMode")->setCurrentText("Joint");
+    Child<QCheckBox>(dialog, "crc")->setChecked(false);
+    dialog.accept();
+    LoadMp3Settings(after);
+    EXPECT_TRUE(after.constantBitRate);
+    EXPECT_EQ(after.cbrBitRate, 320);
+    EXPECT_EQ(after.channelMode, kMp3Joint);
+    EXPECT_FALSE(after.errorProtection);
+    EXPECT_EQ(after.vbrMinBitRate, 64);
+    EXPECT_EQ(after.lowpass, 16);
+    EXPECT_EQ(after.versionStr, Mp3LibraryVersion());
+}
+
+TEST(EncoderDialogs, AiffKeepsSizeAndCompressionTogether) {
+    EnsureApplication();
+    DeleteSettingTree("AIFFEncode");
+    SetSettingInt("AIFFEncode", "Channels", 1);
+    SetSettingInt("AIFFEncode", "SampleRate", 12345);  // odd but usable: offered as it is
+    AiffOptionsDialog dialog;
+    QComboBox* size = Child<QComboBox>(dialog, "sampleSize");
+    QComboBox* compression = Child<QComboBox>(dialog, "compression");
+    EXPECT_EQ(Items(size), QStringList({"8 bits Integer", "16 bits Integer", "24 bits Integer",
+                                        "32 bits Integer", "32 bits Floating Point",
+                                        "64 bits Floating Point"}));
+    EXPECT_EQ(Items(compression),
+              QStringList({"not compressed", "32-bit floating point", "64-bit floating point",
+                           "ALaw 2:1", "uLaw 2:1"}));
+    EXPECT_EQ(size->currentText(), "16 bits Integer");
+    EXPECT_EQ(Child<QComboBox>(dialog, "channels")->currentText(), "Mono");
+    EXPECT_EQ(Child<QComboBox>(dialog, "sampleRate")->currentText(), "12345 Hz");
+
+    compression->setCurrentText("ALaw 2:1");
+    EXPECT_EQ(size->currentText(), "16 bits Integer");
+    EXPECT_FALSE(size->isEnabled());
+    compression->setCurrentText("not compressed");
+    EXPECT_TRUE(size->isEnabled());
+    size->setCurrentText("64 bits Floating Point");
+    EXPECT_EQ(compression->currentText(), "64-bit floating point");
+    size->setCurrentText("24 bits Integer");
+    EXPECT_EQ(compression->currentText(), "not compressed");
+    compression->setCurrentText("32-bit floating point");
+    EXPECT_EQ(size->currentText(), "32 bits Floating Point");
+
+    Child<QComboBox>(dialog, "channels")->setCurrentText("Match Source");
+    dialog.accept();
+    AiffSettings saved;
+    LoadAiffSettings(saved, 0, 0, 0, 0);
+    EXPECT_EQ(saved.format, kAiffFloat32);
+    EXPECT_EQ(saved.sampleSize, 32);
+    EXPECT_TRUE(saved.matchSourceChannels);
+    EXPECT_EQ(saved.channels, 1) << "the stored count stays for when matching is turned off";
+    EXPECT_EQ(saved.sampleRate, 12345);
+    EXPECT_FALSE(saved.matchSourceSampleRate);
+}
+
+TEST(EncoderDialogs, FlacShowsAndSavesTheRecord) {
+    EnsureApplication();
+    DeleteSettingTree("FlacEncoder");
+    FlacSettings stored;
+    stored.compression = 3;
+    stored.bitDepth = 24;
+    stored.sampleRate = 48000;
+    stored.channels = 1;
+    SaveFlacSettings(stored);
+    FlacOptionsDialog dialog;
+    QComboBox* level = Child<QComboBox>(dialog, "compression");
+    EXPECT_EQ(level->count(), 9);
+    EXPECT_EQ(level->itemText(0), "0 (Fastest)");
+    EXPECT_EQ(level->itemText(8), "8 (Smallest)");
+    EXPECT_EQ(level->currentText(), "3");
+    EXPECT_EQ(Child<QComboBox>(dialog, "bitDepth")->currentText(), "24 bits");
+    EXPECT_EQ(Child<QComboBox>(dialog, "channels")->currentText(), "Mono");
+    EXPECT_EQ(Child<QComboBox>(dialog, "sampleRate")->currentText(), "48000 Hz");
+
+    level->setCurrentText("8 (Smallest)");
+    Child<QComboBox>(dialog, "bitDepth")->setCurrentText("16 bits");
+    Child<QComboBox>(dialog, "sampleRate")->setCurrentText("Match Source");
+    Child<QComboBox>(dialog, "channels")->setCurrentText("Stereo");
+    dialog.accept();
+    FlacSettings saved;
+    LoadFlacSettings(saved, 0, 0);
+    EXPECT_EQ(saved.compression, 8);
+    EXPECT_EQ(saved.bitDepth, 16);
+    EXPECT_TRUE(saved.matchSourceSampleRate);
+    EXPECT_EQ(saved.sampleRate, 48000);
+    EXPECT_EQ(saved.channels, 2);
+    EXPECT_FALSE(saved.matchSourceChannels);
+}
