@@ -10,7 +10,6 @@
 namespace vocarta {
 
 namespace {
-constexpr const char* kSection = "WavSettings";
 constexpr uint32_t kMinRate = 1000;
 constexpr uint32_t kMaxRate = 768000;
 constexpr uint16_t kMaxChannels = 32;
@@ -87,10 +86,10 @@ LSoundFormat LoadWavFormat() {
     LSoundFormat f = ReadStoredFormat();
     uint16_t tag = f.formatTag, channels = f.channels, bits = f.bitsPerSample;
     uint32_t rate = f.sampleRate;
-    if (GetSettingBool(kSection, "FormatAuto", false)) tag = kWaveFormatPcm;
-    if (GetSettingBool(kSection, "SampleRateAuto", false)) rate = 44100;
-    if (GetSettingBool(kSection, "BPSAuto", false)) bits = 32;
-    if (GetSettingBool(kSection, "ChansAuto", false)) channels = 2;
+    if (GetSettingBool(kWavSettingsSection, kWavFormatAutoKey, false)) tag = kWaveFormatPcm;
+    if (GetSettingBool(kWavSettingsSection, kWavSampleRateAutoKey, false)) rate = 44100;
+    if (GetSettingBool(kWavSettingsSection, kWavBpsAutoKey, false)) bits = 32;
+    if (GetSettingBool(kWavSettingsSection, kWavChansAutoKey, false)) channels = 2;
     if (tag == kWaveFormatPcm && bits == 0) bits = 16;  // GSM's 0 bits turned into PCM
     LSoundFormat result;
     if (!MakeWavFormat(tag, rate, channels, bits, result)) {

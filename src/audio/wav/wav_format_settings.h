@@ -8,6 +8,15 @@
 
 namespace vocarta {
 
+// The "WavSettings" section and the keys that override the stored record, each
+// false by default: FormatAuto makes the tag PCM, SampleRateAuto the rate 44100,
+// BPSAuto the bits 32, ChansAuto the channels 2.
+inline constexpr const char* kWavSettingsSection = "WavSettings";
+inline constexpr const char* kWavFormatAutoKey = "FormatAuto";
+inline constexpr const char* kWavSampleRateAutoKey = "SampleRateAuto";
+inline constexpr const char* kWavBpsAutoKey = "BPSAuto";
+inline constexpr const char* kWavChansAutoKey = "ChansAuto";
+
 // The format used when none has been chosen or the stored one is unusable:
 // PCM, 44100 Hz, 32 bits, stereo (what the override keys all set give too).
 LSoundFormat AutomaticWavFormat();

@@ -1,0 +1,154 @@
+// The "Wave Encoder Options" logic without the window: presets derived from the
+// controls, the controls a preset sets, and what OK stores.
+
+#include <gtest/gtest.h>
+
+#include "audio/wav/wav_format_settings.h"
+#include "audio/wav/wav_presets.h"
+#include "settings/settings.h"
+
+using namespace vocarta;
+
+namespace {
+
+WavEncoderChoice Fixed(int codec, uint16_t channels, uint32_t rate, uint16_t bits) {
+    WavEncoderChoice c;
+    c.codecIndex = codec;
+    c.matchChannels = c.matchRate = false;
+    c.channels = channels;
+    c.sampleRate = rate;
+    c.bits = bits;
+    return c;
+}
+
+}  // namespace
+
+TEST(WavPresets, ListsInOrder) {
+    const char* expected[] = {"Auto (Preserves Original Format)", "Custom",
+                              "High Quality (CD/DVD Quality)", "Medium Quality (AM Radio Quality)",
+                              "Low Quality (Telephone Quality)"};
+    for (int i = 0; i < kWavPresetCount; ++i) EXPECT_STREQ(WavPresetName(WavPreset(i)), expected[i]);
+    const uint16_t tags[] = {1, 49, 6, 7};
+    for (int i = 0; i < kWavEncodingCount; ++i) EXPECT_EQ(WavEncodingAt(i).tag, tags[i]);
+    EXPECT_STREQ(WavEncodingAt(2).name, "A-LAW");
+    EXPECT_STREQ(WavEncodingAt(3).name, "MU-LAW");
+    EXPECT_EQ(WavEncodingIndexOfTag(7), 3);
+    EXPECT_EQ(WavEncodingIndexOfTag(3), 0);  // float shows as PCM
+    EXPECT_EQ(WavSampleRateText(44100), "44100 Hz");
+    EXPECT_EQ(WavSampleSizeText(24), "24 bits Integer");
+    auto rates = WavSampleRates(12345);
+    EXPECT_TRUE(std::is_sorted(rates.begin(), rates.end()));
+    EXPECT_EQ(std::count(rates.begin(), rates.end(), 12345u), 1);
+    EXPECT_EQ(WavSampleRates(44100).size(), rates.size() - 1);
+}
+
+TEST(WavPresets, PresetDerivedFromTheControls) {
+    WavEncoderChoice autoChoice;  // PCM, Match Source twice, 16 bits
+    EXPECT_EQ(DeriveWavPreset(autoChoice), WavPreset::Auto);
+    EXPECT_EQ(DeriveWavPreset(Fixed(0, 2, 44100, 16)), WavPreset::High);
+    EXPECT_EQ(DeriveWavPreset(Fixed(0, 2, 22050, 16)), WavPreset::Medium);
+    EXPECT_EQ(DeriveWavPreset(Fixed(0, 1, 8000, 8)), WavPreset::Low);
+    // One control off makes it Custom.
+    WavEncoderChoice c = autoChoice;
+    c.bits = 24;
+    EXPECT_EQ(DeriveWavPreset(c), WavPreset::Custom);
+    c = Fixed(0, 2, 44100, 16);
+    c.matchChannels = true;
+    EXPECT_EQ(DeriveWavPreset(c), WavPreset::Custom);
+    EXPECT_EQ(DeriveWavPreset(Fixed(0, 1, 44100, 16)), WavPreset::Custom);
+    EXPECT_EQ(DeriveWavPreset(Fixed(0, 2, 48000, 16)), WavPreset::Custom);
+    EXPECT_EQ(DeriveWavPreset(Fixed(0, 1, 8000, 16)), WavPreset::Custom);
+    EXPECT_EQ(DeriveWavPreset(Fixed(2, 1, 8000, 8)), WavPreset::Custom);  // A-law, not PCM
+
+    // Choosing a preset sets controls that derive to it again; Custom keeps them.
+    WavEncoderChoice gsm = ConformWavChoice(Fixed(1, 1, 8000, 0));
+    for (WavPreset p : {WavPreset::Auto, WavPreset::High, WavPreset::Medium, WavPreset::Low})
+        EXPECT_EQ(DeriveWavPreset(ApplyWavPreset(p, gsm)), p);
+    EXPECT_EQ(ApplyWavPreset(WavPreset::Custom, gsm), gsm);
+    // Auto keeps the numbers under "Match Source" for later.
+    WavEncoderChoice fromLow = ApplyWavPreset(WavPreset::Auto, Fixed(0, 1, 8000, 8));
+    EXPECT_TRUE(fromLow.matchChannels && fromLow.matchRate);
+    EXPECT_EQ(fromLow.sampleRate, 8000u);
+}
+
+TEST(WavPresets, ControlsFollowTheEncoding) {
+    WavEncoderChoice c;  // PCM following the source
+    c.codecIndex = 1;    // GSM 6.10
+    c = ConformWavChoice(c);
+    EXPECT_FALSE(c.matchChannels || c.matchRate);
+    EXPECT_EQ(c.channels, 1);
+    EXPECT_EQ(c.sampleRate, 8000u);
+    EXPECT_EQ(c.bits, 0);
+    EXPECT_TRUE(WavSampleSizes(1).empty());
+
+    c = ConformWavChoice(Fixed(3, 2, 22050, 24));  // µ-law keeps rate and channels
+    EXPECT_EQ(c.bits, 8);
+    EXPECT_EQ(c.channels, 2);
+    EXPECT_EQ(c.sampleRate, 22050u);
+
+    c.codecIndex = 0;  // back to PCM: 8 bits are offered, so they stay
+    EXPECT_EQ(ConformWavChoice(c).bits, 8);
+    EXPECT_EQ(ConformWavChoice(Fixed(0, 2, 8000, 0)).bits, 16);  // from GSM's none
+    EXPECT_EQ(ConformWavChoice(Fixed(9, 7, 0, 16)), Fixed(0, 2, 44100, 16));  // junk repaired
+}
+
+TEST(WavPresets, OkStoresKeysAndRecord) {
+    const char* s = kWavSettingsSection;
+    DeleteSettingTree(s);
+    SetSettingBool(s, kWavBpsAutoKey, false);
+
+    // Auto: the three automatic keys, and a PCM 16-bit record.
+    ASSERT_TRUE(SaveWavEncoderChoice(WavPreset::Auto, ApplyWavPreset(WavPreset::Auto, {})));
+    EXPECT_EQ(GetSettingInt(s, "Preset", -1), 0);
+    EXPECT_EQ(GetSettingInt(s, "CodecIndex", -1), 0);
+    EXPECT_TRUE(GetSettingBool(s, kWavFormatAutoKey, false));
+    EXPECT_TRUE(GetSettingBool(s, kWavSampleRateAutoKey, false));
+    EXPECT_TRUE(GetSettingBool(s, kWavChansAutoKey, false));
+    LSoundFormat f = LoadWavFormat();
+    EXPECT_EQ(f.formatTag, 1);
+    EXPECT_EQ(f.bitsPerSample, 16);
+    EXPECT_EQ(f.sampleRate, 44100u);
+    EXPECT_EQ(f.channels, 2);
+    EXPECT_EQ(DeriveWavPreset(LoadWavEncoderChoice()), WavPreset::Auto);
+
+    // Custom PCM with channels following the source: only ChansAuto.
+    WavEncoderChoice custom = Fixed(0, 1, 48000, 24);
+    custom.matchChannels = true;
+    ASSERT_TRUE(SaveWavEncoderChoice(WavPreset::Custom, custom));
+    EXPECT_EQ(GetSettingInt(s, "Preset", -1), 1);
+    EXPECT_FALSE(GetSettingBool(s, kWavFormatAutoKey, true));
+    EXPECT_FALSE(GetSettingBool(s, kWavSampleRateAutoKey, true));
+    EXPECT_TRUE(GetSettingBool(s, kWavChansAutoKey, false));
+    f = LoadWavFormat();
+    EXPECT_EQ(f.sampleRate, 48000u);
+    EXPECT_EQ(f.bitsPerSample, 24);
+    EXPECT_EQ(f.channels, 2);
+    WavEncoderChoice loaded = LoadWavEncoderChoice();
+    EXPECT_TRUE(loaded.matchChannels);
+    EXPECT_FALSE(loaded.matchRate);
+    EXPECT_EQ(loaded.sampleRate, 48000u);
+
+    // Custom GSM 6.10: no automatic keys even where a control followed the source.
+    WavEncoderChoice gsm;
+    gsm.codecIndex = 1;
+    ASSERT_TRUE(SaveWavEncoderChoice(WavPreset::Custom, gsm));
+    EXPECT_EQ(GetSettingInt(s, "CodecIndex", -1), 1);
+    EXPECT_FALSE(GetSettingBool(s, kWavSampleRateAutoKey, true));
+    EXPECT_FALSE(GetSettingBool(s, kWavChansAutoKey, true));
+    f = LoadWavFormat();
+    EXPECT_EQ(f.formatTag, 49);
+    EXPECT_EQ(f.blockAlign, 65);
+    EXPECT_EQ(f.channels, 1);
+    EXPECT_EQ(LoadWavEncoderChoice(), ConformWavChoice(gsm));
+
+    // Low: the record takes the preset's values, every automatic key cleared.
+    ASSERT_TRUE(SaveWavEncoderChoice(WavPreset::Low, ApplyWavPreset(WavPreset::Low, gsm)));
+    EXPECT_EQ(GetSettingInt(s, "Preset", -1), 4);
+    f = LoadWavFormat();
+    EXPECT_EQ(f.formatTag, 1);
+    EXPECT_EQ(f.sampleRate, 8000u);
+    EXPECT_EQ(f.channels, 1);
+    EXPECT_EQ(f.bitsPerSample, 8);
+    EXPECT_EQ(DeriveWavPreset(LoadWavEncoderChoice()), WavPreset::Low);
+    DeleteSettingTree(s);
+}
