@@ -122,6 +122,11 @@ std::vector<uint32_t> WavSampleRates(uint32_t current) {
     return rates;
 }
 
+const char* WavChannelsText(uint16_t channels) {
+    if (channels == 0) return kWavMatchSourceText;
+    return channels == 1 ? "Mono" : "Stereo";
+}
+
 std::string WavSampleRateText(uint32_t rate) { return StringPrintf("%u%s", rate, " Hz"); }
 
 std::string WavSampleSizeText(uint16_t bits) {

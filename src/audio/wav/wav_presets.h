@@ -57,6 +57,9 @@ bool WavEncodingFollowsSource(int codecIndex);
 std::vector<uint16_t> WavSampleSizes(int codecIndex);
 // The rates offered, plus `current` in order when it is not among them.
 std::vector<uint32_t> WavSampleRates(uint32_t current);
+inline constexpr const char* kWavMatchSourceText = "Match Source";
+// The channel list: "Match Source" (0), "Mono" (1), "Stereo" (2).
+const char* WavChannelsText(uint16_t channels);
 std::string WavSampleRateText(uint32_t rate);   // "44100 Hz"
 std::string WavSampleSizeText(uint16_t bits);   // "16 bits Integer"
 
