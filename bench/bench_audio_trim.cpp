@@ -22,7 +22,7 @@ constexpr uint32_t kRate = 44100;
 // Stereo speech-like audio: 2.6 s of tone, then a pause of 0.15, 0.6 or 1.4 s
 // with a faint noise floor.
 class PatternSource : public LSoundSourceBase {
-public:
+  public:
     explicit PatternSource(uint64_t seconds) {
         sampleRate_ = kRate;
         channels_ = 2;
@@ -46,7 +46,7 @@ public:
         return true;
     }
 
-private:
+  private:
     void Push(float s) {
         samples_.push_back(s);
         samples_.push_back(s);
@@ -65,8 +65,8 @@ void BM_SearchForSilence(benchmark::State& state) {
         benchmark::DoNotOptimize(cuts.regions.data());
     }
     state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(source.TotalFrames()) * 8);
-    state.counters["audio_s_per_s"] = benchmark::Counter(
-        double(state.iterations()) * 60.0, benchmark::Counter::kIsRate);
+    state.counters["audio_s_per_s"] =
+        benchmark::Counter(double(state.iterations()) * 60.0, benchmark::Counter::kIsRate);
 }
 BENCHMARK(BM_SearchForSilence)->Unit(benchmark::kMillisecond);
 

@@ -92,9 +92,9 @@ int64_t LEditList::Read(float* samples, uint64_t frames) {
         const uint64_t sourceFrame = r.sourceStart + offset;
         if (sourcePosition_ != sourceFrame) {
             if (!source_->Seek(sourceFrame)) {
-                lastError_ = StringPrintf("cannot move to frame %llu of the recording: %s",
-                                          (unsigned long long)sourceFrame,
-                                          source_->LastError().c_str());
+                lastError_ =
+                    StringPrintf("cannot move to frame %llu of the recording: %s",
+                                 (unsigned long long)sourceFrame, source_->LastError().c_str());
                 sourcePosition_ = UINT64_MAX;
                 return -1;
             }
@@ -104,9 +104,10 @@ int64_t LEditList::Read(float* samples, uint64_t frames) {
         const int64_t got = source_->Read(samples + done * channels_, want);
         if (got <= 0) {
             lastError_ = got < 0 ? source_->LastError()
-                                 : StringPrintf("the recording ends at frame %llu, inside the "
-                                                "audio to keep",
-                                                (unsigned long long)sourceFrame);
+                                 : StringPrintf(
+                                       "the recording ends at frame %llu, inside the "
+                                       "audio to keep",
+                                       (unsigned long long)sourceFrame);
             sourcePosition_ = UINT64_MAX;
             return -1;
         }

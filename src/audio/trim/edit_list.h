@@ -15,7 +15,7 @@
 namespace vocarta {
 
 class LEditList : public LSoundSourceBase {
-public:
+  public:
     // Starts as the whole of `source`: frames [0, totalFrames). `totalFrames` is
     // what the caller counted (a decoder's own total may be an estimate).
     LEditList(LSoundSource source, uint64_t totalFrames);
@@ -49,15 +49,15 @@ public:
     // cannot seek is found out before anything is written.
     bool Rewind();
 
-private:
+  private:
     // Index of the range holding edited frame `frame` (ranges_.size() past the end).
     size_t RangeAt(uint64_t frame) const;
 
     LSoundSource source_;
     std::vector<Range> ranges_;
-    uint64_t position_ = 0;                  // edited frame the next Read starts at
-    size_t current_ = 0;                     // range holding position_
-    uint64_t sourcePosition_ = UINT64_MAX;   // where the source is, if known
+    uint64_t position_ = 0;                 // edited frame the next Read starts at
+    size_t current_ = 0;                    // range holding position_
+    uint64_t sourcePosition_ = UINT64_MAX;  // where the source is, if known
 };
 
 }  // namespace vocarta

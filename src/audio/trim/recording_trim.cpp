@@ -23,14 +23,14 @@ constexpr const char* kLastFailedReasonKey = "LastFailedReason";
 
 // One trim of one recording, step by step.
 class RecordingTrim {
-public:
+  public:
     RecordingTrim(const std::string& path, const TrimSettings& settings, const TrimFileIo& io,
                   const TrimProgress& progress)
         : path_(path), settings_(settings), io_(io), progress_(progress) {}
 
     TrimOutcome Run();
 
-private:
+  private:
     bool OpenRecording();
     bool ShortenSilences();
     bool WriteTrimmedFile();
@@ -107,7 +107,8 @@ bool RecordingTrim::ShortenSilences() {
 }
 
 bool RecordingTrim::WriteTrimmedFile() {
-    if (!edited_->Rewind()) return Fail(kTrimSection, "OpenTrimmedSourceFailed", edited_->LastError());
+    if (!edited_->Rewind())
+        return Fail(kTrimSection, "OpenTrimmedSourceFailed", edited_->LastError());
     std::string error;
     LTrimTempFile temp;  // removed again on every path but success
     if (!temp.Create(path_, error)) return Fail(kTrimSection, "OpenTrimmedSinkFailed", error);

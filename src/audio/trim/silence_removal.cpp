@@ -13,10 +13,11 @@ bool CheckCutList(const CutList& cutList, std::string& error) {
         const SilentRegion& r = cutList.regions[i];
         if (r.end <= r.start || r.start < previousEnd || r.end > cutList.totalFrames + 1 ||
             r.newLength > r.Length()) {
-            error = StringPrintf("silent region %zu (frames %llu..%llu, new length %llu) does "
-                                 "not fit the recording",
-                                 i, (unsigned long long)r.start, (unsigned long long)r.end,
-                                 (unsigned long long)r.newLength);
+            error = StringPrintf(
+                "silent region %zu (frames %llu..%llu, new length %llu) does "
+                "not fit the recording",
+                i, (unsigned long long)r.start, (unsigned long long)r.end,
+                (unsigned long long)r.newLength);
             return false;
         }
         previousEnd = r.end;
@@ -25,8 +26,8 @@ bool CheckCutList(const CutList& cutList, std::string& error) {
 }
 }  // namespace
 
-TrimStatus RemoveSilence(const CutList& cutList, LEditList& editList,
-                         const TrimProgress& progress, std::string& error) {
+TrimStatus RemoveSilence(const CutList& cutList, LEditList& editList, const TrimProgress& progress,
+                         std::string& error) {
     progress.Start(kTrimRemoveText);
     if (!CheckCutList(cutList, error)) return TrimStatus::Failed;
     const size_t count = cutList.regions.size();

@@ -23,7 +23,9 @@ int64_t ReadFully(LSoundSourceBase& source, float* samples, uint64_t frames) {
     return int64_t(done);
 }
 
-double Fraction(uint64_t done, uint64_t total) { return total ? double(done) / double(total) : 0; }
+double Fraction(uint64_t done, uint64_t total) {
+    return total ? double(done) / double(total) : 0;
+}
 
 bool CheckFormat(const LSoundSourceBase& source, std::string& error) {
     if (source.Channels() == 0 || source.SampleRate() == 0) {
@@ -37,18 +39,22 @@ bool CheckFormat(const LSoundSourceBase& source, std::string& error) {
 // One search over one source: the forward scan, and for start-and-end-only the
 // backward scan of the trailing silence.
 class SilenceSearch {
-public:
+  public:
     SilenceSearch(LSoundSourceBase& source, const TrimSettings& settings, float threshold,
                   const TrimProgress& progress, CutList& out)
-        : source_(source), settings_(settings), threshold_(threshold), progress_(progress),
-          out_(out), channels_(source.Channels()),
+        : source_(source),
+          settings_(settings),
+          threshold_(threshold),
+          progress_(progress),
+          out_(out),
+          channels_(source.Channels()),
           shortestFrames_(LSoundTime(settings.shortestSilenceMs).ToFrames(source.SampleRate())),
           fixedFrames_(LSoundTime(settings.newFixedLengthMs).ToFrames(source.SampleRate())),
           buffer_(kTrimBlockFrames * source.Channels()) {}
 
     TrimStatus Run(std::string& error);
 
-private:
+  private:
     bool IsLoud(const float* frame) const {
         for (unsigned c = 0; c < channels_; ++c)
             if (std::fabs(frame[c]) > threshold_) return true;
@@ -102,8 +108,8 @@ TrimStatus SilenceSearch::Run(std::string& error) {
 }
 
 // Forward from `from` (a frame where no region is open) to the end of the file,
-// or to the first loud frame that follows a committed region. A region still open at the end is closed one frame past the last
-// frame, deliberately, as the recorder has always done it.
+// or to the first loud frame that follows a committed region. A region still
+// open at the end is closed one frame past the last frame: deliberate, kept.
 TrimStatus SilenceSearch::ScanForward(uint64_t from, Scan scan, std::string& error) {
     const uint64_t total = source_.TotalFrames();
     bool open = false;
@@ -153,7 +159,8 @@ TrimStatus SilenceSearch::ScanTrailing(std::string& error) {
     while (blockEnd > floor || lastBlock) {
         progress_.Set(Fraction(stopFrame_ + (end - blockEnd), end));
         if (progress_.Cancelled()) return TrimStatus::Cancelled;
-        const uint64_t blockStart = std::max(floor, blockEnd - std::min(blockEnd, kTrimBlockFrames));
+        const uint64_t blockStart =
+            std::max(floor, blockEnd - std::min(blockEnd, kTrimBlockFrames));
         const uint64_t want = blockEnd - blockStart;
         const bool moved = source_.Seek(blockStart);
         const int64_t got = moved ? ReadFully(source_, buffer_.data(), want) : -1;
@@ -220,9 +227,8 @@ TrimStatus FindPeakSample(LSoundSourceBase& source, const TrimProgress& progress
     }
 }
 
-TrimStatus SearchForSilence(LSoundSourceBase& source, const TrimSettings& settings,
-                            float threshold, const TrimProgress& progress, CutList& cutList,
-                            std::string& error) {
+TrimStatus SearchForSilence(LSoundSourceBase& source, const TrimSettings& settings, float threshold,
+                            const TrimProgress& progress, CutList& cutList, std::string& error) {
     SilenceSearch search(source, settings, threshold, progress, cutList);
     return search.Run(error);
 }

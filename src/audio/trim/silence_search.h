@@ -52,9 +52,8 @@ float LinearThreshold(int thresholdDb, float peakFactor);
 
 // Builds the cut list at linear threshold `threshold`. A frame is silent when no
 // channel's sample is above the threshold.
-TrimStatus SearchForSilence(LSoundSourceBase& source, const TrimSettings& settings,
-                            float threshold, const TrimProgress& progress, CutList& cutList,
-                            std::string& error);
+TrimStatus SearchForSilence(LSoundSourceBase& source, const TrimSettings& settings, float threshold,
+                            const TrimProgress& progress, CutList& cutList, std::string& error);
 
 // Peak pass (for a relative threshold) followed by the search.
 TrimStatus BuildCutList(LSoundSourceBase& source, const TrimSettings& settings,
@@ -63,7 +62,7 @@ TrimStatus BuildCutList(LSoundSourceBase& source, const TrimSettings& settings,
 // Shortens every region of `cutList` in `editList` (built over the same source),
 // each cut centred in its region so that half of the kept silence stays on each
 // side. Fails, removing nothing, on a cut list whose regions are out of order.
-TrimStatus RemoveSilence(const CutList& cutList, LEditList& editList,
-                         const TrimProgress& progress, std::string& error);
+TrimStatus RemoveSilence(const CutList& cutList, LEditList& editList, const TrimProgress& progress,
+                         std::string& error);
 
 }  // namespace vocarta

@@ -41,8 +41,7 @@ TrimSettings ReadTrimSettings() {
     TrimSettings s;
     s.thresholdDb = GetSettingInt(kSection, kThresholdKey, kDefaults.thresholdDb);
     s.thresholdIsAbsolute = GetSettingBool(kSection, kIsAbsoluteKey, kDefaults.thresholdIsAbsolute);
-    s.shortestSilenceMs =
-        GetSettingInt(kSection, kShortestSilenceKey, kDefaults.shortestSilenceMs);
+    s.shortestSilenceMs = GetSettingInt(kSection, kShortestSilenceKey, kDefaults.shortestSilenceMs);
     s.newFixedLengthMs = GetSettingInt(kSection, kNewFixedLengthKey, kDefaults.newFixedLengthMs);
     s.newLengthFractionThousandths =
         GetSettingInt(kSection, kNewLengthFractionKey, kDefaults.newLengthFractionThousandths);
@@ -75,6 +74,8 @@ TrimSettings ReadAfterRecordingTrimSettings() {
     return s;
 }
 
-bool AfterRecordingTrimEnabled() { return GetSettingBool(kRecorderSection, kAutotrimKey, false); }
+bool AfterRecordingTrimEnabled() {
+    return GetSettingBool(kRecorderSection, kAutotrimKey, false);
+}
 
 }  // namespace vocarta

@@ -25,7 +25,8 @@ bool SameFile(const struct stat& a, const struct stat& b) {
 // True when `path` still names the file open as `fd` (a sweeper may have
 // removed the name between its creation and our lock).
 bool NameMatches(int fd, const std::string& path) {
-    struct stat byFd {}, byName {};
+    struct stat byFd {
+    }, byName{};
     return fstat(fd, &byFd) == 0 && lstat(path.c_str(), &byName) == 0 && SameFile(byFd, byName);
 }
 

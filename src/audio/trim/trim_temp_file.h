@@ -19,7 +19,7 @@ namespace vocarta {
 inline constexpr const char* kTrimTempPrefix = ".vctrim-";
 
 class LTrimTempFile {
-public:
+  public:
     LTrimTempFile() = default;
     ~LTrimTempFile() { Discard(); }
     LTrimTempFile(const LTrimTempFile&) = delete;
@@ -37,7 +37,7 @@ public:
     // Removes the file (if any) and releases the lock. Idempotent.
     void Discard();
 
-private:
+  private:
     std::string path_;
     int fd_ = -1;  // holds the lock; the sink writes through its own descriptor
 };

@@ -2,13 +2,14 @@
 // many removals, checked against a plain copy of the audio that is cut the
 // same way.
 
+#include "audio/trim/edit_list.h"
+
 #include <gtest/gtest.h>
 
 #include <memory>
 #include <random>
 #include <vector>
 
-#include "audio/trim/edit_list.h"
 #include "trim_test_audio.h"
 
 namespace vocarta {

@@ -68,7 +68,8 @@ std::vector<float> Envelope(const std::vector<float>& stereo, int channel = -1) 
         float peak = 0;
         for (uint64_t f = ms * kRate / 1000; f < std::min(frames, (ms + 1) * kRate / 1000); ++f)
             for (int c = 0; c < 2; ++c)
-                if (channel < 0 || channel == c) peak = std::max(peak, std::fabs(stereo[f * 2 + c]));
+                if (channel < 0 || channel == c)
+                    peak = std::max(peak, std::fabs(stereo[f * 2 + c]));
         env.push_back(peak);
     }
     return env;
@@ -99,7 +100,8 @@ struct Stereo {
     void Pause(uint64_t ms, float rampTo = 0) {
         const uint64_t n = Ms(ms);
         for (uint64_t f = 0; f < n; ++f) {
-            const float s = rampTo * float(f) / float(n) * std::sin(2 * M_PI * 1000.0 * double(f) / kRate);
+            const float s =
+                rampTo * float(f) / float(n) * std::sin(2 * M_PI * 1000.0 * double(f) / kRate);
             samples.push_back(s);
             samples.push_back(s);
         }
@@ -139,7 +141,7 @@ void ExpectStretches(const test::Runs& got, const test::Runs& want, int edge, in
 }
 
 class RealFormats : public ::testing::TestWithParam<const char*> {
-protected:
+  protected:
     std::string Path(const char* name) { return dir_.File(std::string(name) + GetParam()); }
     bool IsMp3() const { return std::string(GetParam()) == ".mp3"; }
     test::TempDir dir_;
@@ -166,9 +168,9 @@ TEST_P(RealFormats, AfterRecordingTrimShortensLongPausesOnly) {
 
     const std::vector<float> env = Envelope(Decode(path));
     const test::Runs runs = Stretches(env);
-    ExpectStretches(runs, {{false, 150}, {true, 1000}, {false, 150}, {true, 1000}, {false, 400},
-                           {true, 1000}},
-                    IsMp3() ? 80 : 2, IsMp3() ? 4 : 2, GetParam());
+    ExpectStretches(
+        runs, {{false, 150}, {true, 1000}, {false, 150}, {true, 1000}, {false, 400}, {true, 1000}},
+        IsMp3() ? 80 : 2, IsMp3() ? 4 : 2, GetParam());
     if (runs.size() != 6) return;
     // The pause held a quiet tone rising to 0.008: 200 ms of its quiet start are
     // left before the cut and 200 ms of its louder end after it.

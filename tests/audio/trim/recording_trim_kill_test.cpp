@@ -2,8 +2,8 @@
 // or the complete trimmed one, never anything in between; the next trim of the
 // folder removes what the killed one left behind.
 
-#include <gtest/gtest.h>
 #include <dirent.h>
+#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -37,7 +37,9 @@ int CountTempFiles(const std::string& folder) {
     return count;
 }
 
-bool IsRaw(const std::string& path) { return path.size() > 4 && path.substr(path.size() - 4) == ".raw"; }
+bool IsRaw(const std::string& path) {
+    return path.size() > 4 && path.substr(path.size() - 4) == ".raw";
+}
 
 // Starts a trim of `path` in a child process; kills it after `delay` (unless it
 // finished first). Returns the time it ran.
@@ -60,8 +62,8 @@ std::chrono::microseconds TrimInChild(const std::string& path, std::chrono::micr
     if (!kill) {
         EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
     }
-    return std::chrono::duration_cast<std::chrono::microseconds>(
-        std::chrono::steady_clock::now() - start);
+    return std::chrono::duration_cast<std::chrono::microseconds>(std::chrono::steady_clock::now() -
+                                                                 start);
 }
 
 bool WriteRecording(const std::string& path, const Signal& s) {

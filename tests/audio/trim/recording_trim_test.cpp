@@ -2,9 +2,11 @@
 // file, and every failure or cancellation leaves the recording byte for byte as
 // it was, records its (section, tag) and leaves no temporary file behind.
 
-#include <gtest/gtest.h>
+#include "audio/trim/recording_trim.h"
+
 #include <dirent.h>
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -13,7 +15,6 @@
 #include <string>
 #include <vector>
 
-#include "audio/trim/recording_trim.h"
 #include "audio/trim/trim_temp_file.h"
 #include "settings/settings.h"
 #include "support/temp_dir.h"
@@ -37,7 +38,7 @@ std::vector<std::string> FilesIn(const std::string& folder) {
 }
 
 class RecordingTrimTest : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         path_ = dir_.File("take 1.raw");
         Signal s;
@@ -83,9 +84,11 @@ TEST_F(RecordingTrimTest, ReplacesTheRecordingWithTheTrimmedAudio) {
     unsigned channels = 0;
     std::vector<float> trimmed = test::ReadRawFile(path_, &channels);
     EXPECT_EQ(channels, 2u);
-    EXPECT_EQ(test::RunsOf(trimmed, 2, 0.001f),
-              (Runs{{true, Ms(1000)}, {false, Ms(400)}, {true, Ms(1000)}, {false, Ms(400)},
-                    {true, Ms(300)}}));
+    EXPECT_EQ(test::RunsOf(trimmed, 2, 0.001f), (Runs{{true, Ms(1000)},
+                                                      {false, Ms(400)},
+                                                      {true, Ms(1000)},
+                                                      {false, Ms(400)},
+                                                      {true, Ms(300)}}));
     EXPECT_EQ(outcome.framesBefore, Ms(5300));
     EXPECT_EQ(outcome.framesAfter, Ms(3100));
 
@@ -192,7 +195,9 @@ TEST_F(RecordingTrimTest, CancellingAnyStepLeavesTheRecording) {
         int reports = 0;
         bool removing = false;
         TrimProgress progress;
-        progress.passStarted = [&](const char* text) { removing = text == std::string(kTrimRemoveText); };
+        progress.passStarted = [&](const char* text) {
+            removing = text == std::string(kTrimRemoveText);
+        };
         progress.progress = [&](double) { reports += removing; };
         progress.cancelRequested = [&] { return reports >= cancelAt; };
         TrimOutcome outcome = TrimRecording(path_, settings_, test::RawFileIo(), progress);

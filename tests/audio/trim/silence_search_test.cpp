@@ -2,6 +2,8 @@
 // shortened to, where the cut falls, the commit rule at the edges of the file,
 // start-and-end-only, thresholds, cancellation and decoders that misbehave.
 
+#include "audio/trim/silence_search.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -10,7 +12,6 @@
 #include <vector>
 
 #include "audio/trim/edit_list.h"
-#include "audio/trim/silence_search.h"
 #include "trim_test_audio.h"
 
 namespace vocarta {
@@ -51,8 +52,11 @@ TEST(SilenceSearch, InteriorPausesWithDefaultSettings) {
     const uint64_t pause = Ms(2150);
     ASSERT_EQ(t.cuts.regions.size(), 1u);
     EXPECT_EQ(t.cuts.regions[0], (SilentRegion{pause, pause + Ms(1000), Ms(400)}));
-    EXPECT_EQ(t.runs, (Runs{{true, Ms(1000)}, {false, Ms(150)}, {true, Ms(1000)},
-                            {false, Ms(400)}, {true, Ms(1000)}}));
+    EXPECT_EQ(t.runs, (Runs{{true, Ms(1000)},
+                            {false, Ms(150)},
+                            {true, Ms(1000)},
+                            {false, Ms(400)},
+                            {true, Ms(1000)}}));
     // Centred: 200 ms of the pause are kept before the cut and 200 ms after it.
     ASSERT_EQ(t.kept.size(), 2u);
     EXPECT_EQ(t.kept[0].sourceEnd, pause + Ms(200));
@@ -103,14 +107,12 @@ TEST(SilenceSearch, FractionOfTheLength) {
     settings.newLengthFractionThousandths = 500;
     Signal s;
     s.Loud(Ms(500)).Silent(Ms(2000)).Loud(Ms(500));
-    EXPECT_EQ(Trim(s, settings).runs,
-              (Runs{{true, Ms(500)}, {false, Ms(1000)}, {true, Ms(500)}}));
+    EXPECT_EQ(Trim(s, settings).runs, (Runs{{true, Ms(500)}, {false, Ms(1000)}, {true, Ms(500)}}));
 
     // Fixed and proportional parts add up, capped at the silence's length.
     settings.newFixedLengthMs = 400;
     settings.newLengthFractionThousandths = 10000;
-    EXPECT_EQ(Trim(s, settings).runs,
-              (Runs{{true, Ms(500)}, {false, Ms(2000)}, {true, Ms(500)}}));
+    EXPECT_EQ(Trim(s, settings).runs, (Runs{{true, Ms(500)}, {false, Ms(2000)}, {true, Ms(500)}}));
 }
 
 TEST(SilenceSearch, OneLoudChannelMakesTheFrameLoud) {

@@ -1,19 +1,20 @@
 // The trim options as read from the settings store: defaults, clamping of
 // damaged values, and the threshold of the trim after a recording.
 
+#include "audio/trim/trim_settings.h"
+
 #include <gtest/gtest.h>
 
-#include "audio/trim/trim_settings.h"
 #include "settings/settings.h"
 
 namespace vocarta {
 namespace {
 
 void Clear() {
-    for (const char* key : {"AutoTrimThreshold", "AutoTrimThresholdIsAbsolute",
-                            "AutoTrimShortestSilence", "AutoTrimNewFixedLength",
-                            "AutoTrimNewLengthFraction", "AutoTrimStartAndEndOnly",
-                            "VoiceActivateLevel"})
+    for (const char* key :
+         {"AutoTrimThreshold", "AutoTrimThresholdIsAbsolute", "AutoTrimShortestSilence",
+          "AutoTrimNewFixedLength", "AutoTrimNewLengthFraction", "AutoTrimStartAndEndOnly",
+          "VoiceActivateLevel"})
         DeleteSetting("Settings", key);
 }
 

@@ -20,7 +20,9 @@ namespace vocarta::test {
 inline constexpr uint32_t kRate = 44100;
 inline constexpr float kLoud = 0.5f;
 
-inline uint64_t Ms(uint64_t ms) { return ms * kRate / 1000; }
+inline uint64_t Ms(uint64_t ms) {
+    return ms * kRate / 1000;
+}
 
 // Interleaved audio built stretch by stretch.
 struct Signal {
@@ -45,7 +47,8 @@ inline Runs RunsOf(const std::vector<float>& samples, unsigned channels, float t
     Runs runs;
     for (size_t f = 0; f < samples.size() / channels; ++f) {
         bool loud = false;
-        for (unsigned c = 0; c < channels; ++c) loud |= std::fabs(samples[f * channels + c]) > threshold;
+        for (unsigned c = 0; c < channels; ++c)
+            loud |= std::fabs(samples[f * channels + c]) > threshold;
         if (runs.empty() || runs.back().first != loud) runs.push_back({loud, 0});
         ++runs.back().second;
     }
@@ -53,7 +56,7 @@ inline Runs RunsOf(const std::vector<float>& samples, unsigned channels, float t
 }
 
 class MemorySource : public LSoundSourceBase {
-public:
+  public:
     MemorySource(const Signal& signal, uint32_t rate = kRate) : samples_(signal.samples) {
         sampleRate_ = rate;
         channels_ = uint8_t(signal.channels);
@@ -75,6 +78,7 @@ public:
             lastError_ = "simulated read error";
             return -1;
         }
+        if (n == 0) return 0;
         std::memcpy(out, samples_.data() + position_ * channels_, n * channels_ * sizeof(float));
         position_ += n;
         framesRead += n;
@@ -90,7 +94,7 @@ public:
         return true;
     }
 
-private:
+  private:
     std::vector<float> samples_;
     uint64_t position_ = 0;
 };
@@ -109,7 +113,7 @@ inline std::vector<float> ReadAll(LSoundSourceBase& source) {
 // Raw float files: rate and channel count (two little-endian uint32), then the
 // interleaved floats.
 class RawFileSource : public LSoundSourceBase {
-public:
+  public:
     bool Open(const std::string& path) {
         file_ = std::fopen(path.c_str(), "rb");
         uint32_t header[2];
@@ -130,12 +134,12 @@ public:
         return std::fseek(file_, long(8 + frame * 4 * channels_), SEEK_SET) == 0;
     }
 
-private:
+  private:
     FILE* file_ = nullptr;
 };
 
 class RawFileSink : public LSoundSinkBase {
-public:
+  public:
     RawFileSink(const std::string& path, uint32_t rate, uint8_t channels)
         : LSoundSinkBase(path, rate, channels) {}
     ~RawFileSink() override { Close(); }
@@ -150,6 +154,7 @@ public:
             SetError("simulated write error: no space left on device");
             return -1;
         }
+        if (frames == 0) return 0;
         size_t n = std::fwrite(samples, 4 * channels_, frames, file_);
         framesWritten_ += n;
         return int64_t(n);
@@ -160,13 +165,14 @@ public:
         return ok;
     }
 
-private:
+  private:
     FILE* file_ = nullptr;
 };
 
 inline bool WriteRawFile(const std::string& path, const Signal& signal, uint32_t rate = kRate) {
     RawFileSink sink(path, rate, uint8_t(signal.channels));
-    return sink.Open() && sink.Write(signal.samples.data(), signal.Frames()) == int64_t(signal.Frames()) &&
+    return sink.Open() &&
+           sink.Write(signal.samples.data(), signal.Frames()) == int64_t(signal.Frames()) &&
            sink.Close();
 }
 
@@ -191,7 +197,8 @@ inline TrimFileIo RawFileIo(uint64_t sinkFailAfter = UINT64_MAX) {
     };
     io.openSinkLike = [sinkFailAfter](const std::string& newPath, const std::string&,
                                       const LSoundSourceBase& decoded, std::string& error) {
-        auto sink = std::make_shared<RawFileSink>(newPath, decoded.SampleRate(), decoded.Channels());
+        auto sink =
+            std::make_shared<RawFileSink>(newPath, decoded.SampleRate(), decoded.Channels());
         sink->failAfterFrames = sinkFailAfter;
         if (!sink->Open()) {
             error = "cannot create the file";
