@@ -11,7 +11,7 @@
 // Programs are run with an argument vector, never through a shell.
 
 #include <signal.h>
-#include <spawn.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -21,8 +21,6 @@
 #include <string>
 #include <thread>
 #include <vector>
-
-extern char** environ;
 
 namespace vocarta::test {
 
@@ -47,13 +45,14 @@ public:
             "--high-priority=no", "--realtime=no", "--disallow-module-loading=no",
             "--log-target=file:" + folder + "/pulse.log",
             "-L", "module-native-protocol-unix auth-anonymous=1 socket=" + socket_};
-        pid_ = Spawn(argv, nullptr);
+        pid_ = Spawn(argv, nullptr, false, true);
         if (pid_ <= 0) {
             if (error) *error = "cannot start pulseaudio (is the pulseaudio package installed?)";
             return false;
         }
         for (int i = 0; i < 100; ++i) {
-            if (Run({"pactl", "info"}, nullptr) == 0) return true;
+            std::string info;
+            if (Run({"pactl", "info"}, &info, true) == 0) return true;
             int status = 0;
             if (waitpid(pid_, &status, WNOHANG) == pid_) {
                 pid_ = -1;
@@ -105,11 +104,13 @@ public:
     }
 
     // Runs a program (found on PATH) with this process's environment; returns its
-    // exit status (-1 when it could not run), its standard output in `out`.
-    static int Run(const std::vector<std::string>& argv, std::string* out) {
+    // exit status (-1 when it could not run), its standard output (and with
+    // `withStderr` its standard error too) in `out`.
+    static int Run(const std::vector<std::string>& argv, std::string* out,
+                   bool withStderr = false) {
         int fds[2] = {-1, -1};
         if (out && pipe(fds) != 0) return -1;
-        pid_t pid = Spawn(argv, out ? fds : nullptr);
+        pid_t pid = Spawn(argv, out ? fds : nullptr, withStderr);
         if (out) {
             close(fds[1]);
             char buffer[4096];
@@ -126,20 +127,28 @@ public:
     }
 
 private:
-    static pid_t Spawn(const std::vector<std::string>& argv, int* stdoutPipe) {
+    // fork + exec, so that a daemon can be tied to this process: with
+    // `dieWithParent` it gets SIGTERM when the test process ends, however it ends.
+    static pid_t Spawn(const std::vector<std::string>& argv, int* stdoutPipe,
+                       bool withStderr = false, bool dieWithParent = false) {
         std::vector<char*> args;
         for (const auto& a : argv) args.push_back(const_cast<char*>(a.c_str()));
         args.push_back(nullptr);
-        posix_spawn_file_actions_t actions;
-        posix_spawn_file_actions_init(&actions);
-        if (stdoutPipe) {
-            posix_spawn_file_actions_adddup2(&actions, stdoutPipe[1], 1);
-            posix_spawn_file_actions_addclose(&actions, stdoutPipe[0]);
+        pid_t parent = getpid();
+        pid_t pid = fork();
+        if (pid != 0) return pid;
+        if (dieWithParent) {
+            prctl(PR_SET_PDEATHSIG, SIGTERM);
+            if (getppid() != parent) _exit(127);
         }
-        pid_t pid = -1;
-        int rc = posix_spawnp(&pid, args[0], &actions, nullptr, args.data(), environ);
-        posix_spawn_file_actions_destroy(&actions);
-        return rc == 0 ? pid : -1;
+        if (stdoutPipe) {
+            dup2(stdoutPipe[1], 1);
+            if (withStderr) dup2(stdoutPipe[1], 2);
+            close(stdoutPipe[0]);
+            close(stdoutPipe[1]);
+        }
+        execvp(args[0], args.data());
+        _exit(127);
     }
 
     std::string folder_;

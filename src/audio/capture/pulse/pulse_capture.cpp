@@ -135,7 +135,8 @@ bool LPulseCapture::Start() {
     if (!stream_) return false;
     LPulseLock hold(connection_->Loop());
     stopping_ = false;
-    if (!connection_->WaitOperation(pa_stream_cork(stream_, 0, nullptr, nullptr))) {
+    if (!connection_->WaitOperation(pa_stream_cork(stream_, 0, &LPulseConnection::SignalOnSuccess,
+                                                                connection_.get()))) {
         SetLastError(kCaptureOpenFailed, connection_->ErrorText());
         return false;
     }
@@ -187,7 +188,8 @@ void LPulseCapture::Stop() {
     if (!stream_) return;
     LPulseLock hold(connection_->Loop());
     if (!lost_ && pa_stream_get_state(stream_) == PA_STREAM_READY) {
-        connection_->WaitOperation(pa_stream_cork(stream_, 1, nullptr, nullptr));
+        connection_->WaitOperation(pa_stream_cork(stream_, 1, &LPulseConnection::SignalOnSuccess,
+                                                    connection_.get()));
         TakeReadable();
         ring_.CommitPartial();
     }

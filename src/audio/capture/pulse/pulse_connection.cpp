@@ -81,6 +81,10 @@ bool LPulseConnection::WaitUntil(const std::function<bool()>& done, int timeoutM
     return ok;
 }
 
+void LPulseConnection::SignalOnSuccess(pa_stream*, int, void* connection) {
+    static_cast<LPulseConnection*>(connection)->Signal();
+}
+
 bool LPulseConnection::WaitOperation(pa_operation* operation) {
     if (!operation) return false;
     bool ok = WaitUntil(

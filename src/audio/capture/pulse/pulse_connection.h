@@ -40,6 +40,9 @@ public:
     bool WaitOperation(pa_operation* operation);
     // Wakes a waiting WaitUntil (from callbacks).
     void Signal() const { pa_threaded_mainloop_signal(loop_, 0); }
+    // A success callback for stream operations that wakes WaitUntil; pass the
+    // connection as its data.
+    static void SignalOnSuccess(pa_stream*, int success, void* connection);
 
     // Without the lock: the server's sources (Input) or sinks (Output) in the
     // server's order.

@@ -1,0 +1,299 @@
+// End to end over a private PulseAudio daemon: real sources (a sine source, the
+// monitor of a null sink with files played into it, remapped sources carrying a
+// bus and a channel map), real WAV files, checked with sox and soxi.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <fstream>
+#include <thread>
+#include <array>
+#include <atomic>
+#include <cstring>
+#include <functional>
+
+#include "audio/capture/device_list.h"
+#include "audio/capture/device_listing.h"
+#include "audio/capture/sound_recorder.h"
+#include "audio/sound_format.h"
+#include "audio/wav/wav_sink.h"
+#include "memory_sink.h"
+#include "support/pulse_daemon.h"
+#include "support/temp_dir.h"
+
+namespace vocarta::test {
+namespace {
+
+struct Notes : LSoundRecorderNotify {
+    int finished = -1;
+    LLevels levels;
+    int levelUpdates = 0;
+    void OnLevelsUpdate(const LLevels& l, int64_t) override {
+        levels = l;
+        ++levelUpdates;
+    }
+    void OnFinished(int32_t result, int64_t) override { finished = result; }
+};
+
+class PulseEndToEnd : public ::testing::Test {
+protected:
+    static void SetUpTestSuite() {
+        dir_ = new TempDir("vocarta-pulse");
+        pulse_ = new PulseDaemon();
+        std::string error;
+        ASSERT_TRUE(pulse_->Start(dir_->Path(), &error)) << error;
+        ASSERT_GE(pulse_->LoadModule("module-null-sink", "sink_name=nul rate=48000 channels=2"), 0);
+        ASSERT_GE(pulse_->LoadModule("module-sine-source",
+                                     "source_name=sine frequency=440 rate=48000"), 0);
+        ASSERT_GE(pulse_->LoadModule("module-remap-source",
+                                     "source_name=usbmic master=nul.monitor channels=2 "
+                                     "channel_map=mono,aux0 source_properties=device.bus=usb"), 0);
+        ASSERT_GE(pulse_->LoadModule("module-remap-source",
+                                     "source_name=pcimic master=sine "
+                                     "source_properties=device.bus=pci"), 0);
+        ASSERT_GE(pulse_->LoadModule("module-remap-source",
+                                     "source_name=usbmic2 master=nul.monitor "
+                                     "source_properties=device.bus=usb"), 0);
+    }
+    static void TearDownTestSuite() {
+        delete pulse_;
+        delete dir_;
+    }
+
+    static int IndexOf(const std::string& name) {
+        return LSoundDeviceList::QueryInputs().IndexOfName(name);
+    }
+    // Records from `source` into a 48 kHz stereo 16-bit WAV file, polling like
+    // the user interface does, while `during` runs on another thread; stops
+    // when `until` holds (after `during` has ended), 20 s at most.
+    std::string Record(const std::string& file, const std::string& source, int channel,
+                       std::optional<LdBLevel> voice, LSoundTime silence,
+                       const std::function<void()>& during,
+                       const std::function<bool(LSoundRecorder&)>& until, Notes& notes) {
+        int index = IndexOf(source);
+        EXPECT_GE(index, 0) << source;
+        std::string path = dir_->File(file), error;
+        auto sink = OpenWavSink(path, LSoundFormat(48000, 2, 16), &error);
+        EXPECT_TRUE(sink) << error;
+        auto recorder = CreateSoundRecorder();
+        EXPECT_TRUE(recorder->Start(LSoundRecordDevice{index, channel, 0}, LSoundSink(sink), &notes, 0,
+                                    voice, voice.value_or(LdBLevel(-127)), LSoundTime(0), silence, 0))
+            << recorder->LastErrorText();
+        std::atomic<bool> done{false};
+        std::thread side([&] {
+            if (during) during();
+            done = true;
+        });
+        auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+        while (!(done && until(*recorder)) && std::chrono::steady_clock::now() < deadline) {
+            recorder->Poll();
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
+        side.join();
+        recorder->Poll();
+        if (notes.finished < 0) recorder->Stop();
+        sink->Close();
+        return path;
+    }
+    static std::function<void()> Sleep(int ms) {
+        return [ms] { std::this_thread::sleep_for(std::chrono::milliseconds(ms)); };
+    }
+    static bool Now(LSoundRecorder&) { return true; }
+    // A 48 kHz stereo float WAV of `parts` (seconds, amplitude, left Hz, right Hz),
+    // after 1 s of silence: a stream that starts into a running null sink may lose
+    // its first moments to the sink's rewind, so the sound must not start at once.
+    static std::string PlayedFile(const std::string& name,
+                                  std::vector<std::array<double, 4>> parts) {
+        MemorySink played(48000, 2);
+        parts.insert(parts.begin(), {1.0, 0.0, 0.0, 0.0});
+        std::vector<float> frames;
+        for (const auto& p : parts)
+            for (int f = 0; f < int(p[0] * 48000); ++f) {
+                frames.push_back(float(p[1] * std::sin(2 * M_PI * p[2] * f / 48000)));
+                frames.push_back(float(p[1] * std::sin(2 * M_PI * p[3] * f / 48000)));
+            }
+        played.Write(frames.data(), frames.size() / 2);
+        std::string path = dir_->File(name);
+        EXPECT_TRUE(played.SaveWav(path));
+        return path;
+    }
+
+    // sox's "stat" figures of one channel of a file.
+    static double SoxStat(const std::string& path, const std::string& what, int channel = 1) {
+        std::string out;
+        PulseDaemon::Run({"sox", path, "-n", "remix", std::to_string(channel), "stat"}, &out, true);
+        size_t at = out.find(what);
+        if (at == std::string::npos) {
+            ADD_FAILURE() << "sox stat gave no " << what << ":\n" << out;
+            return -1;
+        }
+        return std::atof(out.c_str() + out.find(':', at) + 1);
+    }
+    static double Duration(const std::string& path) {
+        std::string out;
+        EXPECT_EQ(PulseDaemon::Run({"soxi", "-D", path}, &out), 0) << "soxi cannot read " << path;
+        return std::atof(out.c_str());
+    }
+    // Channel 1 of a file as floats, decoded by sox.
+    static std::vector<float> Samples(const std::string& path) {
+        std::string raw = path + ".raw";
+        EXPECT_EQ(PulseDaemon::Run({"sox", path, "-t", "raw", "-e", "floating-point", "-b", "32",
+                                    raw, "remix", "1"}, nullptr), 0);
+        std::ifstream in(raw, std::ios::binary);
+        std::vector<char> bytes((std::istreambuf_iterator<char>(in)), {});
+        std::vector<float> samples(bytes.size() / 4);
+        std::memcpy(samples.data(), bytes.data(), samples.size() * 4);
+        return samples;
+    }
+
+    static TempDir* dir_;
+    static PulseDaemon* pulse_;
+};
+TempDir* PulseEndToEnd::dir_ = nullptr;
+PulseDaemon* PulseEndToEnd::pulse_ = nullptr;
+
+TEST_F(PulseEndToEnd, DevicesInServerOrderWithPrefixesAndChannels) {
+    auto list = LSoundDeviceList::QueryInputs();
+    ASSERT_TRUE(list.Ok()) << list.Error();
+    std::vector<std::string> names;
+    for (const auto& e : list.Entries()) names.push_back(e.raw.name + "=" + e.displayName);
+    ASSERT_EQ(names.size(), 5u);
+    auto startsWith = [](const std::string& text, const std::string& prefix) {
+        return text.compare(0, prefix.size(), prefix) == 0;
+    };
+    EXPECT_TRUE(startsWith(names[0], "nul.monitor=Monitor of ")) << names[0];  // an input too
+    EXPECT_TRUE(startsWith(names[1], "sine=")) << names[1];
+    EXPECT_FALSE(startsWith(names[1], "sine=[")) << names[1];  // no bus, no prefix
+    EXPECT_TRUE(startsWith(names[2], "usbmic=[USB 0] ")) << names[2];
+    EXPECT_TRUE(startsWith(names[3], "pcimic=[PCI 0] ")) << names[3];
+    EXPECT_TRUE(startsWith(names[4], "usbmic2=[USB 1] ")) << names[4];
+    auto channels = [&](int i) {
+        std::vector<std::string> c;
+        for (const auto& ch : list.Channels(i)) c.push_back(ch.displayName);
+        return c;
+    };
+    EXPECT_EQ(channels(0), (std::vector<std::string>{"Front Left (Channel 1)", "Front Right (Channel 2)"}));
+    EXPECT_EQ(channels(1), std::vector<std::string>{"Default"});  // mono counts as unnamed
+    EXPECT_EQ(channels(2), (std::vector<std::string>{"Channel 1", "Channel 2"}));  // mono, aux0
+    // The output list holds the sink and none of the sources.
+    auto outputs = LSoundDeviceList::QueryOutputs();
+    ASSERT_EQ(outputs.Count(), 1);
+    EXPECT_EQ(outputs.Entry(0).raw.name, "nul");
+
+    std::string listing = dir_->File("devices.txt");
+    FILE* out = std::fopen(listing.c_str(), "w");
+    EXPECT_EQ(PrintInputDeviceList(out), 0);
+    std::fclose(out);
+    std::string text = ReadFile(listing);
+    EXPECT_NE(text.find("[USB 1] "), std::string::npos) << text;
+    EXPECT_NE(text.find("Front Right (Channel 2) [nul.monitor#2]"), std::string::npos) << text;
+}
+
+TEST_F(PulseEndToEnd, NoServerGivesAClearErrorAndExitStatus) {
+    std::string saved = getenv("PULSE_SERVER");
+    setenv("PULSE_SERVER", ("unix:" + dir_->File("nothing-here")).c_str(), 1);
+    std::string listing = dir_->File("none.txt");
+    FILE* out = std::fopen(listing.c_str(), "w");
+    EXPECT_EQ(PrintInputDeviceList(out), 1);
+    std::fclose(out);
+    EXPECT_NE(ReadFile(listing).find("no sound server answered"), std::string::npos);
+    auto recorder = CreateSoundRecorder();
+    auto sink = std::make_shared<MemorySink>(48000, 2);
+    EXPECT_FALSE(recorder->Start({}, LSoundSink(sink), nullptr, 0, std::nullopt, LdBLevel(-127),
+                                 LSoundTime(0), LSoundTime(1000), 0));
+    EXPECT_EQ(recorder->LastError(), kCaptureNoServer);
+    setenv("PULSE_SERVER", saved.c_str(), 1);
+}
+
+TEST_F(PulseEndToEnd, SineComesBackAt440HzAtTheLevelMetered) {
+    Notes notes;
+    // The sine source hands over its sound in blocks of about 2 s, so the clock
+    // moves in steps: record until 3 s are in the file.
+    std::string path = Record("sine.wav", "sine", -1, std::nullopt, LSoundTime(216000000), nullptr,
+                              [](LSoundRecorder& r) { return r.Position().Milliseconds() >= 3000; },
+                              notes);
+    double seconds = Duration(path);
+    EXPECT_GE(seconds, 3.0);
+    EXPECT_LE(seconds, 4.5);
+    EXPECT_NEAR(SoxStat(path, "Rough   frequency"), 440.0, 5.0);
+    EXPECT_NEAR(SoxStat(path, "Rough   frequency", 2), 440.0, 5.0);
+    double peak = SoxStat(path, "Maximum amplitude");
+    ASSERT_GT(notes.levelUpdates, 0);
+    int expected = int(std::lround(20.0 * std::log10(peak / kLevelReference)));
+    EXPECT_NEAR(notes.levels.Combined().Value(), expected, 1) << "peak " << peak;
+    EXPECT_EQ(notes.levels.Count(), 2);
+}
+
+TEST_F(PulseEndToEnd, VoiceActivationKeepsSoundAndShortensTheSilence) {
+    // 1 s of sound, 2.5 s of silence, 1 s of sound, at half scale.
+    std::string file = PlayedFile("played.wav", {{1.0, 0.5, 1000, 1000}, {2.5, 0.0, 0, 0},
+                                                 {1.0, 0.5, 1000, 1000}});
+    Notes notes;
+    std::string path = Record("voice.wav", "nul.monitor", -1, LdBLevel(-6), LSoundTime(1000),
+                              [&] {
+                                  std::this_thread::sleep_for(std::chrono::milliseconds(500));
+                                  EXPECT_TRUE(pulse_->Play(file, "nul"));
+                                  std::this_thread::sleep_for(std::chrono::milliseconds(2500));
+                              },
+                              Now, notes);
+    std::vector<float> s = Samples(path);
+    // Loud stretches, bridging the zero crossings of the sine.
+    std::vector<std::pair<double, double>> runs;
+    for (size_t i = 0; i < s.size(); ++i) {
+        if (std::fabs(s[i]) < 0.05f) continue;
+        double t = double(i) / 48000;
+        if (!runs.empty() && t - runs.back().second < 0.01)
+            runs.back().second = t;
+        else
+            runs.push_back({t, t});
+    }
+    ASSERT_EQ(runs.size(), 2u);
+    // Nothing before the first sound but at most half a buffer of pre-roll and
+    // the rest of the buffer the sound began in.
+    EXPECT_LT(runs[0].first, 0.16);
+    EXPECT_NEAR(runs[0].second - runs[0].first, 1.0, 0.02);
+    EXPECT_NEAR(runs[1].second - runs[1].first, 1.0, 0.02);
+    // The 2.5 s pause shrinks to the 1 s wait plus at most one buffer and the
+    // pre-roll of the second sound.
+    double gap = runs[1].first - runs[0].second;
+    EXPECT_GE(gap, 1.0);
+    EXPECT_LE(gap, 1.26);
+    double tail = double(s.size()) / 48000 - runs[1].second;
+    EXPECT_GE(tail, 1.0);
+    EXPECT_LE(tail, 1.26);
+}
+
+TEST_F(PulseEndToEnd, ChosenChannelFeedsBothChannels) {
+    // Left 440 Hz, right 880 Hz; the right channel alone is chosen.
+    std::string file = PlayedFile("lr.wav", {{2.0, 0.5, 440, 880}});
+    Notes notes;
+    std::string path = Record("right.wav", "nul.monitor", 1, std::nullopt, LSoundTime(216000000),
+                              [&] { EXPECT_TRUE(pulse_->Play(file, "nul")); }, Now, notes);
+    EXPECT_NEAR(SoxStat(path, "Rough   frequency", 1), 880.0, 10.0);
+    EXPECT_NEAR(SoxStat(path, "Rough   frequency", 2), 880.0, 10.0);
+}
+
+TEST_F(PulseEndToEnd, UnloadedSourceEndsTheRecordingWithItsAudio) {
+    int module = pulse_->LoadModule("module-remap-source", "source_name=doomed master=nul.monitor");
+    ASSERT_GE(module, 0);
+    std::string file = PlayedFile("a440.wav", {{4.0, 0.5, 440, 440}});
+    Notes notes;
+    pid_t player = -1;
+    std::string path = Record("lost.wav", "doomed", -1, std::nullopt, LSoundTime(216000000),
+                              [&] {
+                                  player = pulse_->PlayInBackground(file, "nul");
+                                  std::this_thread::sleep_for(std::chrono::milliseconds(3000));
+                                  EXPECT_TRUE(pulse_->UnloadModule(module));
+                              },
+                              [&](LSoundRecorder&) { return notes.finished >= 0; }, notes);
+    EXPECT_EQ(notes.finished, kCaptureDeviceLost);
+    PulseDaemon::WaitFor(player);
+    // A valid file with the 2.5 s recorded before the loss (3 s less the
+    // buffers dropped at the start), the sound in it.
+    EXPECT_NEAR(Duration(path), 2.5, 0.25);
+    EXPECT_NEAR(SoxStat(path, "Maximum amplitude"), 0.5, 0.01);
+}
+
+}  // namespace
+}  // namespace vocarta::test
