@@ -1,0 +1,313 @@
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/stat.h>
+
+#include <chrono>
+#include <thread>
+
+#include "support/temp_dir.h"
+#include "toolkit/lfile_store_list.h"
+#include "toolkit/log.h"
+#include "toolkit/paths.h"
+#include "toolkit/process_helpers.h"
+
+using namespace vocarta;
+using namespace vocarta::test;
+
+namespace {
+
+// A derived list as the schedules use it: its own record type with typed access.
+class TypedRecord : public LFileStoreRecord {
+public:
+    int Kind() const { return GetInt("Kind", -1); }
+    void SetKind(int kind) { SetInt("Kind", kind); }
+};
+
+class TypedList : public LFileStoreListBase {
+public:
+    using LFileStoreListBase::LFileStoreListBase;
+    TypedRecord* At(std::size_t i) const { return static_cast<TypedRecord*>(RecordAt(i)); }
+
+protected:
+    std::unique_ptr<LFileStoreRecord> NewRecord() const override {
+        return std::make_unique<TypedRecord>();
+    }
+};
+
+std::string ListName() {
+    return ::testing::UnitTest::GetInstance()->current_test_info()->name();
+}
+
+std::string RecordPath(const LFileStoreListBase& list, int number) {
+    return JoinPath(list.Folder(), std::to_string(number) + ".dat");
+}
+
+struct Stamp {
+    ino_t ino = 0;
+    long long mtimeNs = 0;
+    bool operator==(const Stamp&) const = default;
+};
+
+Stamp StampOf(const std::string& path) {
+    struct stat st {};
+    stat(path.c_str(), &st);
+    return {st.st_ino, (long long)st.st_mtim.tv_sec * 1000000000LL + st.st_mtim.tv_nsec};
+}
+
+// Loads the list named `name` afresh, changes it with `change` and saves.
+int ChangeInOtherProcess(const std::string& name,
+                         const std::function<void(LFileStoreListBase&)>& change) {
+    pid_t pid = ForkChild([&] {
+        LFileStoreListBase list(name);
+        if (!list.Load()) return 1;
+        change(list);
+        return list.Save().Ok() ? 0 : 2;
+    });
+    return WaitChild(pid);
+}
+
+}  // namespace
+
+TEST(LFileStoreList, NewRecordsTakeTheFirstFreeNumberAndAreFoundById) {
+    TypedList list(ListName());
+    ASSERT_TRUE(list.Load()) << "a missing folder is an empty list";
+    EXPECT_EQ(list.Add(""), nullptr);
+    for (const char* id : {"a", "b", "c"}) list.Add(id);
+    static_cast<TypedRecord*>(list.Find("b"))->SetKind(2);
+    EXPECT_EQ(list.Save().written, 3);
+    EXPECT_EQ(list.Find("c")->Number(), 2);
+
+    ASSERT_TRUE(list.Remove(list.Find("b")));
+    EXPECT_FALSE(list.Remove(list.Find("b")));
+    list.Add("d");
+    LFileStoreSaveResult saved = list.Save();
+    EXPECT_EQ(saved.deleted, 1);
+    EXPECT_EQ(saved.written, 1);
+    EXPECT_EQ(list.Find("d")->Number(), 1) << "the number freed by b was not reused";
+
+    TypedList again(ListName());
+    ASSERT_TRUE(again.Load());
+    ASSERT_EQ(again.Count(), 3u);
+    EXPECT_EQ(again.At(0)->Id(), "a");
+    EXPECT_EQ(again.At(1)->Id(), "d");  // list order is file-number order
+    EXPECT_EQ(again.At(2)->Id(), "c");
+    EXPECT_EQ(again.At(0)->Kind(), -1);
+    EXPECT_EQ(again.Find("A"), nullptr) << "IDs are compared byte for byte";
+    EXPECT_EQ(again.RecordAt(3), nullptr);
+}
+
+TEST(LFileStoreList, EscapedKeysAndValuesSurviveTheRoundTrip) {
+    const LFileStoreValues values = {{"ID", "x=1&y=2"},
+                                     {"a=b", "100%"},
+                                     {"%41", "%%"},
+                                     {"&", ""},
+                                     {"Lines", "one\ntwo\r\x7f"},
+                                     {"Name", "Grüße €"}};
+    std::string text = LFileStoreListBase::FormatRecord(values);
+    EXPECT_EQ(text.find('\n'), std::string::npos);
+    LFileStoreValues back;
+    std::string error;
+    ASSERT_TRUE(LFileStoreListBase::ParseRecord(text, back, error)) << error;
+    EXPECT_EQ(back, values);
+
+    LFileStoreListBase list(ListName());
+    LFileStoreRecord* record = list.Add("x=1&y=2");
+    for (const auto& [key, value] : values) record->SetValue(key, value);
+    ASSERT_TRUE(list.Save().Ok());
+    LFileStoreListBase again(ListName());
+    ASSERT_TRUE(again.Load());
+    ASSERT_NE(again.Find("x=1&y=2"), nullptr);
+    EXPECT_EQ(again.Find("x=1&y=2")->Values(), values);
+
+    // What a damaged file looks like: each of these must be refused, not guessed at.
+    for (const char* bad : {"ID=a&b", "ID=%4", "ID=%zz", "ID=a=b", "x=1", "ID=", "=1&ID=a",
+                            "ID=a&&x=1", "ID=a&", "ID=a\x01", "ID=a\n\n"}) {
+        EXPECT_FALSE(LFileStoreListBase::ParseRecord(bad, back, error)) << bad;
+    }
+    EXPECT_TRUE(LFileStoreListBase::ParseRecord("ID=a%2f\n", back, error)) << "editor line end";
+    EXPECT_EQ(back.at("ID"), "a/");
+}
+
+TEST(LFileStoreList, RecordsAreWrittenBackOnlyWhenModified) {
+    LFileStoreListBase list(ListName());
+    list.Add("one")->SetValue("Active", "1");
+    list.Add("two");
+    ASSERT_TRUE(list.Save().Ok());
+    Stamp one = StampOf(RecordPath(list, 0)), two = StampOf(RecordPath(list, 1));
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));  // let the clock move on
+
+    LFileStoreSaveResult nothing = list.Save();
+    EXPECT_EQ(nothing.written, 0);
+    list.Find("one")->SetValue("Active", "1");  // set to what it already is
+    EXPECT_TRUE(list.Find("one")->IsModified());
+    EXPECT_EQ(list.Save().written, 0);
+    EXPECT_FALSE(list.Find("one")->IsModified());
+    EXPECT_EQ(StampOf(RecordPath(list, 0)), one);
+
+    list.Find("two")->SetValue("Active", "0");
+    EXPECT_EQ(list.Save().written, 1);
+    EXPECT_EQ(StampOf(RecordPath(list, 0)), one);
+    EXPECT_FALSE(StampOf(RecordPath(list, 1)) == two);
+}
+
+TEST(LFileStoreList, ChangesFromTwoProcessesAreMerged) {
+    LFileStoreListBase list(ListName());
+    list.Add("R")->SetValue("Shared", "start");
+    ASSERT_TRUE(list.Save().Ok());
+
+    // Different keys: both survive, and each side sees the other's after saving.
+    ASSERT_EQ(ChangeInOtherProcess(ListName(), [](auto& l) { l.Find("R")->SetValue("A", "child"); }), 0);
+    list.Find("R")->SetValue("B", "parent");
+    ASSERT_TRUE(list.Save().Ok());
+    EXPECT_EQ(list.Find("R")->GetValue("A"), "child");
+    // Same key: the later save wins, whichever process it comes from.
+    ASSERT_EQ(ChangeInOtherProcess(ListName(), [](auto& l) { l.Find("R")->SetValue("Shared", "child"); }), 0);
+    list.Find("R")->SetValue("Shared", "parent");
+    ASSERT_TRUE(list.Save().Ok());
+    ASSERT_EQ(ChangeInOtherProcess(ListName(), [](auto& l) { l.Find("R")->RemoveValue("B"); }), 0);
+
+    LFileStoreListBase again(ListName());
+    ASSERT_TRUE(again.Load());
+    ASSERT_EQ(again.Count(), 1u);
+    EXPECT_EQ(again.Find("R")->Values(),
+              (LFileStoreValues{{"A", "child"}, {"ID", "R"}, {"Shared", "parent"}}));
+}
+
+TEST(LFileStoreList, ConcurrentWritersToOneRecordLoseNothing) {
+    LFileStoreListBase list(ListName());
+    list.Add("R");
+    ASSERT_TRUE(list.Save().Ok());
+    constexpr int kWriters = 4, kRounds = 25;
+    std::vector<pid_t> pids;
+    for (int w = 0; w < kWriters; ++w) {
+        pids.push_back(ForkChild([&] {
+            for (int round = 0; round < kRounds; ++round) {
+                LFileStoreListBase mine(ListName());
+                if (!mine.Load() || !mine.Find("R")) return 1;
+                mine.Find("R")->SetInt("W" + std::to_string(w), round);
+                if (!mine.Save().Ok()) return 2;
+            }
+            return 0;
+        }));
+    }
+    for (pid_t pid : pids) EXPECT_EQ(WaitChild(pid), 0);
+    ASSERT_TRUE(list.Load());
+    ASSERT_EQ(list.Count(), 1u);
+    for (int w = 0; w < kWriters; ++w)
+        EXPECT_EQ(list.Find("R")->GetInt("W" + std::to_string(w), -1), kRounds - 1) << w;
+}
+
+TEST(LFileStoreList, RecordDeletedElsewhereIsNotResurrected) {
+    LFileStoreListBase list(ListName());
+    list.Add("P");
+    list.Add("R");
+    ASSERT_TRUE(list.Save().Ok());
+    LFileStoreRecord* stale = list.Find("R");
+    // Another process deletes R and gives its number to a new record S.
+    ASSERT_EQ(ChangeInOtherProcess(ListName(), [](auto& l) { l.Remove(l.Find("R")); }), 0);
+    ASSERT_EQ(ChangeInOtherProcess(ListName(), [](auto& l) { l.Add("S"); }), 0);
+
+    stale->SetValue("Active", "1");
+    LFileStoreSaveResult result = list.Save();
+    EXPECT_EQ(result.deletedElsewhere, std::vector<std::string>{"R"});
+    EXPECT_EQ(result.written, 0);
+    EXPECT_EQ(list.Find("R"), nullptr);
+    EXPECT_EQ(stale->Id(), "R") << "a dropped record stays readable until the next Load";
+
+    LFileStoreListBase again(ListName());
+    ASSERT_TRUE(again.Load());
+    ASSERT_EQ(again.Count(), 2u);
+    EXPECT_EQ(again.Find("S")->Values(), (LFileStoreValues{{"ID", "S"}})) << "S was overwritten";
+    EXPECT_EQ(again.Find("R"), nullptr);
+}
+
+TEST(LFileStoreList, RecordRemovedAndAddedElsewhereIsFoundByItsId) {
+    LFileStoreListBase list(ListName());
+    list.Add("P");
+    list.Add("R");
+    ASSERT_TRUE(list.Save().Ok());
+    ASSERT_EQ(ChangeInOtherProcess(ListName(),
+                                   [](auto& l) {
+                                       l.Remove(l.Find("R"));
+                                       l.Add("Q");  // takes R's old number
+                                       l.Add("R")->SetValue("X", "1");
+                                   }),
+              0);
+    list.Find("R")->SetValue("Y", "2");
+    ASSERT_EQ(list.Save().written, 1);
+    EXPECT_EQ(list.Find("R")->Number(), 2);
+
+    LFileStoreListBase again(ListName());
+    ASSERT_TRUE(again.Load());
+    EXPECT_EQ(again.Find("Q")->Values(), (LFileStoreValues{{"ID", "Q"}}));
+    EXPECT_EQ(again.Find("R")->Values(), (LFileStoreValues{{"ID", "R"}, {"X", "1"}, {"Y", "2"}}));
+
+    // A record added here under an ID another process added meanwhile joins it.
+    ASSERT_EQ(ChangeInOtherProcess(ListName(), [](auto& l) { l.Add("N")->SetValue("A", "1"); }), 0);
+    list.Add("N")->SetValue("B", "2");
+    ASSERT_TRUE(list.Save().Ok());
+    ASSERT_TRUE(again.Load());
+    EXPECT_EQ(again.Count(), 4u);
+    EXPECT_EQ(again.Find("N")->Values(), (LFileStoreValues{{"A", "1"}, {"B", "2"}, {"ID", "N"}}));
+}
+
+TEST(LFileStoreList, DamagedRecordFilesAreSkippedAndKept) {
+    LFileStoreListBase list(ListName());
+    list.Add("a");
+    list.Add("b");
+    ASSERT_TRUE(list.Save().Ok());
+    const std::string garbage("ID=b&Bad=%G1\x00\xff", 14);
+    ASSERT_TRUE(WriteFile(RecordPath(list, 1), garbage));
+    ASSERT_TRUE(WriteFile(RecordPath(list, 5), "no pairs at all"));
+    ASSERT_TRUE(WriteFile(JoinPath(list.Folder(), "07.dat"), "ID=odd"));  // not a name we write
+
+    // The record of "b" was loaded before its file went bad: its change is refused.
+    list.Find("b")->SetValue("Active", "1");
+    LFileStoreSaveResult result = list.Save();
+    EXPECT_EQ(result.failed, 1);
+    EXPECT_TRUE(list.Find("b")->IsModified()) << "the change must stay for a later save";
+    EXPECT_EQ(ReadFile(RecordPath(list, 1)), garbage);
+
+    ASSERT_TRUE(list.Load());
+    ASSERT_EQ(list.Count(), 1u);
+    std::string log = ReadFile(ErrorLogPath());
+    EXPECT_NE(log.find(RecordPath(list, 1) + " is damaged"), std::string::npos) << log;
+    EXPECT_NE(log.find(RecordPath(list, 5) + " is damaged"), std::string::npos) << log;
+
+    list.Add("c");
+    ASSERT_TRUE(list.Save().Ok());
+    EXPECT_EQ(list.Find("c")->Number(), 2) << "a damaged file's number was taken";
+    EXPECT_EQ(ReadFile(RecordPath(list, 1)), garbage);
+    EXPECT_EQ(ReadFile(RecordPath(list, 5)), "no pairs at all");
+}
+
+TEST(LFileStoreList, KilledWriterLeavesAReadableRecord) {
+    LFileStoreListBase list(ListName());
+    list.Add("R");
+    ASSERT_TRUE(list.Save().Ok());
+    for (int round = 0; round < 12; ++round) {
+        TestPipe progress;
+        pid_t pid = ForkChild([&] {
+            for (int i = 0;; ++i) {
+                LFileStoreListBase mine(ListName());
+                mine.Load();
+                mine.Find("R")->SetValue("Big", std::string(20000 + i % 7 * 1000, 'a' + i % 26));
+                mine.Save();
+                if (i == 0) progress.Send("1");
+            }
+            return 0;
+        });
+        progress.CloseWrite();
+        ASSERT_EQ(progress.ReceiveByte(), '1');
+        std::this_thread::sleep_for(std::chrono::microseconds(700 * round));
+        kill(pid, SIGKILL);
+        EXPECT_EQ(WaitChild(pid), 128 + SIGKILL);
+
+        ASSERT_TRUE(list.Load());
+        ASSERT_EQ(list.Count(), 1u) << "round " << round;
+        EXPECT_GE(list.Find("R")->GetValue("Big").size(), 20000u);
+    }
+    // The dead writer's lock went with it.
+    list.Find("R")->SetValue("After", "1");
+    EXPECT_EQ(list.Save().written, 1);
+}
