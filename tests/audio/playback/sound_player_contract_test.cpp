@@ -1,0 +1,192 @@
+// One contract for every player backend: the null output (what the session's
+// tests use) and the PulseAudio stream on a private daemon must behave alike.
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+
+#include "audio/playback/sound_player.h"
+#include "playback_test_support.h"
+
+namespace vocarta {
+namespace {
+
+using test::MsSince;
+using test::SineSource;
+using test::WaitFor;
+using Clock = std::chrono::steady_clock;
+
+// A decoder that breaks after `goodFrames` frames, as a damaged file does.
+class BrokenSource : public LSoundSourceBase {
+  public:
+    explicit BrokenSource(uint64_t goodFrames) : good_(goodFrames) {
+        sampleRate_ = test::kTestRate;
+        channels_ = 1;
+        totalFrames_ = goodFrames * 2;
+    }
+    int64_t Read(float* samples, uint64_t frames) override {
+        if (at_ >= good_) {
+            lastError_ = "bad block at byte 4711";
+            return -1;
+        }
+        uint64_t n = std::min(frames, good_ - at_);
+        std::fill(samples, samples + n, 0.25f);
+        at_ += n;
+        return int64_t(n);
+    }
+    bool Seek(uint64_t frame) override {
+        at_ = frame;
+        return true;
+    }
+
+  private:
+    uint64_t good_;
+    uint64_t at_ = 0;
+};
+
+class SoundPlayerContract : public ::testing::TestWithParam<std::string> {
+  protected:
+    void SetUp() override {
+        if (GetParam() == "pulse") {
+            ASSERT_NE(test::SharedPulse(), nullptr);
+        }
+        player_ = GetParam() == "null" ? CreateNullSoundPlayer(LPlaybackRole::Media)
+                                       : CreatePlatformSoundPlayer(LPlaybackRole::Media);
+        player_->SetEndCallback([this](bool failed) {
+            ends_.fetch_add(1);
+            failedEnds_.fetch_add(failed ? 1 : 0);
+        });
+    }
+
+    std::unique_ptr<LSoundPlayer> player_;
+    std::atomic<int> ends_{0};
+    std::atomic<int> failedEnds_{0};
+};
+
+TEST_P(SoundPlayerContract, PlaysToTheEndOnceAndReportsTheWholeLength) {
+    auto start = Clock::now();
+    ASSERT_TRUE(player_->Play(SineSource(1000, 0.6))) << player_->LastErrorText();
+    EXPECT_TRUE(player_->IsPlaying());
+    EXPECT_EQ(player_->Length().Milliseconds(), 600);
+    ASSERT_TRUE(WaitFor([&] { return player_->HasEnded(); }, 5000));
+    // It took the sound's time: not cut short, not dumped at once.
+    EXPECT_GE(MsSince(start), 550);
+    EXPECT_FALSE(player_->HasFailed());
+    EXPECT_FALSE(player_->IsPlaying());
+    EXPECT_EQ(player_->Position().Milliseconds(), 600);
+    ASSERT_TRUE(WaitFor([&] { return ends_.load() == 1; }, 1000));
+    EXPECT_EQ(failedEnds_.load(), 0);
+    // Playing the same source again goes from the start.
+    ASSERT_TRUE(player_->Restart()) << player_->LastErrorText();
+    EXPECT_LT(player_->Position().Milliseconds(), 300);
+    ASSERT_TRUE(WaitFor([&] { return player_->HasEnded(); }, 5000));
+    EXPECT_EQ(ends_.load(), 2);
+}
+
+TEST_P(SoundPlayerContract, PauseHoldsThePositionAndResumeGoesOnFromIt) {
+    ASSERT_TRUE(player_->Play(SineSource(1000, 1.5))) << player_->LastErrorText();
+    std::this_thread::sleep_for(std::chrono::milliseconds(400));
+    EXPECT_FALSE(player_->Resume());  // not paused
+    ASSERT_TRUE(player_->Pause()) << player_->LastErrorText();
+    EXPECT_TRUE(player_->IsPaused());
+    EXPECT_FALSE(player_->IsPlaying());
+    EXPECT_FALSE(player_->Pause());  // already paused
+    int64_t held = player_->Position().Milliseconds();
+    EXPECT_GT(held, 150);
+    EXPECT_LT(held, 700);
+    std::this_thread::sleep_for(std::chrono::milliseconds(600));
+    EXPECT_NEAR(double(player_->Position().Milliseconds()), double(held), 30.0);
+    EXPECT_FALSE(player_->HasEnded());
+
+    auto resumed = Clock::now();
+    ASSERT_TRUE(player_->Resume()) << player_->LastErrorText();
+    EXPECT_TRUE(player_->IsPlaying());
+    ASSERT_TRUE(WaitFor([&] { return player_->HasEnded(); }, 5000));
+    // What was left after the pause took its time, no more, no less.
+    EXPECT_NEAR(double(MsSince(resumed)), double(1500 - held), 250.0);
+    EXPECT_EQ(player_->Position().Milliseconds(), 1500);
+}
+
+TEST_P(SoundPlayerContract, StopEndsAtOnceWithoutAnEndNotice) {
+    ASSERT_TRUE(player_->Play(SineSource(1000, 5.0))) << player_->LastErrorText();
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    auto start = Clock::now();
+    player_->Stop();
+    EXPECT_LT(MsSince(start), 1000);  // a hang guard, not a speed target
+    EXPECT_FALSE(player_->IsPlaying());
+    EXPECT_FALSE(player_->HasEnded());
+    EXPECT_EQ(player_->Position().Milliseconds(), 0);
+    EXPECT_FALSE(player_->Pause());
+    player_->Stop();  // twice is harmless
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    EXPECT_EQ(ends_.load(), 0);
+
+    // Paused playback stops as well.
+    ASSERT_TRUE(player_->Play(SineSource(1000, 5.0)));
+    ASSERT_TRUE(player_->Pause());
+    player_->Stop();
+    EXPECT_FALSE(player_->IsPaused());
+}
+
+TEST_P(SoundPlayerContract, StartsAtTheGivenPosition) {
+    auto start = Clock::now();
+    ASSERT_TRUE(player_->Play(SineSource(1000, 1.5), LSoundTime(1000)));
+    EXPECT_GE(player_->Position().Milliseconds(), 1000);
+    ASSERT_TRUE(WaitFor([&] { return player_->HasEnded(); }, 5000));
+    EXPECT_LT(MsSince(start), 1300);
+    EXPECT_EQ(player_->Position().Milliseconds(), 1500);
+}
+
+TEST_P(SoundPlayerContract, RefusesWhatCannotBePlayedWithAReason) {
+    EXPECT_FALSE(player_->Play(LSoundSource()));
+    EXPECT_EQ(player_->LastErrorText(), "There is no recording to play.");
+
+    EXPECT_FALSE(player_->Play(LSoundSource(MakeMemorySource({}, 44100, 0))));
+    EXPECT_EQ(player_->LastErrorText(), "This recording holds no playable sound.");
+
+    EXPECT_FALSE(player_->Play(LSoundSource(MakeMemorySource(std::vector<float>(40), 44100, 40))));
+    EXPECT_EQ(player_->LastErrorText(),
+              "This recording's format cannot be played (40 channels at 44100 Hz).");
+
+    // A decoder that fails at once: refused before any sound is made.
+    EXPECT_FALSE(player_->Play(LSoundSource(std::make_shared<BrokenSource>(100))));
+    EXPECT_EQ(player_->LastErrorText(), "Cannot play this recording: bad block at byte 4711");
+    EXPECT_FALSE(player_->IsPlaying());
+    EXPECT_EQ(ends_.load(), 0);
+}
+
+TEST_P(SoundPlayerContract, ADecoderThatBreaksLaterEndsPlaybackWithItsError) {
+    ASSERT_TRUE(player_->Play(LSoundSource(std::make_shared<BrokenSource>(test::kTestRate))));
+    ASSERT_TRUE(WaitFor([&] { return player_->HasEnded(); }, 5000));
+    EXPECT_TRUE(player_->HasFailed());
+    EXPECT_EQ(player_->LastErrorText(), "Playback stopped: bad block at byte 4711");
+    // What decoded before the damage was played.
+    EXPECT_GE(player_->Position().Milliseconds(), 900);
+    EXPECT_LE(player_->Position().Milliseconds(), 1000);
+    ASSERT_TRUE(WaitFor([&] { return failedEnds_.load() == 1; }, 1000));
+}
+
+INSTANTIATE_TEST_SUITE_P(Backends, SoundPlayerContract, ::testing::Values("null", "pulse"),
+                         [](const auto& info) { return info.param; });
+
+TEST(SoundPlayerFactory, NullPlaybackIsChosenByTheEnvironment) {
+    unsetenv("VOCARTA_PLAYBACK");
+    EXPECT_FALSE(PlaybackIsNull());
+    setenv("VOCARTA_PLAYBACK", "null", 1);
+    EXPECT_TRUE(PlaybackIsNull());
+    // With the null output a player plays even where no sound server exists.
+    const char* was = std::getenv("PULSE_SERVER");
+    std::string saved = was ? was : "";
+    setenv("PULSE_SERVER", "unix:/nonexistent/socket", 1);
+    auto player = CreateSoundPlayer();
+    EXPECT_TRUE(player->Play(SineSource(1000, 0.1))) << player->LastErrorText();
+    player->Stop();
+    unsetenv("VOCARTA_PLAYBACK");
+    if (was)
+        setenv("PULSE_SERVER", saved.c_str(), 1);
+    else
+        unsetenv("PULSE_SERVER");
+}
+
+}  // namespace
+}  // namespace vocarta
