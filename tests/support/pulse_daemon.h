@@ -42,7 +42,8 @@ public:
         setenv("PULSE_RUNTIME_PATH", runtime.c_str(), 1);
         std::vector<std::string> argv = {
             "pulseaudio", "-n", "--daemonize=no", "--exit-idle-time=-1", "--use-pid-file=no",
-            "--high-priority=no", "--realtime=no", "--disallow-module-loading=no",
+            "--high-priority=no", "--realtime=no", "--no-cpu-limit=yes",
+            "--disallow-module-loading=no",
             "--log-target=file:" + folder + "/pulse.log",
             "-L", "module-native-protocol-unix auth-anonymous=1 socket=" + socket_};
         pid_ = Spawn(argv, nullptr, false, true);
@@ -81,6 +82,15 @@ public:
     }
 
     bool IsRunning() const { return pid_ > 0; }
+    // False once the daemon has ended by itself (crashed or was killed).
+    bool IsAlive() {
+        if (pid_ <= 0) return false;
+        int status = 0;
+        if (waitpid(pid_, &status, WNOHANG) != pid_) return true;
+        pid_ = -1;
+        return false;
+    }
+    std::string LogPath() const { return folder_ + "/pulse.log"; }
     const std::string& Socket() const { return socket_; }
 
     // `pactl load-module`: the module's index, or -1.

@@ -57,6 +57,11 @@ protected:
                                      "source_properties=device.bus=usb"), 0);
     }
     static void TearDownTestSuite() {
+        if (pulse_ && !pulse_->IsAlive()) {
+            std::string log = ReadFile(pulse_->LogPath());
+            ADD_FAILURE() << "the sound server died; its log ends:\n"
+                          << log.substr(log.size() > 4000 ? log.size() - 4000 : 0);
+        }
         delete pulse_;
         delete dir_;
     }
