@@ -176,6 +176,10 @@ bool FilePreferencesStore::Modify(
         LogSystemFailure("FilePreferencesStore::Modify", "flock");
         return false;
     }
+    if (!staleTemporariesRemoved_) {
+        LFile::RemoveStaleTemporaries(path_);  // writers that died left them
+        staleTemporariesRemoved_ = true;
+    }
     if (!RefreshLocked()) return false;  // another process may have written since
     if (!change(values_)) return true;
     bool saved = LFile::WriteAtomically(path_, Serialize(values_, "Vocarta preferences"), 0600);

@@ -60,6 +60,7 @@ private:
     // The file the values came from, held open: while it is open its inode number
     // cannot be reused, so "same inode" reliably means "not replaced since".
     LFile loadedFile_;                           // guarded by mutex_
+    bool staleTemporariesRemoved_ = false;       // guarded by mutex_; once per store
 };
 
 }  // namespace vocarta

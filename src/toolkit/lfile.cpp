@@ -1,5 +1,6 @@
 #include "toolkit/lfile.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -221,10 +222,28 @@ bool LFile::ReadAll(const std::string& path, std::string& out) {
     return true;
 }
 
+static std::string TemporaryTemplate(const std::string& path) {
+    return JoinPath(DirName(path), "." + BaseName(path) + ".XXXXXX");
+}
+
+void LFile::RemoveStaleTemporaries(const std::string& path) {
+    std::string folder = DirName(path);
+    std::string prefix = "." + BaseName(path) + ".";
+    DIR* dir = opendir(folder.c_str());
+    if (!dir) return;
+    while (const dirent* entry = readdir(dir)) {
+        std::string name = entry->d_name;
+        if (name.size() == prefix.size() + 6 && name.compare(0, prefix.size(), prefix) == 0 &&
+            unlink(JoinPath(folder, name).c_str()) != 0)
+            LogSystemFailure("LFile::RemoveStaleTemporaries", "unlink");
+    }
+    closedir(dir);
+}
+
 bool LFile::WriteAtomically(const std::string& path, const std::string& contents,
                             unsigned permissions) {
     std::string folder = DirName(path);
-    std::string tmpl = JoinPath(folder, "." + BaseName(path) + ".XXXXXX");
+    std::string tmpl = TemporaryTemplate(path);
     int fd = mkostemp(tmpl.data(), O_CLOEXEC);
     if (fd < 0) {
         LogError("LFile::WriteAtomically mkostemp FAILED: %s: %s", tmpl.c_str(),

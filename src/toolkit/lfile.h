@@ -70,6 +70,10 @@ public:
     // contents: temporary file in the same folder, fsync, rename.
     static bool WriteAtomically(const std::string& path, const std::string& contents,
                                 unsigned permissions = 0644);
+    // Removes the temporary files of WriteAtomically(path) that a killed writer
+    // left behind. Only for callers holding the lock every writer of `path` takes,
+    // so that no temporary still being written can be there.
+    static void RemoveStaleTemporaries(const std::string& path);
 
 private:
     int fd_ = -1;

@@ -112,8 +112,10 @@ public:
         return ParseFileText(text, values, error);
     }
 
-    // Temporary file and rename: a writer killed half-way leaves the old record.
+    // Temporary file and rename: a writer killed half-way leaves the old record
+    // (and its temporary, which the next writer of the record clears away).
     bool Replace(const std::string& text) {
+        LFile::RemoveStaleTemporaries(file_.Path());
         return LFile::WriteAtomically(file_.Path(), text, mode_);
     }
 

@@ -2,7 +2,11 @@
 // reader beside a writer, a writer killed half-way, a damaged file.
 
 #include <gtest/gtest.h>
+#include <dirent.h>
 #include <signal.h>
+
+#include <algorithm>
+#include <cstring>
 
 #include <chrono>
 #include <cstdlib>
@@ -131,6 +135,17 @@ TEST_F(PreferencesFile, KilledWriterLeavesAReadableFileWithEveryFinishedWrite) {
         EXPECT_EQ(GetSettingString("Settings", "OutputFolder"), "/home/u/Music");
     }
     EXPECT_TRUE(SetSettingString("Settings", "After", "1")) << "the dead writer's lock remained";
+    // A process starting now clears the temporary files the dead writers left.
+    FilePreferencesStore fresh(Path());
+    ASSERT_TRUE(fresh.SetValue("Settings/Fresh", "1"));
+    DIR* dir = opendir(AppConfigDir().c_str());
+    std::vector<std::string> names;
+    while (const dirent* entry = readdir(dir))
+        if (entry->d_name[0] != '.' || std::strlen(entry->d_name) > 2) names.push_back(entry->d_name);
+    closedir(dir);
+    std::sort(names.begin(), names.end());
+    EXPECT_EQ(names, (std::vector<std::string>{std::string(kAppDomain) + ".conf",
+                                               std::string(kAppDomain) + ".conf.lock"}));
 }
 
 TEST_F(PreferencesFile, DamagedFileReadsWhatItCanAndTakesWrites) {

@@ -1,8 +1,10 @@
 #include <gtest/gtest.h>
+#include <dirent.h>
 #include <signal.h>
 #include <sys/stat.h>
 
 #include <chrono>
+#include <cstring>
 #include <thread>
 
 #include "support/temp_dir.h"
@@ -307,7 +309,14 @@ TEST(LFileStoreList, KilledWriterLeavesAReadableRecord) {
         ASSERT_EQ(list.Count(), 1u) << "round " << round;
         EXPECT_GE(list.Find("R")->GetValue("Big").size(), 20000u);
     }
-    // The dead writer's lock went with it.
+    // The dead writer's lock went with it; its temporary files go with the next save.
     list.Find("R")->SetValue("After", "1");
     EXPECT_EQ(list.Save().written, 1);
+    std::vector<std::string> names;
+    DIR* dir = opendir(list.Folder().c_str());
+    while (const dirent* entry = readdir(dir))
+        if (std::strcmp(entry->d_name, ".") != 0 && std::strcmp(entry->d_name, "..") != 0)
+            names.push_back(entry->d_name);
+    closedir(dir);
+    EXPECT_EQ(names, std::vector<std::string>{"0.dat"});
 }
