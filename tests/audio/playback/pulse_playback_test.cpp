@@ -236,6 +236,8 @@ TEST_F(PulsePlayback, AServerThatStopsAnsweringNeverHangsTheCaller) {
     ASSERT_GT(pid, 0);
     ASSERT_TRUE(player_->Play(test::SineSource(1000, 5.0)));
     kill(pid, SIGSTOP);
+    // Whatever fails below, the shared daemon must go on for the other tests.
+    std::unique_ptr<pid_t, void (*)(pid_t*)> resume(&pid, [](pid_t* p) { kill(*p, SIGCONT); });
     auto start = Clock::now();
     player_->Stop();
     EXPECT_LT(MsSince(start), 1000);
@@ -243,7 +245,7 @@ TEST_F(PulsePlayback, AServerThatStopsAnsweringNeverHangsTheCaller) {
     EXPECT_FALSE(player_->Play(test::SineSource(1000, 1.0)));
     EXPECT_LT(MsSince(start), 8000);
     EXPECT_EQ(player_->LastErrorText(), "The sound server did not answer within 5 seconds.");
-    kill(pid, SIGCONT);
+    resume.reset();
     // And it plays again once the server is back.
     ASSERT_TRUE(player_->Play(test::SineSource(1000, 0.3))) << player_->LastErrorText();
     EXPECT_TRUE(WaitFor([&] { return player_->HasEnded(); }, 5000));

@@ -44,7 +44,6 @@ bool LSoundPlayerLLPulse::Open(const LPlaybackRequest& request, LCARingBuffer& r
     if (!error->empty()) return false;
     ended_.Reset();
     failed_.store(false);
-    starved_.store(false);
     {
         LAutoLock lock(errorLock_);
         error_.clear();
@@ -137,13 +136,9 @@ bool LSoundPlayerLLPulse::ConnectStream(const LPlaybackRequest& request, std::st
 
 void LSoundPlayerLLPulse::Fill(size_t bytes) {
     if (!stream_ || !ring_ || closing_) return;
-    bool dry = false;
     while (bytes >= frameBytes_) {
         const uint64_t available = ring_->FilledFrames();
-        if (available == 0) {
-            dry = true;
-            break;
-        }
+        if (available == 0) break;
         void* data = nullptr;
         size_t size = bytes;
         if (pa_stream_begin_write(stream_, &data, &size) < 0 || !data) break;
@@ -156,7 +151,6 @@ void LSoundPlayerLLPulse::Fill(size_t bytes) {
         pa_stream_write(stream_, data, size_t(frames) * frameBytes_, nullptr, 0, PA_SEEK_RELATIVE);
         bytes -= size_t(frames) * frameBytes_;
     }
-    starved_.store(dry && !endMarked_, std::memory_order_release);
     if (endMarked_ && !drainIssued_ && ring_->FilledFrames() == 0) IssueDrain();
 }
 
@@ -216,21 +210,25 @@ void LSoundPlayerLLPulse::Fail(const std::string& text) {
     ended_.Set();
 }
 
+void LSoundPlayerLLPulse::FillWritable() {
+    if (!stream_ || pa_stream_get_state(stream_) != PA_STREAM_READY) return;
+    // The server asks for data only once per request: what it asked for while
+    // the ring was dry is still owed, and is written here.
+    size_t writable = pa_stream_writable_size(stream_);
+    Fill(writable == size_t(-1) ? 0 : writable);
+}
+
 void LSoundPlayerLLPulse::Kick() {
-    if (!starved_.load(std::memory_order_acquire) || !connection_) return;
+    if (!connection_) return;
     LPulseLock lock(connection_->Loop());
-    if (stream_ && pa_stream_get_state(stream_) == PA_STREAM_READY) {
-        size_t writable = pa_stream_writable_size(stream_);
-        if (writable != size_t(-1) && writable > 0) Fill(writable);
-    }
+    FillWritable();
 }
 
 void LSoundPlayerLLPulse::MarkEndOfData() {
     if (!connection_) return;
     LPulseLock lock(connection_->Loop());
     endMarked_ = true;
-    starved_.store(false);
-    if (stream_ && !drainIssued_ && ring_->FilledFrames() == 0) IssueDrain();
+    FillWritable();
 }
 
 bool LSoundPlayerLLPulse::SetPaused(bool paused) {

@@ -4,7 +4,9 @@
 // Satisfies LPlaybackOutputLayer (see playback_output.h for the threading contract).
 //
 // The stream asks for about 100 ms of audio ahead, so pause and stop are heard
-// at once and the position follows what is heard, not what is queued.
+// at once and the position follows what is heard, not what is queued. The write
+// callback copies what the ring holds and no more; the feeder's Kick writes what
+// a request that found the ring dry is still owed.
 
 #include <pulse/pulseaudio.h>
 
@@ -46,6 +48,8 @@ class LSoundPlayerLLPulse {
     bool Await(pa_operation* op);
     // Copies up to `bytes` from the ring into the stream. Main-loop lock held.
     void Fill(size_t bytes);
+    // Fills what the server is owed now, or starts the drain at the end. Lock held.
+    void FillWritable();
     void IssueDrain();
     void Fail(const std::string& text);
 
@@ -67,7 +71,6 @@ class LSoundPlayerLLPulse {
     bool ready_ = false;  // the stream has started; later failures are reported
 
     uint64_t lastPlayed_ = 0;  // owner thread (under the player's output lock)
-    std::atomic<bool> starved_{false};
     std::atomic<bool> failed_{false};
     LSignalObject ended_;
     mutable LLockObject errorLock_;
