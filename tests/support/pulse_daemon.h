@@ -104,13 +104,15 @@ public:
     bool UnloadModule(int index) {
         return Run({"pactl", "unload-module", std::to_string(index)}, nullptr) == 0;
     }
-    // Plays a file into a sink with paplay and waits for the end.
+    // Plays a file into a sink with paplay and waits for the end. The low
+    // latency keeps the sink (and so its monitor) working in small blocks, so a
+    // recorder of the monitor gets the sound promptly rather than 2 s at a time.
     bool Play(const std::string& file, const std::string& sink) {
-        return Run({"paplay", "--device=" + sink, file}, nullptr) == 0;
+        return Run({"paplay", "--latency-msec=40", "--device=" + sink, file}, nullptr) == 0;
     }
     // Starts paplay and returns at once; WaitFor(pid) collects it.
     pid_t PlayInBackground(const std::string& file, const std::string& sink) {
-        return Spawn({"paplay", "--device=" + sink, file}, nullptr);
+        return Spawn({"paplay", "--latency-msec=40", "--device=" + sink, file}, nullptr);
     }
 
     // Runs a program (found on PATH) with this process's environment; returns its

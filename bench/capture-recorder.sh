@@ -1,0 +1,74 @@
+#!/bin/sh
+# The recorder's CPU time against parecord's, on the same PulseAudio source in the
+# same run: a private daemon with a 48 kHz stereo null sink, a two-tone file
+# played into it in a loop, and four recorders reading its monitor at once for
+# SECONDS (default 120):
+#   Vocarta to WAV (16-bit)      bench_audio_capture --record
+#   Vocarta to MP3 (192 kbps)    bench_audio_capture --record
+#   parecord to WAV (16-bit)
+#   parecord | lame (192 kbps, -h, as the MP3 sink's default quality)
+# CPU time (user + system, from /usr/bin/time) is scaled to one hour of sound.
+#   bench/capture-recorder.sh BUILD_FOLDER [SECONDS]
+set -eu
+build=$(cd "${1:?usage: $0 BUILD_FOLDER [SECONDS]}" && pwd)
+seconds=${2:-120}
+prog=$build/bench/bench_audio_capture
+[ -x "$prog" ] || { echo "$prog is missing: build the target bench_audio_capture" >&2; exit 1; }
+for tool in pulseaudio pactl paplay parecord lame sox soxi /usr/bin/time; do
+    command -v "$tool" >/dev/null || {
+        echo "$tool is missing (Debian: pulseaudio pulseaudio-utils lame sox time)" >&2; exit 1; }
+done
+
+work=$(mktemp -d "${TMPDIR:-/tmp}/vocarta-capture-bench.XXXXXX")
+daemon=""
+player=""
+cleanup() {
+    [ -n "$player" ] && kill "$player" 2>/dev/null || true
+    [ -n "$daemon" ] && kill "$daemon" 2>/dev/null || true
+    wait 2>/dev/null || true
+    rm -rf "$work"
+}
+trap cleanup EXIT INT TERM
+export HOME="$work" XDG_CONFIG_HOME="$work/.config" XDG_DATA_HOME="$work/.data" \
+    XDG_CACHE_HOME="$work/.cache" XDG_RUNTIME_DIR="$work/runtime" \
+    PULSE_SERVER="unix:$work/native"
+mkdir -p "$XDG_CONFIG_HOME" "$XDG_DATA_HOME" "$XDG_CACHE_HOME" "$XDG_RUNTIME_DIR"
+
+pulseaudio -n --daemonize=no --exit-idle-time=-1 --use-pid-file=no --realtime=no \
+    --high-priority=no --no-cpu-limit=yes --log-target="file:$work/pulse.log" \
+    -L "module-native-protocol-unix auth-anonymous=1 socket=$work/native" &
+daemon=$!
+tries=0
+until pactl info >/dev/null 2>&1; do
+    tries=$((tries + 1))
+    [ $tries -gt 100 ] && { echo "pulseaudio did not start; see $work/pulse.log" >&2; exit 1; }
+    sleep 0.1
+done
+pactl load-module module-null-sink sink_name=nul rate=48000 channels=2 >/dev/null
+
+sox -n -r 48000 -c 2 -b 16 "$work/tone.wav" synth 10 sine 440 sine 660 gain -6
+( while :; do paplay --device=nul "$work/tone.wav" || exit 0; done ) &
+player=$!
+sleep 1
+
+cd "$work"
+/usr/bin/time -f "%U %S" -o t.vwav "$prog" --record "$seconds" wav v.wav nul.monitor &
+/usr/bin/time -f "%U %S" -o t.vmp3 "$prog" --record "$seconds" mp3 v.mp3 nul.monitor &
+/usr/bin/time -f "%U %S" -o t.pwav timeout -s INT "$seconds" parecord --device=nul.monitor \
+    --rate=48000 --channels=2 --format=s16le --file-format=wav p.wav &
+/usr/bin/time -f "%U %S" -o t.pmp3 sh -c 'timeout -s INT "$1" parecord --device=nul.monitor \
+    --rate=48000 --channels=2 --format=s16le --raw | lame --silent -r -s 48 --bitwidth 16 \
+    --signed --little-endian -m j -b 192 -h - p.mp3 2>/dev/null' sh "$seconds" &
+wait_for() { while [ ! -s "$1" ]; do sleep 0.5; done; }
+for f in t.vwav t.vmp3 t.pwav t.pmp3; do wait_for "$f"; done
+
+# The last line: timeout's exit status may come first.
+perhour() { tail -n 1 "$1" | awk -v s="$seconds" '{ printf "%.1f", ($1 + $2) * 3600 / s }'; }
+vwav=$(perhour t.vwav); vmp3=$(perhour t.vmp3); pwav=$(perhour t.pwav); pmp3=$(perhour t.pmp3)
+echo "recorded $seconds s of 48 kHz stereo from a null sink's monitor, CPU seconds per hour:"
+echo "| | to WAV | to MP3 (192 kbps) | recorded |"
+echo "|---|---|---|---|"
+echo "| Vocarta | $vwav s | $vmp3 s | $(soxi -D v.wav) s, $(soxi -D v.mp3) s |"
+echo "| parecord (\`\| lame\`) | $pwav s | $pmp3 s | $(soxi -D p.wav) s, $(soxi -D p.mp3) s |"
+awk -v a="$vwav" -v b="$pwav" -v c="$vmp3" -v d="$pmp3" 'BEGIN {
+    printf "Vocarta / parecord: WAV %.2f×, MP3 %.2f×\n", a / b, c / d }'
