@@ -69,8 +69,18 @@ void BM_WriteThenRead(benchmark::State& state) {
 
 }  // namespace
 
-BENCHMARK(BM_SetSettingString)->Arg(10)->Arg(200)->Arg(2000)->Unit(benchmark::kMicrosecond)->UseRealTime();
-BENCHMARK(BM_GetSettingString)->Arg(10)->Arg(200)->Arg(2000)->Unit(benchmark::kNanosecond)->UseRealTime();
+BENCHMARK(BM_SetSettingString)
+    ->Arg(10)
+    ->Arg(200)
+    ->Arg(2000)
+    ->Unit(benchmark::kMicrosecond)
+    ->UseRealTime();
+BENCHMARK(BM_GetSettingString)
+    ->Arg(10)
+    ->Arg(200)
+    ->Arg(2000)
+    ->Unit(benchmark::kNanosecond)
+    ->UseRealTime();
 BENCHMARK(BM_WriteThenRead)->Arg(200)->Unit(benchmark::kMicrosecond)->UseRealTime();
 
 int main(int argc, char** argv) {

@@ -79,9 +79,8 @@ int ReadAll() {
 
 int ReadOne(const KeyArg& arg) {
     std::string value;
-    bool found = arg.ViaSettings()
-                     ? GetSettingStringLong(arg.section, arg.key, "", value)
-                     : AppSettings().GetRaw(arg.text, value);
+    bool found = arg.ViaSettings() ? GetSettingStringLong(arg.section, arg.key, "", value)
+                                   : AppSettings().GetRaw(arg.text, value);
     if (!found) {
         std::fprintf(stderr, "vocarta-defaults: %s does not exist\n", arg.text.c_str());
         return kExitFailed;
@@ -123,7 +122,8 @@ int Delete(const KeyArg& arg) {
 int DeleteTree(const std::string& section) {
     std::string prefix = section.empty() || section.back() != '/' ? section + "/" : section;
     bool any = false;
-    for (const std::string& key : AppSettings().KeyList()) any = any || StartsWithNoCase(key, prefix);
+    for (const std::string& key : AppSettings().KeyList())
+        any = any || StartsWithNoCase(key, prefix);
     if (!any) {
         std::fprintf(stderr, "vocarta-defaults: no settings under %s\n", section.c_str());
         return kExitFailed;

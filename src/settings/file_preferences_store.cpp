@@ -21,16 +21,23 @@ std::string Escape(const std::string& text, bool isKey) {
     if (isKey && !text.empty() && text[0] == '#') out += '\\';
     for (char c : text) {
         switch (c) {
-            case '\\': out += "\\\\"; break;
-            case '\n': out += "\\n"; break;
-            case '\r': out += "\\r"; break;
+            case '\\':
+                out += "\\\\";
+                break;
+            case '\n':
+                out += "\\n";
+                break;
+            case '\r':
+                out += "\\r";
+                break;
             case '=':
                 if (isKey) {
                     out += "\\=";
                     break;
                 }
                 [[fallthrough]];
-            default: out += c;
+            default:
+                out += c;
         }
     }
     return out;
@@ -92,9 +99,10 @@ std::map<std::string, std::string> FilePreferencesStore::Parse(const std::string
     }
     // One line for the whole file: a file of garbage must not flood the log.
     if (skipped > 0)
-        LogError("FilePreferencesStore::Parse: %d line(s) without key=value skipped (first: "
-                 "line %d)",
-                 skipped, firstSkipped);
+        LogError(
+            "FilePreferencesStore::Parse: %d line(s) without key=value skipped (first: "
+            "line %d)",
+            skipped, firstSkipped);
     return values;
 }
 

@@ -21,7 +21,7 @@
 namespace vocarta {
 
 class FilePreferencesStore final : public LPreferencesStore {
-public:
+  public:
     explicit FilePreferencesStore(std::string path);
 
     std::optional<std::string> CopyValue(const std::string& key) override;
@@ -36,7 +36,7 @@ public:
     // Lines that cannot be read are skipped (and logged), never fatal.
     static std::map<std::string, std::string> Parse(const std::string& text);
 
-private:
+  private:
     struct Identity {
         dev_t dev = 0;
         ino_t ino = 0;
@@ -59,8 +59,8 @@ private:
     Identity loaded_;                            // guarded by mutex_
     // The file the values came from, held open: while it is open its inode number
     // cannot be reused, so "same inode" reliably means "not replaced since".
-    LFile loadedFile_;                           // guarded by mutex_
-    bool staleTemporariesRemoved_ = false;       // guarded by mutex_; once per store
+    LFile loadedFile_;                      // guarded by mutex_
+    bool staleTemporariesRemoved_ = false;  // guarded by mutex_; once per store
 };
 
 }  // namespace vocarta

@@ -11,7 +11,7 @@ namespace vocarta {
 namespace {
 
 class MemoryPreferencesStore final : public LPreferencesStore {
-public:
+  public:
     std::optional<std::string> CopyValue(const std::string& key) override {
         std::lock_guard<std::mutex> lock(mutex_);
         auto it = values_.find(key);
@@ -43,7 +43,7 @@ public:
         return keys;
     }
 
-private:
+  private:
     std::mutex mutex_;
     std::map<std::string, std::string> values_;
 };

@@ -13,7 +13,7 @@
 namespace vocarta {
 
 class LPreferencesStore {
-public:
+  public:
     virtual ~LPreferencesStore() = default;
 
     virtual std::optional<std::string> CopyValue(const std::string& key) = 0;

@@ -47,8 +47,8 @@ bool SettingsDomain::GetStringLong(std::string_view section, std::string_view ke
     return false;
 }
 
-bool SettingsDomain::GetString(std::string_view section, std::string_view key,
-                               std::string_view def, std::string& out) const {
+bool SettingsDomain::GetString(std::string_view section, std::string_view key, std::string_view def,
+                               std::string& out) const {
     bool found = GetStringLong(section, key, def, out);
     if (out.size() > kTextMax) out.resize(kTextMax);
     return found;
@@ -70,8 +70,7 @@ bool SettingsDomain::SetBool(std::string_view section, std::string_view key, boo
     return SetString(section, key, value ? "1" : "0");
 }
 
-int32_t SettingsDomain::GetInt(std::string_view section, std::string_view key,
-                               int32_t def) const {
+int32_t SettingsDomain::GetInt(std::string_view section, std::string_view key, int32_t def) const {
     std::string text;
     GetString(section, key, "", text);
     if (text.empty()) return def;
@@ -94,8 +93,7 @@ bool SettingsDomain::SetInt64(std::string_view section, std::string_view key, in
     return SetString(section, key, StringPrintf("%lld", (long long)value));
 }
 
-double SettingsDomain::GetDouble(std::string_view section, std::string_view key,
-                                 double def) const {
+double SettingsDomain::GetDouble(std::string_view section, std::string_view key, double def) const {
     std::string text;
     GetString(section, key, "", text);
     if (text.empty()) return def;
@@ -122,9 +120,8 @@ bool SettingsDomain::Delete(std::string_view section, std::string_view key) {
 bool SettingsDomain::DeleteTree(std::string_view path) {
     std::string prefix(path);
     if (prefix.empty() || prefix.back() != '/') prefix += '/';
-    return StoreOf(domain_)->RemoveValues([&](const std::string& key) {
-        return StartsWithNoCase(key, prefix);
-    }) >= 0;
+    return StoreOf(domain_)->RemoveValues(
+               [&](const std::string& key) { return StartsWithNoCase(key, prefix); }) >= 0;
 }
 
 bool SettingsDomain::GetProtected(std::string_view section, std::string_view key,
@@ -176,8 +173,7 @@ bool GetSettingString(std::string_view section, std::string_view key, std::strin
                       std::string& out) {
     return AppSettings().GetString(section, key, def, out);
 }
-std::string GetSettingString(std::string_view section, std::string_view key,
-                             std::string_view def) {
+std::string GetSettingString(std::string_view section, std::string_view key, std::string_view def) {
     std::string out;
     AppSettings().GetString(section, key, def, out);
     return out;
@@ -219,13 +215,14 @@ bool SettingExists(std::string_view section, std::string_view key) {
 bool DeleteSetting(std::string_view section, std::string_view key) {
     return AppSettings().Delete(section, key);
 }
-bool DeleteSettingTree(std::string_view path) { return AppSettings().DeleteTree(path); }
+bool DeleteSettingTree(std::string_view path) {
+    return AppSettings().DeleteTree(path);
+}
 bool GetProtectedSetting(std::string_view section, std::string_view key, std::string_view def,
                          std::string& out) {
     return AppSettings().GetProtected(section, key, def, out);
 }
-bool SetProtectedSetting(std::string_view section, std::string_view key,
-                         std::string_view value) {
+bool SetProtectedSetting(std::string_view section, std::string_view key, std::string_view value) {
     return AppSettings().SetProtected(section, key, value);
 }
 

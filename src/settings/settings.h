@@ -29,7 +29,7 @@ std::string JoinSettingKey(std::string_view section, std::string_view key);
 // application's own domain; a companion program's domain is opened with
 // SettingsDomain(OtherDomainName("Product")).
 class SettingsDomain {
-public:
+  public:
     explicit SettingsDomain(std::string domain);
 
     const std::string& Name() const { return domain_; }
@@ -62,7 +62,7 @@ public:
     bool SetRaw(const std::string& joinedKey, std::string_view value);
     bool DeleteRaw(const std::string& joinedKey);
 
-private:
+  private:
     std::string domain_;
     std::shared_ptr<LPreferencesStore> store_;
 };
@@ -113,7 +113,7 @@ bool UnscrambleProtectedValue(std::string_view scrambled, std::string& clear);
 // the path itself) that has none, holding that level's own name, so that a
 // section can be tested for existence with SettingExists(parent, name).
 class LSettingsKey {
-public:
+  public:
     explicit LSettingsKey(std::string_view path, SettingsDomain& domain = AppSettings());
 
     const std::string& Path() const { return path_; }
@@ -124,7 +124,7 @@ public:
     // The markers this key writes, as (joined key, value) pairs; for tests.
     std::vector<std::pair<std::string, std::string>> AncestorMarkers() const;
 
-private:
+  private:
     void EnsureAncestors();
     std::string path_;
     SettingsDomain& domain_;

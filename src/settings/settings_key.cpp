@@ -45,8 +45,7 @@ bool LSettingsKey::SetBool(std::string_view key, bool value) {
     return SetString(key, value ? "1" : "0");
 }
 
-bool LSettingsKey::GetString(std::string_view key, std::string_view def,
-                             std::string& out) const {
+bool LSettingsKey::GetString(std::string_view key, std::string_view def, std::string& out) const {
     return domain_.GetString(path_, key, def, out);
 }
 

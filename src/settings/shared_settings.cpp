@@ -2,11 +2,11 @@
 // place under an advisory lock rather than replaced by rename: in the sticky
 // shared folder only a file's owner may rename over it.
 
-#include <pugixml.hpp>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cctype>
+#include <pugixml.hpp>
 #include <sstream>
 
 #include "settings/settings.h"
@@ -78,7 +78,9 @@ bool WriteInPlace(LFile& file, const pugi::xml_document& doc) {
 
 }  // namespace
 
-std::string SharedSettingsPath() { return JoinPath(SharedDir(), "SharedSettings.xml"); }
+std::string SharedSettingsPath() {
+    return JoinPath(SharedDir(), "SharedSettings.xml");
+}
 
 bool GetSharedSetting(std::string_view section, std::string_view key, std::string_view def,
                       std::string& out) {
@@ -88,13 +90,12 @@ bool GetSharedSetting(std::string_view section, std::string_view key, std::strin
     if (!OpenShared(file, false)) return false;
     // A writer stuck for this long must not stop the reader; read what is there.
     if (!file.LockWait(LFile::LockKind::Shared, kSharedLockLimitMs))
-        LogError("GetSharedSetting flock FAILED: %s: still locked after %d ms",
-                 file.Path().c_str(), kSharedLockLimitMs);
+        LogError("GetSharedSetting flock FAILED: %s: still locked after %d ms", file.Path().c_str(),
+                 kSharedLockLimitMs);
     pugi::xml_document doc;
     if (!LoadLocked(file, doc)) return false;
-    pugi::xml_node node = doc.document_element()
-                              .child(std::string(section).c_str())
-                              .child(std::string(key).c_str());
+    pugi::xml_node node =
+        doc.document_element().child(std::string(section).c_str()).child(std::string(key).c_str());
     pugi::xml_attribute value = node.attribute("value");
     if (!value) return false;
     out = CutText(value.value());
@@ -110,8 +111,8 @@ bool SetSharedSetting(std::string_view section, std::string_view key, std::strin
     LFile file;
     if (!OpenShared(file, true)) return false;
     if (!file.LockWait(LFile::LockKind::Exclusive, kSharedLockLimitMs)) {
-        LogError("SetSharedSetting flock FAILED: %s: still locked after %d ms",
-                 file.Path().c_str(), kSharedLockLimitMs);
+        LogError("SetSharedSetting flock FAILED: %s: still locked after %d ms", file.Path().c_str(),
+                 kSharedLockLimitMs);
         return false;
     }
     pugi::xml_document doc;

@@ -7,9 +7,9 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
-#include <chrono>
 #include <thread>
 
 #include "toolkit/log.h"
@@ -35,11 +35,21 @@ bool LFile::Open(const std::string& path, Mode mode, unsigned permissions, bool 
     Close();
     int flags = O_CLOEXEC;
     switch (mode) {
-        case Mode::Read: flags |= O_RDONLY; break;
-        case Mode::ReadWrite: flags |= O_RDWR; break;
-        case Mode::OpenOrCreate: flags |= O_RDWR | O_CREAT; break;
-        case Mode::CreateTruncate: flags |= O_RDWR | O_CREAT | O_TRUNC; break;
-        case Mode::CreateExclusive: flags |= O_RDWR | O_CREAT | O_EXCL; break;
+        case Mode::Read:
+            flags |= O_RDONLY;
+            break;
+        case Mode::ReadWrite:
+            flags |= O_RDWR;
+            break;
+        case Mode::OpenOrCreate:
+            flags |= O_RDWR | O_CREAT;
+            break;
+        case Mode::CreateTruncate:
+            flags |= O_RDWR | O_CREAT | O_TRUNC;
+            break;
+        case Mode::CreateExclusive:
+            flags |= O_RDWR | O_CREAT | O_EXCL;
+            break;
     }
     if (noFollow) flags |= O_NOFOLLOW;
     do {
@@ -145,7 +155,9 @@ bool LFile::SeekToEnd() {
     return true;
 }
 
-int64_t LFile::Tell() const { return int64_t(lseek(fd_, 0, SEEK_CUR)); }
+int64_t LFile::Tell() const {
+    return int64_t(lseek(fd_, 0, SEEK_CUR));
+}
 
 int64_t LFile::GetFileSizeBytes64() const {
     struct stat st;
@@ -184,7 +196,8 @@ bool LFile::Sync() {
 
 std::vector<int> LFile::LockWaitSchedule(int limitMs) {
     std::vector<int> sleeps;
-    for (int64_t sleep = limitMs / 32 + 1; sleep < limitMs; sleep *= 2) sleeps.push_back(int(sleep));
+    for (int64_t sleep = limitMs / 32 + 1; sleep < limitMs; sleep *= 2)
+        sleeps.push_back(int(sleep));
     return sleeps;
 }
 
@@ -258,8 +271,7 @@ bool LFile::WriteAtomically(const std::string& path, const std::string& contents
         LogSystemFailure("LFile::WriteAtomically", "fchmod");
         ok = false;
     }
-    ok = ok &&
-         tmp.Write(contents.data(), int64_t(contents.size())) == int64_t(contents.size()) &&
+    ok = ok && tmp.Write(contents.data(), int64_t(contents.size())) == int64_t(contents.size()) &&
          tmp.Sync();
     tmp.Close();
     if (ok && rename(tmpl.c_str(), path.c_str()) != 0) {

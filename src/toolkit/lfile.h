@@ -10,7 +10,7 @@
 namespace vocarta {
 
 class LFile {
-public:
+  public:
     enum class Mode {
         Read,            // existing file, read only
         ReadWrite,       // existing file
@@ -75,7 +75,7 @@ public:
     // so that no temporary still being written can be there.
     static void RemoveStaleTemporaries(const std::string& path);
 
-private:
+  private:
     int fd_ = -1;
     std::string path_;
 };

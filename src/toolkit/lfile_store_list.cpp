@@ -28,7 +28,7 @@ FileState ParseFileText(const std::string& text, LFileStoreValues& values, std::
     // A record file is empty only between its creation and its first write.
     if (text.empty()) return FileState::Empty;
     return LFileStoreListBase::ParseRecord(text, values, error) ? FileState::Ok
-                                                                 : FileState::Damaged;
+                                                                : FileState::Damaged;
 }
 
 // Reads a record without its lock: writers replace files by rename, so what we
@@ -56,7 +56,7 @@ int NumberOfName(const char* name) {
 
 // A record file held open under its exclusive lock.
 class LFileStoreListBase::RecordFile {
-public:
+  public:
     enum class State { Locked, Missing, Failed };
 
     // Opens an existing record and locks it. A writer may rename a new version
@@ -130,7 +130,7 @@ public:
         if (created_) Unlink();
     }
 
-private:
+  private:
     bool Lock() {
         if (file_.LockWait(LFile::LockKind::Exclusive, kLockLimitMs)) return true;
         LogError("LFileStoreListBase::Save flock FAILED: %s: still locked after %d ms",
@@ -147,7 +147,9 @@ LFileStoreListBase::LFileStoreListBase(std::string name) : name_(std::move(name)
 
 LFileStoreListBase::~LFileStoreListBase() = default;
 
-std::string LFileStoreListBase::Folder() const { return JoinPath(AppDataDir(), name_); }
+std::string LFileStoreListBase::Folder() const {
+    return JoinPath(AppDataDir(), name_);
+}
 
 std::string LFileStoreListBase::PathOf(int number) const {
     return JoinPath(Folder(), StringPrintf("%d.dat", number));
@@ -283,8 +285,7 @@ bool LFileStoreListBase::FindOnDisk(std::string_view id, int& number) const {
 // Finds and locks the file that holds `id`, trying file `hint` first. Done: the
 // file is locked and its values are in `disk`. Gone: no file holds the ID.
 LFileStoreListBase::Outcome LFileStoreListBase::LockById(std::string_view id, int hint,
-                                                         RecordFile& file,
-                                                         LFileStoreValues& disk,
+                                                         RecordFile& file, LFileStoreValues& disk,
                                                          int& number) const {
     number = hint;
     for (int attempt = 0; attempt < kMaxRetries; ++attempt) {
@@ -366,8 +367,8 @@ LFileStoreListBase::Outcome LFileStoreListBase::CreateRecordFile(LFileStoreRecor
 
 // Applies the keys this record set or removed to what is on disk now.
 LFileStoreListBase::Outcome LFileStoreListBase::MergeInto(RecordFile& file,
-                                                          const LFileStoreValues& disk,
-                                                          int number, LFileStoreRecord& record) {
+                                                          const LFileStoreValues& disk, int number,
+                                                          LFileStoreRecord& record) {
     LFileStoreValues merged = disk;
     for (const auto& [key, set] : record.changed_) {
         auto mine = record.values_.find(key);

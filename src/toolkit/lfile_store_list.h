@@ -35,7 +35,7 @@ namespace vocarta {
 using LFileStoreValues = std::map<std::string, std::string, std::less<>>;
 
 class LFileStoreRecord {
-public:
+  public:
     static constexpr const char* kIdKey = "ID";
 
     LFileStoreRecord() = default;
@@ -68,7 +68,7 @@ public:
     // The record's file number, -1 until it has been saved.
     int Number() const { return number_; }
 
-private:
+  private:
     friend class LFileStoreListBase;
 
     LFileStoreValues values_;
@@ -88,7 +88,7 @@ struct LFileStoreSaveResult {
 };
 
 class LFileStoreListBase {
-public:
+  public:
     static constexpr int kLockLimitMs = 10000;
 
     explicit LFileStoreListBase(std::string name);
@@ -123,12 +123,12 @@ public:
     // False, with the reason in `error`, when `text` is not a well-formed record.
     static bool ParseRecord(std::string_view text, LFileStoreValues& values, std::string& error);
 
-protected:
+  protected:
     // Derived lists return their own record type, to which their typed accessors
     // cast the pointers this class hands out.
     virtual std::unique_ptr<LFileStoreRecord> NewRecord() const;
 
-private:
+  private:
     enum class Outcome { Done, Unchanged, Gone, Failed };
     class RecordFile;
 

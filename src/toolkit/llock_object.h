@@ -7,7 +7,7 @@
 namespace vocarta {
 
 class LLockObject {
-public:
+  public:
     void Lock() { mutex_.lock(); }
     void UnLock() { mutex_.unlock(); }
     bool TryLock() { return mutex_.try_lock(); }
@@ -15,18 +15,18 @@ public:
     void lock() { Lock(); }
     void unlock() { UnLock(); }
 
-private:
+  private:
     std::mutex mutex_;
 };
 
 class LAutoLock {
-public:
+  public:
     explicit LAutoLock(LLockObject& lock) : lock_(lock) { lock_.Lock(); }
     ~LAutoLock() { lock_.UnLock(); }
     LAutoLock(const LAutoLock&) = delete;
     LAutoLock& operator=(const LAutoLock&) = delete;
 
-private:
+  private:
     LLockObject& lock_;
 };
 

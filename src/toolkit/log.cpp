@@ -43,8 +43,12 @@ void Append(const std::string& path, const std::string& text) {
 }
 }  // namespace
 
-std::string ErrorLogPath() { return JoinPath(AppDataDir(), "error.log"); }
-std::string EventLogPath() { return JoinPath(AppDataDir(), "vocarta.log"); }
+std::string ErrorLogPath() {
+    return JoinPath(AppDataDir(), "error.log");
+}
+std::string EventLogPath() {
+    return JoinPath(AppDataDir(), "vocarta.log");
+}
 
 void SetLogEcho(bool echo) {
     std::lock_guard<std::mutex> lock(g_logMutex);

@@ -1,8 +1,8 @@
 #include "toolkit/lsignal_object.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
-#include <fcntl.h>
 
 #include <cerrno>
 #include <chrono>
@@ -52,8 +52,8 @@ static int PollFor(pollfd* fds, int count, int timeoutMs) {
     while (true) {
         int wait = timeoutMs;
         if (timeoutMs >= 0) {
-            auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline -
-                                                                              Clock::now());
+            auto left =
+                std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
             wait = left.count() < 0 ? 0 : int(left.count());
         }
         int r = poll(fds, nfds_t(count), wait);

@@ -11,7 +11,7 @@
 namespace vocarta {
 
 class LSignalObject {
-public:
+  public:
     LSignalObject();
     ~LSignalObject();
     LSignalObject(const LSignalObject&) = delete;
@@ -33,7 +33,7 @@ public:
     // Read end, for poll() alongside other descriptors.
     int Descriptor() const { return readFd_; }
 
-private:
+  private:
     int readFd_ = -1;
     int writeFd_ = -1;
     std::atomic<bool> set_{false};

@@ -48,7 +48,9 @@ void* LThread::ThreadMain(void* arg) {
     return nullptr;
 }
 
-void LThread::RequestStop() { stopRequest_.Set(); }
+void LThread::RequestStop() {
+    stopRequest_.Set();
+}
 
 bool LThread::Wait(int timeoutMs) {
     if (!started_) return true;

@@ -17,7 +17,7 @@
 namespace vocarta {
 
 class LThread {
-public:
+  public:
     enum class Priority { Low, Normal, High, TimeCritical };
 
     explicit LThread(std::string name);
@@ -45,10 +45,10 @@ public:
 
     const std::string& Name() const { return name_; }
 
-protected:
+  protected:
     virtual void Run() = 0;
 
-private:
+  private:
     static void* ThreadMain(void* self);
 
     std::string name_;

@@ -31,11 +31,21 @@ static std::string XdgDir(const char* var, const char* fallback) {
     return JoinPath(HomeDir(), fallback);
 }
 
-std::string ConfigHome() { return XdgDir("XDG_CONFIG_HOME", ".config"); }
-std::string DataHome() { return XdgDir("XDG_DATA_HOME", ".local/share"); }
-std::string CacheHome() { return XdgDir("XDG_CACHE_HOME", ".cache"); }
-std::string AppConfigDir() { return JoinPath(ConfigHome(), "vocarta"); }
-std::string AppDataDir() { return JoinPath(DataHome(), "vocarta"); }
+std::string ConfigHome() {
+    return XdgDir("XDG_CONFIG_HOME", ".config");
+}
+std::string DataHome() {
+    return XdgDir("XDG_DATA_HOME", ".local/share");
+}
+std::string CacheHome() {
+    return XdgDir("XDG_CACHE_HOME", ".cache");
+}
+std::string AppConfigDir() {
+    return JoinPath(ConfigHome(), "vocarta");
+}
+std::string AppDataDir() {
+    return JoinPath(DataHome(), "vocarta");
+}
 
 // user-dirs.dirs lines look like: XDG_MUSIC_DIR="$HOME/Music"
 static std::string MusicDirFromUserDirs() {

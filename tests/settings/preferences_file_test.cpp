@@ -1,15 +1,14 @@
 // The preferences file as several processes meet it: concurrent writers, a
 // reader beside a writer, a writer killed half-way, a damaged file.
 
-#include <gtest/gtest.h>
 #include <dirent.h>
+#include <gtest/gtest.h>
 #include <signal.h>
 
 #include <algorithm>
-#include <cstring>
-
 #include <chrono>
 #include <cstdlib>
+#include <cstring>
 #include <memory>
 #include <thread>
 
@@ -27,7 +26,7 @@ using namespace vocarta::test;
 namespace {
 
 class PreferencesFile : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         config_ = std::make_unique<TempDir>("vocarta-config");
         saved_ = std::getenv("XDG_CONFIG_HOME");
@@ -36,7 +35,9 @@ protected:
     }
     void TearDown() override { setenv("XDG_CONFIG_HOME", saved_.c_str(), 1); }
 
-    static std::string Path() { return JoinPath(AppConfigDir(), std::string(kAppDomain) + ".conf"); }
+    static std::string Path() {
+        return JoinPath(AppConfigDir(), std::string(kAppDomain) + ".conf");
+    }
     // What a process that starts now would read.
     static std::map<std::string, std::string> ReadFresh() {
         return FilePreferencesStore::Parse(ReadFile(Path()));
@@ -141,7 +142,8 @@ TEST_F(PreferencesFile, KilledWriterLeavesAReadableFileWithEveryFinishedWrite) {
     DIR* dir = opendir(AppConfigDir().c_str());
     std::vector<std::string> names;
     while (const dirent* entry = readdir(dir))
-        if (entry->d_name[0] != '.' || std::strlen(entry->d_name) > 2) names.push_back(entry->d_name);
+        if (entry->d_name[0] != '.' || std::strlen(entry->d_name) > 2)
+            names.push_back(entry->d_name);
     closedir(dir);
     std::sort(names.begin(), names.end());
     EXPECT_EQ(names, (std::vector<std::string>{std::string(kAppDomain) + ".conf",
@@ -157,16 +159,15 @@ TEST_F(PreferencesFile, DamagedFileReadsWhatItCanAndTakesWrites) {
     EXPECT_EQ(GetSettingInt("Settings", "Format", 1), 3);
     EXPECT_EQ(GetSettingString("Email", "To"), "a@b.c");
     ASSERT_TRUE(SetSettingString("Settings", "Folder", "/tmp/x"));
-    EXPECT_EQ(ReadFresh(), (std::map<std::string, std::string>{
-                               {"Email/To", "a@b.c"},
-                               {"Settings/Folder", "/tmp/x"},
-                               {"Settings/Format", "3"}}));
+    EXPECT_EQ(ReadFresh(),
+              (std::map<std::string, std::string>{
+                  {"Email/To", "a@b.c"}, {"Settings/Folder", "/tmp/x"}, {"Settings/Format", "3"}}));
     EXPECT_NE(ReadFile(ErrorLogPath()).find("without key=value skipped"), std::string::npos);
 }
 
 TEST_F(PreferencesFile, AwkwardKeysAndValuesSurviveTheFile) {
     const std::map<std::string, std::string> values = {
-        {"#Section/Key", "hash"},       {"Sec=tion/K=ey", "a=b"},   {"Lines/Key", "one\ntwo\r\n"},
+        {"#Section/Key", "hash"},       {"Sec=tion/K=ey", "a=b"},    {"Lines/Key", "one\ntwo\r\n"},
         {"Slash/Key", "back\\slash\\"}, {"Space/ Key ", " padded "}, {"Empty/Key", ""},
         {"Utf8/Schlüssel", "Grüße"}};
     for (const auto& [key, value] : values) ASSERT_TRUE(AppSettings().SetRaw(key, value));

@@ -1,5 +1,7 @@
 // The settings functions, run against every preferences store backend.
 
+#include "settings/settings.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -7,7 +9,6 @@
 #include <memory>
 
 #include "settings/preferences_store.h"
-#include "settings/settings.h"
 #include "support/temp_dir.h"
 
 using namespace vocarta;
@@ -18,14 +19,15 @@ namespace {
 enum class Backend { File, Memory };
 
 class SettingsContract : public ::testing::TestWithParam<Backend> {
-protected:
+  protected:
     void SetUp() override {
         // A fresh preferences folder for each test; the store follows the variable.
         config_ = std::make_unique<TempDir>("vocarta-config");
         saved_ = std::getenv("XDG_CONFIG_HOME");
         setenv("XDG_CONFIG_HOME", config_->Path().c_str(), 1);
         if (GetParam() == Backend::Memory)
-            SetPreferencesStoreFactory([](const std::string&) { return MakeMemoryPreferencesStore(); });
+            SetPreferencesStoreFactory(
+                [](const std::string&) { return MakeMemoryPreferencesStore(); });
         else
             SetPreferencesStoreFactory(nullptr);
     }
@@ -42,14 +44,13 @@ protected:
 }  // namespace
 
 INSTANTIATE_TEST_SUITE_P(Backends, SettingsContract,
-                         ::testing::Values(Backend::File, Backend::Memory),
-                         [](const auto& info) {
+                         ::testing::Values(Backend::File, Backend::Memory), [](const auto& info) {
                              return info.param == Backend::File ? "File" : "Memory";
                          });
 
 TEST_P(SettingsContract, BoolLooksOnlyAtTheFirstCharacter) {
-    const std::pair<const char*, bool> cases[] = {
-        {"0", false}, {"false", true}, {"0.5", false}, {"00", false}, {"no", true}, {"1", true}};
+    const std::pair<const char*, bool> cases[] = {{"0", false},  {"false", true}, {"0.5", false},
+                                                  {"00", false}, {"no", true},    {"1", true}};
     for (const auto& [text, expected] : cases) {
         SetSettingString("Recorder", "Autotrim", text);
         EXPECT_EQ(GetSettingBool("Recorder", "Autotrim", !expected), expected) << text;
@@ -151,10 +152,10 @@ TEST_P(SettingsContract, ProtectedValuesRoundTripWithoutClearText) {
 
 TEST_P(SettingsContract, KeyObjectLeavesAMarkerForEveryLevel) {
     LSettingsKey key("//Cloud//Dropbox///Account/");
-    EXPECT_EQ(key.AncestorMarkers(),
-              (std::vector<std::pair<std::string, std::string>>{
-                  {"Cloud", "Cloud"}, {"Cloud/Dropbox", "Dropbox"},
-                  {"Cloud/Dropbox/Account", "Account"}}));
+    EXPECT_EQ(key.AncestorMarkers(), (std::vector<std::pair<std::string, std::string>>{
+                                         {"Cloud", "Cloud"},
+                                         {"Cloud/Dropbox", "Dropbox"},
+                                         {"Cloud/Dropbox/Account", "Account"}}));
     AppSettings().SetRaw("Cloud", "kept");  // an existing value is never replaced
     ASSERT_TRUE(key.SetString("User", "me"));
     std::string out;

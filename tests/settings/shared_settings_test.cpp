@@ -14,7 +14,7 @@ using namespace vocarta::test;
 namespace {
 
 class SharedSettings : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         dir_ = std::make_unique<TempDir>("vocarta-shared");
         // A folder that does not exist yet: the first write must create it.
@@ -61,8 +61,9 @@ TEST_F(SharedSettings, DamagedFileKeepsWhatPrecedesTheFault) {
     EXPECT_EQ(out, "4");
 
     // Shorter new contents must not leave the old tail behind.
-    ASSERT_TRUE(WriteFile(SharedSettingsPath(), "<SharedSettings><A><B value=\"" +
-                                                    std::string(5000, 'x') + "\"/></A></SharedSettings>"));
+    ASSERT_TRUE(WriteFile(
+        SharedSettingsPath(),
+        "<SharedSettings><A><B value=\"" + std::string(5000, 'x') + "\"/></A></SharedSettings>"));
     ASSERT_TRUE(SetSharedSetting("A", "B", "short"));
     std::string xml = ReadFile(SharedSettingsPath());
     EXPECT_EQ(xml.find("xxxx"), std::string::npos) << xml;

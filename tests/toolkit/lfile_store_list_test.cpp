@@ -1,5 +1,7 @@
-#include <gtest/gtest.h>
+#include "toolkit/lfile_store_list.h"
+
 #include <dirent.h>
+#include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/stat.h>
 
@@ -8,7 +10,6 @@
 #include <thread>
 
 #include "support/temp_dir.h"
-#include "toolkit/lfile_store_list.h"
 #include "toolkit/log.h"
 #include "toolkit/paths.h"
 #include "toolkit/process_helpers.h"
@@ -20,17 +21,17 @@ namespace {
 
 // A derived list as the schedules use it: its own record type with typed access.
 class TypedRecord : public LFileStoreRecord {
-public:
+  public:
     int Kind() const { return GetInt("Kind", -1); }
     void SetKind(int kind) { SetInt("Kind", kind); }
 };
 
 class TypedList : public LFileStoreListBase {
-public:
+  public:
     using LFileStoreListBase::LFileStoreListBase;
     TypedRecord* At(std::size_t i) const { return static_cast<TypedRecord*>(RecordAt(i)); }
 
-protected:
+  protected:
     std::unique_ptr<LFileStoreRecord> NewRecord() const override {
         return std::make_unique<TypedRecord>();
     }
@@ -99,12 +100,9 @@ TEST(LFileStoreList, NewRecordsTakeTheFirstFreeNumberAndAreFoundById) {
 }
 
 TEST(LFileStoreList, EscapedKeysAndValuesSurviveTheRoundTrip) {
-    const LFileStoreValues values = {{"ID", "x=1&y=2"},
-                                     {"a=b", "100%"},
-                                     {"%41", "%%"},
-                                     {"&", ""},
-                                     {"Lines", "one\ntwo\r\x7f"},
-                                     {"Name", "Grüße €"}};
+    const LFileStoreValues values = {
+        {"ID", "x=1&y=2"},           {"a=b", "100%"},    {"%41", "%%"}, {"&", ""},
+        {"Lines", "one\ntwo\r\x7f"}, {"Name", "Grüße €"}};
     std::string text = LFileStoreListBase::FormatRecord(values);
     EXPECT_EQ(text.find('\n'), std::string::npos);
     LFileStoreValues back;
@@ -158,12 +156,15 @@ TEST(LFileStoreList, ChangesFromTwoProcessesAreMerged) {
     ASSERT_TRUE(list.Save().Ok());
 
     // Different keys: both survive, and each side sees the other's after saving.
-    ASSERT_EQ(ChangeInOtherProcess(ListName(), [](auto& l) { l.Find("R")->SetValue("A", "child"); }), 0);
+    ASSERT_EQ(
+        ChangeInOtherProcess(ListName(), [](auto& l) { l.Find("R")->SetValue("A", "child"); }), 0);
     list.Find("R")->SetValue("B", "parent");
     ASSERT_TRUE(list.Save().Ok());
     EXPECT_EQ(list.Find("R")->GetValue("A"), "child");
     // Same key: the later save wins, whichever process it comes from.
-    ASSERT_EQ(ChangeInOtherProcess(ListName(), [](auto& l) { l.Find("R")->SetValue("Shared", "child"); }), 0);
+    ASSERT_EQ(
+        ChangeInOtherProcess(ListName(), [](auto& l) { l.Find("R")->SetValue("Shared", "child"); }),
+        0);
     list.Find("R")->SetValue("Shared", "parent");
     ASSERT_TRUE(list.Save().Ok());
     ASSERT_EQ(ChangeInOtherProcess(ListName(), [](auto& l) { l.Find("R")->RemoveValue("B"); }), 0);

@@ -1,13 +1,14 @@
+#include "toolkit/lfile.h"
+
+#include <dirent.h>
 #include <gtest/gtest.h>
 #include <sys/file.h>
 #include <sys/stat.h>
-#include <dirent.h>
 
 #include <chrono>
 #include <numeric>
 
 #include "support/temp_dir.h"
-#include "toolkit/lfile.h"
 #include "toolkit/process_helpers.h"
 
 using namespace vocarta;
@@ -84,7 +85,8 @@ TEST(LFile, SharedReadersShareButKeepWritersOut) {
     EXPECT_LT(Clock::now() - start, std::chrono::milliseconds(5000)) << "the reader had to wait";
     EXPECT_FALSE(writer.LockWait(LFile::LockKind::Exclusive, 100));
     reader.Unlock();
-    EXPECT_FALSE(writer.LockWait(LFile::LockKind::Exclusive, 100)) << "the other reader still holds it";
+    EXPECT_FALSE(writer.LockWait(LFile::LockKind::Exclusive, 100))
+        << "the other reader still holds it";
     EXPECT_EQ(holder.Release(), 0);
     EXPECT_TRUE(writer.LockWait(LFile::LockKind::Exclusive, 5000));
 }

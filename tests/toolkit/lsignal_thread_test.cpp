@@ -64,13 +64,13 @@ namespace {
 
 // Runs until asked to stop, waiting on its stop signal as a worker does.
 class WaitingThread : public LThread {
-public:
+  public:
     WaitingThread() : LThread("test-waiting-thread-long-name") {}
     ~WaitingThread() override { Stop(); }
     std::atomic<int> runs{0};
     std::atomic<bool> sawStop{false};
 
-protected:
+  protected:
     void Run() override {
         ++runs;
         StopSignal().Wait(-1);
@@ -79,12 +79,12 @@ protected:
 };
 
 class ShortThread : public LThread {
-public:
+  public:
     ShortThread() : LThread("short") {}
     ~ShortThread() override { Stop(); }
     std::atomic<int> runs{0};
 
-protected:
+  protected:
     void Run() override { ++runs; }
 };
 

@@ -2,8 +2,8 @@
 // Forked helper processes for tests of what several processes do to one file.
 // Fork only from a test's own thread while no other test thread runs.
 
-#include <sys/wait.h>
 #include <signal.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -30,7 +30,7 @@ inline int WaitChild(pid_t pid) {
 
 // A pipe for telling the other process where we are.
 class TestPipe {
-public:
+  public:
     TestPipe() {
         if (pipe(fds_) != 0) fds_[0] = fds_[1] = -1;
     }
@@ -58,7 +58,7 @@ public:
         fds_[1] = -1;
     }
 
-private:
+  private:
     int fds_[2];
 };
 

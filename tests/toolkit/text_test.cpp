@@ -1,6 +1,6 @@
-#include <gtest/gtest.h>
-
 #include "toolkit/text.h"
+
+#include <gtest/gtest.h>
 
 using namespace vocarta;
 
