@@ -43,29 +43,44 @@ bool ParseExtensible(const uint8_t* fmt, uint32_t size, WavFileInfo& info, std::
     return true;
 }
 
+bool ChoosePcm(WavFileInfo& info, std::string& error) {
+    const uint16_t bits = info.bitsPerSample;
+    const uint16_t ch = info.channels;
+    uint32_t container = info.blockAlign % ch == 0 ? info.blockAlign / ch : 0;
+    if (bits == 0 || bits > 32 || container == 0 || container > 4 ||
+        container < (bits + 7u) / 8u) {
+        error = StringPrintf("its PCM layout (%u bits in %u bytes) is inconsistent",
+                             unsigned(bits), unsigned(info.blockAlign));
+        return false;
+    }
+    static const WavCoding kByContainer[] = {WavCoding::PcmUnsigned8, WavCoding::PcmSigned16,
+                                             WavCoding::PcmSigned24, WavCoding::PcmSigned32};
+    info.coding = kByContainer[container - 1];
+    info.unitBytes = container * ch;
+    return true;
+}
+
+bool ChooseGsm(WavFileInfo& info, const uint8_t* fmt, uint32_t size, std::string& error) {
+    uint32_t perBlock =
+        size >= 20 && GetLe16(fmt + 16) >= 2 ? GetLe16(fmt + 18) : kGsmSamplesPerBlock;
+    if (info.channels != 1 || info.blockAlign != kGsmBlockBytes || perBlock != kGsmSamplesPerBlock) {
+        error = "its GSM 6.10 layout is not the 65-byte mono one";
+        return false;
+    }
+    info.coding = WavCoding::Gsm610;
+    info.unitBytes = kGsmBlockBytes;
+    info.unitFrames = kGsmSamplesPerBlock;
+    return true;
+}
+
 // Chooses the decoder for the format and checks that its numbers fit together.
 bool ChooseCoding(WavFileInfo& info, const uint8_t* fmt, uint32_t size, std::string& error) {
     const uint16_t bits = info.bitsPerSample;
-    const uint16_t ch = info.channels;
     switch (info.tag) {
-        case kWaveFormatPcm: {
-            uint32_t container = ch != 0 && info.blockAlign % ch == 0 ? info.blockAlign / ch : 0;
-            if (bits == 0 || bits > 32 || container == 0 || container > 4 ||
-                container < (bits + 7u) / 8u) {
-                error = StringPrintf("its PCM layout (%u bits in %u bytes) is inconsistent",
-                                     unsigned(bits), unsigned(info.blockAlign));
-                return false;
-            }
-            static const WavCoding kByContainer[] = {WavCoding::PcmUnsigned8,
-                                                     WavCoding::PcmSigned16,
-                                                     WavCoding::PcmSigned24,
-                                                     WavCoding::PcmSigned32};
-            info.coding = kByContainer[container - 1];
-            info.unitBytes = container * ch;
-            return true;
-        }
+        case kWaveFormatPcm:
+            return ChoosePcm(info, error);
         case kWaveFormatIeeeFloat:
-            if ((bits != 32 && bits != 64) || info.blockAlign != ch * bits / 8) {
+            if ((bits != 32 && bits != 64) || info.blockAlign != info.channels * bits / 8) {
                 error = StringPrintf("its float layout (%u bits) is not readable", unsigned(bits));
                 return false;
             }
@@ -76,20 +91,10 @@ bool ChooseCoding(WavFileInfo& info, const uint8_t* fmt, uint32_t size, std::str
         case kWaveFormatMuLaw:
             // One byte per sample whatever block align says (ours says 8 on purpose).
             info.coding = info.tag == kWaveFormatALaw ? WavCoding::ALaw : WavCoding::MuLaw;
-            info.unitBytes = ch;
+            info.unitBytes = info.channels;
             return true;
-        case kWaveFormatGsm610: {
-            uint32_t perBlock = size >= 20 && GetLe16(fmt + 16) >= 2 ? GetLe16(fmt + 18)
-                                                                      : kGsmSamplesPerBlock;
-            if (ch != 1 || info.blockAlign != kGsmBlockBytes || perBlock != kGsmSamplesPerBlock) {
-                error = "its GSM 6.10 layout is not the 65-byte mono one";
-                return false;
-            }
-            info.coding = WavCoding::Gsm610;
-            info.unitBytes = kGsmBlockBytes;
-            info.unitFrames = kGsmSamplesPerBlock;
-            return true;
-        }
+        case kWaveFormatGsm610:
+            return ChooseGsm(info, fmt, size, error);
         default:
             error = StringPrintf("it is encoded as %s (format tag %u), which cannot be read",
                                  WaveFormatTagName(info.tag), unsigned(info.tag));
