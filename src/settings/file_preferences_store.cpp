@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 
 #include "toolkit/lfile.h"
@@ -185,16 +186,29 @@ bool FilePreferencesStore::Modify(
         return false;
     }
     if (!staleTemporariesRemoved_) {
-        LFile::RemoveStaleTemporaries(path_);  // writers that died left them
+        LFile::RemoveStaleTemporaries(WriteTarget());  // writers that died left them
         staleTemporariesRemoved_ = true;
     }
     if (!RefreshLocked()) return false;  // another process may have written since
     if (!change(values_)) return true;
-    bool saved = LFile::WriteAtomically(path_, Serialize(values_, "Vocarta preferences"), 0600);
+    bool saved =
+        LFile::WriteAtomically(WriteTarget(), Serialize(values_, "Vocarta preferences"), 0600);
     // Load again on the next read: our own file, or the old one if saving failed.
     loadedFile_.Close();
     loaded_ = Identity{};
     return saved;
+}
+
+// A preferences file kept elsewhere and linked in (as dotfile managers do) is
+// replaced where it really lies, so that the link survives the write.
+std::string FilePreferencesStore::WriteTarget() const {
+    struct stat st;
+    if (lstat(path_.c_str(), &st) != 0 || !S_ISLNK(st.st_mode)) return path_;
+    char* resolved = realpath(path_.c_str(), nullptr);
+    if (!resolved) return path_;  // a dangling link: replace the link itself
+    std::string target = resolved;
+    free(resolved);
+    return target;
 }
 
 bool FilePreferencesStore::SetValue(const std::string& key, const std::string& value) {

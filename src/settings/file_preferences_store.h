@@ -49,6 +49,7 @@ class FilePreferencesStore final : public LPreferencesStore {
     // exists but cannot be read. Requires mutex_.
     bool RefreshLocked();
     void ForgetLocked();  // requires mutex_
+    std::string WriteTarget() const;
     // Runs `change` on fresh values under the cross-process lock and saves when it
     // reports a modification. Returns false when saving failed.
     bool Modify(const std::function<bool(std::map<std::string, std::string>&)>& change);

@@ -4,6 +4,8 @@
 #include <dirent.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -174,4 +176,17 @@ TEST_F(PreferencesFile, AwkwardKeysAndValuesSurviveTheFile) {
     FilePreferencesStore fresh(Path());  // a second process's view
     for (const auto& [key, value] : values) EXPECT_EQ(fresh.CopyValue(key), value) << key;
     EXPECT_EQ(fresh.CopyKeyList().size(), values.size());
+}
+
+TEST_F(PreferencesFile, LinkedPreferencesFileStaysALink) {
+    std::string real = config_->File("dotfiles.conf");
+    ASSERT_TRUE(WriteFile(real, "Settings/Format=2\n"));
+    MakeDirs(AppConfigDir());
+    ASSERT_EQ(symlink(real.c_str(), Path().c_str()), 0);
+    EXPECT_EQ(GetSettingInt("Settings", "Format", 1), 2);
+    ASSERT_TRUE(SetSettingInt("Settings", "Format", 3));
+    struct stat st;
+    ASSERT_EQ(lstat(Path().c_str(), &st), 0);
+    EXPECT_TRUE(S_ISLNK(st.st_mode)) << "the write replaced the link with a file";
+    EXPECT_NE(ReadFile(real).find("Settings/Format=3"), std::string::npos);
 }
