@@ -36,7 +36,7 @@ namespace {
 
 constexpr uint32_t kRate = 44100;
 constexpr uint64_t kBlockFrames = 10 * kRate;  // the repeated 10-second signal
-constexpr uint64_t kChunkFrames = 4410;         // what the recorder hands a sink
+constexpr uint64_t kChunkFrames = 4410;        // what the recorder hands a sink
 
 uint64_t TotalFrames() {
     const char* minutes = std::getenv("VOCARTA_BENCH_MINUTES");
@@ -91,7 +91,8 @@ std::string InputWav(uint16_t tag, uint16_t bits) {
     format.avgBytesPerSec = kRate * format.blockAlign;
     std::string error;
     auto sink = OpenWavSink(path, format, &error);
-    if (!sink || !Feed(*sink)) std::fprintf(stderr, "cannot write %s: %s\n", path.c_str(), error.c_str());
+    if (!sink || !Feed(*sink))
+        std::fprintf(stderr, "cannot write %s: %s\n", path.c_str(), error.c_str());
     return path;
 }
 
@@ -134,7 +135,8 @@ void BM_Mp3Sink(benchmark::State& state) {
     for (auto _ : state) {
         std::string error;
         auto sink = OpenMp3Sink(BenchDir() + "/sink.mp3", settings, kRate, 2, &error);
-        if (!sink || !Feed(*sink)) state.SkipWithError(error.empty() ? "write failed" : error.c_str());
+        if (!sink || !Feed(*sink))
+            state.SkipWithError(error.empty() ? "write failed" : error.c_str());
     }
     Report(state, ProcessCpuSeconds() - start);
 }
@@ -143,7 +145,8 @@ void BM_LameCli(benchmark::State& state) {
     std::string in = InputWav(kWaveFormatIeeeFloat, 32);
     double cpu = 0;
     for (auto _ : state)
-        if (Run({"lame", "--silent", "-b", "192", "-q", "2", "-m", "s", in, BenchDir() + "/cli.mp3"},
+        if (Run({"lame", "--silent", "-b", "192", "-q", "2", "-m", "s", in,
+                 BenchDir() + "/cli.mp3"},
                 cpu) != 0)
             state.SkipWithError("lame failed (is the lame package installed?)");
     Report(state, cpu);
@@ -155,7 +158,8 @@ void BM_FlacSink(benchmark::State& state) {
     for (auto _ : state) {
         std::string error;
         auto sink = OpenFlacSink(BenchDir() + "/sink.flac", settings, kRate, 2, &error);
-        if (!sink || !Feed(*sink)) state.SkipWithError(error.empty() ? "write failed" : error.c_str());
+        if (!sink || !Feed(*sink))
+            state.SkipWithError(error.empty() ? "write failed" : error.c_str());
     }
     Report(state, ProcessCpuSeconds() - start);
 }
@@ -174,7 +178,8 @@ void BM_AiffSink16(benchmark::State& state) {
     for (auto _ : state) {
         std::string error;
         auto sink = OpenAiffSink(BenchDir() + "/sink.aiff", AiffEncoding::Pcm16, kRate, 2, &error);
-        if (!sink || !Feed(*sink)) state.SkipWithError(error.empty() ? "write failed" : error.c_str());
+        if (!sink || !Feed(*sink))
+            state.SkipWithError(error.empty() ? "write failed" : error.c_str());
     }
     Report(state, ProcessCpuSeconds() - start);
 }
@@ -194,8 +199,8 @@ int main(int argc, char** argv) {
     if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
     benchmark::RunSpecifiedBenchmarks();
     benchmark::Shutdown();
-    for (const char* name : {"sink.mp3", "cli.mp3", "sink.flac", "cli.flac", "sink.aiff",
-                             "in32.wav", "in16.wav"})
+    for (const char* name :
+         {"sink.mp3", "cli.mp3", "sink.flac", "cli.flac", "sink.aiff", "in32.wav", "in16.wav"})
         unlink((BenchDir() + "/" + name).c_str());
     rmdir(BenchDir().c_str());
     return 0;

@@ -21,7 +21,7 @@ namespace vocarta {
 class AiffOptionsDialog final : public QDialog {
     Q_OBJECT
 
-public:
+  public:
     explicit AiffOptionsDialog(QWidget* parent = nullptr);
 
     void ShowSettings(const AiffSettings& record);
@@ -29,7 +29,7 @@ public:
     // Saves the chosen record, then closes.
     void accept() override;
 
-private:
+  private:
     void ShowChoice(const AiffChoice& choice);
     void OnSizeChosen(int index);
     void OnCompressionChosen(int index);

@@ -7,7 +7,6 @@
 
 #include <QComboBox>
 #include <QString>
-
 #include <functional>
 #include <string>
 #include <vector>

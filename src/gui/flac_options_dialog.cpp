@@ -4,7 +4,6 @@
 #include <QDialogButtonBox>
 #include <QFormLayout>
 #include <QVBoxLayout>
-
 #include <algorithm>
 
 #include "audio/codecs/encoder_choices.h"

@@ -17,7 +17,7 @@ namespace vocarta {
 class FlacOptionsDialog final : public QDialog {
     Q_OBJECT
 
-public:
+  public:
     explicit FlacOptionsDialog(QWidget* parent = nullptr);
 
     void ShowSettings(const FlacSettings& record);
@@ -25,7 +25,7 @@ public:
     // Saves the chosen record, then closes.
     void accept() override;
 
-private:
+  private:
     FlacSettings shown_;
     QComboBox* compression_;
     QComboBox* bitDepth_;

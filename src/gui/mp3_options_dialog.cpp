@@ -29,7 +29,8 @@ Mp3OptionsDialog::Mp3OptionsDialog(QWidget* parent) : QDialog(parent) {
     crc_->setObjectName("crc");
     channelMode_ = new QComboBox(this);
     channelMode_->setObjectName("channelMode");
-    for (int mode = 0; mode < 4; ++mode) channelMode_->addItem(tr(kMp3ChannelModeLabels[mode]), mode);
+    for (int mode = 0; mode < 4; ++mode)
+        channelMode_->addItem(tr(kMp3ChannelModeLabels[mode]), mode);
     general->addRow(highQuality_);
     general->addRow(crc_);
     general->addRow(tr("Channel Mode:"), channelMode_);

@@ -21,7 +21,7 @@ namespace vocarta {
 class Mp3OptionsDialog final : public QDialog {
     Q_OBJECT
 
-public:
+  public:
     explicit Mp3OptionsDialog(QWidget* parent = nullptr);
 
     void ShowSettings(const Mp3Settings& record);
@@ -29,7 +29,7 @@ public:
     // Saves the chosen record, then closes.
     void accept() override;
 
-private:
+  private:
     QWidget* BuildRateBox();
     void UpdateEnabled();
     void ShowLibraryState();

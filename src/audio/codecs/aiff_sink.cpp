@@ -18,20 +18,28 @@ constexpr uint8_t kMaxChannels = 64;
 
 int SndfileSubtype(AiffEncoding encoding) {
     switch (encoding) {
-        case AiffEncoding::Pcm8: return SF_FORMAT_PCM_S8;
-        case AiffEncoding::Pcm16: return SF_FORMAT_PCM_16;
-        case AiffEncoding::Pcm24: return SF_FORMAT_PCM_24;
-        case AiffEncoding::Pcm32: return SF_FORMAT_PCM_32;
-        case AiffEncoding::Float32: return SF_FORMAT_FLOAT;
-        case AiffEncoding::Float64: return SF_FORMAT_DOUBLE;
-        case AiffEncoding::ALaw: return SF_FORMAT_ALAW;
-        case AiffEncoding::ULaw: return SF_FORMAT_ULAW;
+        case AiffEncoding::Pcm8:
+            return SF_FORMAT_PCM_S8;
+        case AiffEncoding::Pcm16:
+            return SF_FORMAT_PCM_16;
+        case AiffEncoding::Pcm24:
+            return SF_FORMAT_PCM_24;
+        case AiffEncoding::Pcm32:
+            return SF_FORMAT_PCM_32;
+        case AiffEncoding::Float32:
+            return SF_FORMAT_FLOAT;
+        case AiffEncoding::Float64:
+            return SF_FORMAT_DOUBLE;
+        case AiffEncoding::ALaw:
+            return SF_FORMAT_ALAW;
+        case AiffEncoding::ULaw:
+            return SF_FORMAT_ULAW;
     }
     return SF_FORMAT_PCM_16;
 }
 
 class AiffSink final : public LSoundSinkBase {
-public:
+  public:
     AiffSink(std::string path, AiffEncoding encoding, uint32_t rate, uint8_t channels)
         : LSoundSinkBase(std::move(path), rate, channels), encoding_(encoding) {}
     ~AiffSink() override { Close(); }
@@ -42,7 +50,7 @@ public:
     bool SetFormat(uint32_t sampleRate, uint8_t channels) override;
     bool Close() override;
 
-private:
+  private:
     bool StartWriter(std::string* error);
 
     const AiffEncoding encoding_;
@@ -64,7 +72,8 @@ bool AiffSink::StartWriter(std::string* error) {
     }
     sndfile_ = sf_open_fd(file_.Descriptor(), SFM_WRITE, &info, SF_FALSE);
     if (!sndfile_) {
-        if (error) *error = StringPrintf("Cannot write %s: %s", path_.c_str(), sf_strerror(nullptr));
+        if (error)
+            *error = StringPrintf("Cannot write %s: %s", path_.c_str(), sf_strerror(nullptr));
         return false;
     }
     sf_command(sndfile_, SFC_SET_CLIPPING, nullptr, SF_TRUE);
@@ -76,8 +85,8 @@ bool AiffSink::StartWriter(std::string* error) {
 bool AiffSink::Open(std::string* error) {
     if (channels_ < 1 || channels_ > kMaxChannels || sampleRate_ < 1) {
         if (error)
-            *error = StringPrintf("AIFF cannot hold %u Hz with %u channels.",
-                                  unsigned(sampleRate_), unsigned(channels_));
+            *error = StringPrintf("AIFF cannot hold %u Hz with %u channels.", unsigned(sampleRate_),
+                                  unsigned(channels_));
         return false;
     }
     if (!file_.Open(path_, LFile::Mode::CreateTruncate)) {
@@ -92,8 +101,7 @@ bool AiffSink::Open(std::string* error) {
 }
 
 bool AiffSink::SetFormat(uint32_t sampleRate, uint8_t channels) {
-    if (framesWritten_ != 0 || closed_ || channels < 1 || channels > kMaxChannels ||
-        sampleRate < 1)
+    if (framesWritten_ != 0 || closed_ || channels < 1 || channels > kMaxChannels || sampleRate < 1)
         return false;
     if (sampleRate == sampleRate_ && channels == channels_) return true;
     sf_close(sndfile_);
@@ -143,11 +151,16 @@ bool AiffSink::Close() {
 
 AiffEncoding AiffEncodingFor(const AiffSettings& s) {
     switch (s.format) {
-        case kAiffFloat32: return AiffEncoding::Float32;
-        case kAiffFloat64: return AiffEncoding::Float64;
-        case kAiffALaw: return AiffEncoding::ALaw;
-        case kAiffULaw: return AiffEncoding::ULaw;
-        default: break;
+        case kAiffFloat32:
+            return AiffEncoding::Float32;
+        case kAiffFloat64:
+            return AiffEncoding::Float64;
+        case kAiffALaw:
+            return AiffEncoding::ALaw;
+        case kAiffULaw:
+            return AiffEncoding::ULaw;
+        default:
+            break;
     }
     if (s.sampleSize <= 8) return AiffEncoding::Pcm8;
     if (s.sampleSize <= 16) return AiffEncoding::Pcm16;
@@ -158,14 +171,21 @@ AiffEncoding AiffEncodingFor(const AiffSettings& s) {
 
 int AiffSampleSizeIndex(AiffEncoding encoding) {
     switch (encoding) {
-        case AiffEncoding::Pcm8: return 0;
-        case AiffEncoding::Pcm16: return 1;
-        case AiffEncoding::Pcm24: return 2;
-        case AiffEncoding::Pcm32: return 3;
-        case AiffEncoding::Float32: return 4;
-        case AiffEncoding::Float64: return 5;
+        case AiffEncoding::Pcm8:
+            return 0;
+        case AiffEncoding::Pcm16:
+            return 1;
+        case AiffEncoding::Pcm24:
+            return 2;
+        case AiffEncoding::Pcm32:
+            return 3;
+        case AiffEncoding::Float32:
+            return 4;
+        case AiffEncoding::Float64:
+            return 5;
         case AiffEncoding::ALaw:
-        case AiffEncoding::ULaw: return 1;
+        case AiffEncoding::ULaw:
+            return 1;
     }
     return 1;
 }
@@ -176,9 +196,8 @@ int AiffBits(AiffEncoding encoding) {
 }
 
 const char* AiffEncodingWord(AiffEncoding encoding) {
-    static constexpr const char* kWords[] = {"8 Bit",        "16 Bit",       "24 Bit",
-                                             "32 Bit",       "32 Bit Float", "64 Bit Float",
-                                             "ALaw",         "uLaw"};
+    static constexpr const char* kWords[] = {"8 Bit",        "16 Bit",       "24 Bit", "32 Bit",
+                                             "32 Bit Float", "64 Bit Float", "ALaw",   "uLaw"};
     return kWords[int(encoding)];
 }
 

@@ -13,7 +13,7 @@ constexpr int kInt16Size = 1;
 }  // namespace
 
 const std::vector<int>& Mp3BitRateChoices() {
-    static const std::vector<int> rates = {8,  16, 24,  32,  40,  48,  56,  64,  80,
+    static const std::vector<int> rates = {8,  16,  24,  32,  40,  48,  56,  64,  80,
                                            96, 112, 128, 144, 160, 192, 224, 256, 320};
     return rates;
 }
@@ -42,8 +42,12 @@ std::string FlacCompressionLabel(int level) {
     return std::to_string(level);
 }
 
-std::string BitRateLabel(int kbps) { return StringPrintf("%d kbps", kbps); }
-std::string SampleRateLabel(int hz) { return StringPrintf("%d Hz", hz); }
+std::string BitRateLabel(int kbps) {
+    return StringPrintf("%d kbps", kbps);
+}
+std::string SampleRateLabel(int hz) {
+    return StringPrintf("%d Hz", hz);
+}
 
 std::string ChannelsLabel(int channels) {
     if (channels == 1) return "Mono";
@@ -61,20 +65,30 @@ AiffChoice AiffChoiceFor(const AiffSettings& record) {
 
 AiffChoice AiffChoiceAfterSizeChange(AiffChoice current, int sizeIndex) {
     AiffChoice next{sizeIndex, current.compression};
-    if (!AiffSizeIsFree(current.compression)) next.sizeIndex = kInt16Size;
-    else if (sizeIndex == kFloat32Size) next.compression = kAiffFloat32;
-    else if (sizeIndex == kFloat64Size) next.compression = kAiffFloat64;
-    else next.compression = kAiffNone;
+    if (!AiffSizeIsFree(current.compression))
+        next.sizeIndex = kInt16Size;
+    else if (sizeIndex == kFloat32Size)
+        next.compression = kAiffFloat32;
+    else if (sizeIndex == kFloat64Size)
+        next.compression = kAiffFloat64;
+    else
+        next.compression = kAiffNone;
     return next;
 }
 
 AiffChoice AiffChoiceAfterCompressionChange(AiffChoice current, int compression) {
     AiffChoice next{current.sizeIndex, compression};
     switch (compression) {
-        case kAiffFloat32: next.sizeIndex = kFloat32Size; break;
-        case kAiffFloat64: next.sizeIndex = kFloat64Size; break;
+        case kAiffFloat32:
+            next.sizeIndex = kFloat32Size;
+            break;
+        case kAiffFloat64:
+            next.sizeIndex = kFloat64Size;
+            break;
         case kAiffALaw:
-        case kAiffULaw: next.sizeIndex = kInt16Size; break;
+        case kAiffULaw:
+            next.sizeIndex = kInt16Size;
+            break;
         default:
             if (current.sizeIndex >= kFloat32Size) next.sizeIndex = kInt16Size;
             break;
@@ -82,7 +96,9 @@ AiffChoice AiffChoiceAfterCompressionChange(AiffChoice current, int compression)
     return next;
 }
 
-bool AiffSizeIsFree(int compression) { return compression != kAiffALaw && compression != kAiffULaw; }
+bool AiffSizeIsFree(int compression) {
+    return compression != kAiffALaw && compression != kAiffULaw;
+}
 
 void ApplyAiffChoice(const AiffChoice& choice, AiffSettings& record) {
     int index = choice.sizeIndex >= 0 && choice.sizeIndex < 6 ? choice.sizeIndex : kInt16Size;

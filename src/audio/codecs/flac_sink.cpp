@@ -22,7 +22,7 @@ constexpr uint32_t kMaxRate = 655350;    // the largest rate a FLAC subset strea
 constexpr uint8_t kMaxChannels = 8;
 
 class FlacSink final : public LSoundSinkBase {
-public:
+  public:
     FlacSink(std::string path, const FlacSettings& settings, uint32_t rate, uint8_t channels)
         : LSoundSinkBase(std::move(path), rate, channels),
           bits_(FlacBitDepthFor(settings.bitDepth)),
@@ -35,7 +35,7 @@ public:
     bool Close() override;
     void Abort() override;
 
-private:
+  private:
     bool StartEncoder(std::string* error);
     void DeleteEncoder();
     bool Encode(const float* samples, uint32_t frames);
@@ -59,8 +59,8 @@ private:
 };
 
 FLAC__StreamEncoderWriteStatus FlacSink::OnWrite(const FLAC__StreamEncoder*,
-                                                 const FLAC__byte buffer[], size_t bytes,
-                                                 uint32_t, uint32_t, void* self) {
+                                                 const FLAC__byte buffer[], size_t bytes, uint32_t,
+                                                 uint32_t, void* self) {
     auto* sink = static_cast<FlacSink*>(self);
     if (sink->aborted_) return FLAC__STREAM_ENCODER_WRITE_STATUS_FATAL_ERROR;
     int64_t written = sink->file_.Write(buffer, int64_t(bytes));
@@ -120,8 +120,8 @@ void FlacSink::DeleteEncoder() {
 bool FlacSink::Open(std::string* error) {
     if (channels_ < 1 || channels_ > kMaxChannels || sampleRate_ < 1 || sampleRate_ > kMaxRate) {
         if (error)
-            *error = StringPrintf("FLAC cannot hold %u Hz with %u channels.",
-                                  unsigned(sampleRate_), unsigned(channels_));
+            *error = StringPrintf("FLAC cannot hold %u Hz with %u channels.", unsigned(sampleRate_),
+                                  unsigned(channels_));
         return false;
     }
     if (!file_.Open(path_, LFile::Mode::CreateTruncate)) {
@@ -176,10 +176,9 @@ int64_t FlacSink::Write(const float* samples, uint64_t frames) {
         uint32_t n = uint32_t(std::min<uint64_t>(frames - done, kChunkFrames));
         if (!Encode(samples + done * channels_, n)) {
             FLAC__StreamEncoderState state = FLAC__stream_encoder_get_state(encoder_);
-            SetError(!writeError_.empty()
-                         ? writeError_
-                         : StringPrintf("The FLAC encoder failed: %s",
-                                        FLAC__StreamEncoderStateString[state]));
+            SetError(!writeError_.empty() ? writeError_
+                                          : StringPrintf("The FLAC encoder failed: %s",
+                                                         FLAC__StreamEncoderStateString[state]));
             return -1;
         }
         done += n;

@@ -16,11 +16,16 @@ namespace {
 
 std::string WavEncodingWord(const LSoundFormat& f) {
     switch (f.formatTag) {
-        case kWaveFormatIeeeFloat: return "32 Bit Float";
-        case kWaveFormatALaw: return "A-Law";
-        case kWaveFormatMuLaw: return "u-Law";
-        case kWaveFormatGsm610: return "GSM 6.10";
-        default: return StringPrintf("%u Bit", unsigned(f.bitsPerSample));
+        case kWaveFormatIeeeFloat:
+            return "32 Bit Float";
+        case kWaveFormatALaw:
+            return "A-Law";
+        case kWaveFormatMuLaw:
+            return "u-Law";
+        case kWaveFormatGsm610:
+            return "GSM 6.10";
+        default:
+            return StringPrintf("%u Bit", unsigned(f.bitsPerSample));
     }
 }
 
@@ -37,11 +42,10 @@ std::string Mp3Text() {
     const char* first = nullptr;
     const char* second = nullptr;
     Mp3ModeWords(r.channelMode, first, second);
-    std::string text =
-        r.constantBitRate
-            ? StringPrintf("%d kbps %s %s", int(r.cbrBitRate), first, second)
-            : StringPrintf("%d-%d kbps %s %s", int(r.vbrMinBitRate), int(r.vbrMaxBitRate), first,
-                           second);
+    std::string text = r.constantBitRate
+                           ? StringPrintf("%d kbps %s %s", int(r.cbrBitRate), first, second)
+                           : StringPrintf("%d-%d kbps %s %s", int(r.vbrMinBitRate),
+                                          int(r.vbrMaxBitRate), first, second);
     return TrimBlanks(text);
 }
 
@@ -54,11 +58,12 @@ std::string CurrentFormatDisplayText() {
             return StringPrintf("%dHz %s %s", int(f.sampleRate), WavEncodingWord(f).c_str(),
                                 ChannelCountWord(f.channels).c_str());
         }
-        case kFormatMp3: return Mp3Text();
+        case kFormatMp3:
+            return Mp3Text();
         case kFormatAiff: {
             AiffRecordingFormat f = CurrentAiffFormat();
-            std::string what = std::string(AiffEncodingWord(f.encoding)) + " " +
-                               ChannelCountWord(f.channels);
+            std::string what =
+                std::string(AiffEncodingWord(f.encoding)) + " " + ChannelCountWord(f.channels);
             return StringPrintf("%s %iHz AIFF", what.c_str(), int(f.rate));
         }
         case kFormatFlac: {
@@ -67,7 +72,8 @@ std::string CurrentFormatDisplayText() {
                                             ChannelCountWord(f.channels).c_str());
             return StringPrintf("%s %iHz Flac", what.c_str(), int(f.rate));
         }
-        default: return {};
+        default:
+            return {};
     }
 }
 

@@ -23,15 +23,17 @@ std::map<std::string, std::unique_ptr<const LameFunctions>>& LoadedTables() {
 }
 
 std::string MissingLibraryText(const std::string& path, const std::string& why) {
-    return StringPrintf("The MP3 encoder library %s could not be loaded (%s). Install the "
-                        "package %s (for example: sudo apt-get install %s) to record MP3.",
-                        path.c_str(), why.c_str(), kLamePackage, kLamePackage);
+    return StringPrintf(
+        "The MP3 encoder library %s could not be loaded (%s). Install the "
+        "package %s (for example: sudo apt-get install %s) to record MP3.",
+        path.c_str(), why.c_str(), kLamePackage, kLamePackage);
 }
 
 std::string MissingFunctionText(const std::string& path, const char* function) {
-    return StringPrintf("The MP3 encoder library %s lacks the function %s; it is not a usable "
-                        "LAME library. Install the package %s to record MP3.",
-                        path.c_str(), function, kLamePackage);
+    return StringPrintf(
+        "The MP3 encoder library %s lacks the function %s; it is not a usable "
+        "LAME library. Install the package %s to record MP3.",
+        path.c_str(), function, kLamePackage);
 }
 
 }  // namespace
@@ -48,10 +50,10 @@ bool ResolveLameLibrary(const std::string& path, LameFunctions& table, std::stri
     }
     LameFunctions found;
     const char* missing = nullptr;
-#define VOCARTA_LAME_RESOLVE(name, type)                                        \
-    if (!missing) {                                                             \
-        found.name = reinterpret_cast<type>(dlsym(handle, #name));             \
-        if (!found.name) missing = #name;                                      \
+#define VOCARTA_LAME_RESOLVE(name, type)                           \
+    if (!missing) {                                                \
+        found.name = reinterpret_cast<type>(dlsym(handle, #name)); \
+        if (!found.name) missing = #name;                          \
     }
     VOCARTA_LAME_FUNCTIONS(VOCARTA_LAME_RESOLVE)
 #undef VOCARTA_LAME_RESOLVE
@@ -84,7 +86,9 @@ const LameFunctions* Mp3Functions(std::string* error) {
     return published;
 }
 
-bool LoadMp3Library() { return Mp3Functions(nullptr) != nullptr; }
+bool LoadMp3Library() {
+    return Mp3Functions(nullptr) != nullptr;
+}
 
 std::string Mp3LibraryVersion() {
     const LameFunctions* lame = Mp3Functions(nullptr);

@@ -24,43 +24,43 @@ enum LameVbrMode : int { kLameVbrOff = 0, kLameVbrAbr = 3, kLameVbrMtrh = 4 };
 // The encoder's function table. The first 34 entries are looked up in this order;
 // the last two (low-pass and the LAME/Xing tag written at the end of a file)
 // follow them. Every one must be found, or none is used.
-#define VOCARTA_LAME_FUNCTIONS(X)                                                        \
-    X(lame_init, LameHandle (*)())                                                       \
-    X(lame_close, int (*)(LameHandle))                                                   \
-    X(get_lame_short_version, const char* (*)())                                        \
-    X(lame_set_num_channels, int (*)(LameHandle, int))                                   \
-    X(lame_get_num_channels, int (*)(const LameGlobalFlags*))                            \
-    X(lame_set_mode, int (*)(LameHandle, int))                                           \
-    X(lame_get_mode, int (*)(const LameGlobalFlags*))                                    \
-    X(lame_set_force_ms, int (*)(LameHandle, int))                                       \
-    X(lame_get_force_ms, int (*)(const LameGlobalFlags*))                                \
-    X(lame_set_error_protection, int (*)(LameHandle, int))                               \
-    X(lame_get_error_protection, int (*)(const LameGlobalFlags*))                        \
-    X(lame_set_compression_ratio, int (*)(LameHandle, float))                            \
-    X(lame_get_compression_ratio, float (*)(const LameGlobalFlags*))                     \
-    X(lame_set_brate, int (*)(LameHandle, int))                                          \
-    X(lame_get_brate, int (*)(const LameGlobalFlags*))                                   \
-    X(lame_set_quality, int (*)(LameHandle, int))                                        \
-    X(lame_get_quality, int (*)(const LameGlobalFlags*))                                 \
-    X(lame_set_VBR, int (*)(LameHandle, int))                                            \
-    X(lame_get_VBR, int (*)(const LameGlobalFlags*))                                     \
-    X(lame_set_VBR_min_bitrate_kbps, int (*)(LameHandle, int))                           \
-    X(lame_get_VBR_min_bitrate_kbps, int (*)(const LameGlobalFlags*))                    \
-    X(lame_set_VBR_max_bitrate_kbps, int (*)(LameHandle, int))                           \
-    X(lame_get_VBR_max_bitrate_kbps, int (*)(const LameGlobalFlags*))                    \
-    X(lame_set_VBR_q, int (*)(LameHandle, int))                                          \
-    X(lame_get_VBR_q, int (*)(const LameGlobalFlags*))                                   \
-    X(lame_set_VBR_mean_bitrate_kbps, int (*)(LameHandle, int))                          \
-    X(lame_get_VBR_mean_bitrate_kbps, int (*)(const LameGlobalFlags*))                   \
-    X(lame_set_in_samplerate, int (*)(LameHandle, int))                                  \
-    X(lame_get_in_samplerate, int (*)(const LameGlobalFlags*))                           \
-    X(lame_set_out_samplerate, int (*)(LameHandle, int))                                 \
-    X(lame_get_out_samplerate, int (*)(const LameGlobalFlags*))                          \
-    X(lame_init_params, int (*)(LameHandle))                                             \
-    X(lame_encode_flush, int (*)(LameHandle, unsigned char*, int))                       \
-    X(lame_encode_buffer_interleaved_ieee_float,                                         \
-      int (*)(LameHandle, const float*, int, unsigned char*, int))                       \
-    X(lame_set_lowpassfreq, int (*)(LameHandle, int))                                    \
+#define VOCARTA_LAME_FUNCTIONS(X)                                      \
+    X(lame_init, LameHandle (*)())                                     \
+    X(lame_close, int (*)(LameHandle))                                 \
+    X(get_lame_short_version, const char* (*)())                       \
+    X(lame_set_num_channels, int (*)(LameHandle, int))                 \
+    X(lame_get_num_channels, int (*)(const LameGlobalFlags*))          \
+    X(lame_set_mode, int (*)(LameHandle, int))                         \
+    X(lame_get_mode, int (*)(const LameGlobalFlags*))                  \
+    X(lame_set_force_ms, int (*)(LameHandle, int))                     \
+    X(lame_get_force_ms, int (*)(const LameGlobalFlags*))              \
+    X(lame_set_error_protection, int (*)(LameHandle, int))             \
+    X(lame_get_error_protection, int (*)(const LameGlobalFlags*))      \
+    X(lame_set_compression_ratio, int (*)(LameHandle, float))          \
+    X(lame_get_compression_ratio, float (*)(const LameGlobalFlags*))   \
+    X(lame_set_brate, int (*)(LameHandle, int))                        \
+    X(lame_get_brate, int (*)(const LameGlobalFlags*))                 \
+    X(lame_set_quality, int (*)(LameHandle, int))                      \
+    X(lame_get_quality, int (*)(const LameGlobalFlags*))               \
+    X(lame_set_VBR, int (*)(LameHandle, int))                          \
+    X(lame_get_VBR, int (*)(const LameGlobalFlags*))                   \
+    X(lame_set_VBR_min_bitrate_kbps, int (*)(LameHandle, int))         \
+    X(lame_get_VBR_min_bitrate_kbps, int (*)(const LameGlobalFlags*))  \
+    X(lame_set_VBR_max_bitrate_kbps, int (*)(LameHandle, int))         \
+    X(lame_get_VBR_max_bitrate_kbps, int (*)(const LameGlobalFlags*))  \
+    X(lame_set_VBR_q, int (*)(LameHandle, int))                        \
+    X(lame_get_VBR_q, int (*)(const LameGlobalFlags*))                 \
+    X(lame_set_VBR_mean_bitrate_kbps, int (*)(LameHandle, int))        \
+    X(lame_get_VBR_mean_bitrate_kbps, int (*)(const LameGlobalFlags*)) \
+    X(lame_set_in_samplerate, int (*)(LameHandle, int))                \
+    X(lame_get_in_samplerate, int (*)(const LameGlobalFlags*))         \
+    X(lame_set_out_samplerate, int (*)(LameHandle, int))               \
+    X(lame_get_out_samplerate, int (*)(const LameGlobalFlags*))        \
+    X(lame_init_params, int (*)(LameHandle))                           \
+    X(lame_encode_flush, int (*)(LameHandle, unsigned char*, int))     \
+    X(lame_encode_buffer_interleaved_ieee_float,                       \
+      int (*)(LameHandle, const float*, int, unsigned char*, int))     \
+    X(lame_set_lowpassfreq, int (*)(LameHandle, int))                  \
     X(lame_get_lametag_frame, size_t (*)(const LameGlobalFlags*, unsigned char*, size_t))
 
 struct LameFunctions {

@@ -21,12 +21,14 @@ constexpr int kChunkFrames = 4096;
 constexpr int kOutBytes = kChunkFrames * 5 / 4 + 7200;
 constexpr int kLowpassMaxKHz = 50;
 
-int Clamp(int value, int low, int high) { return std::min(std::max(value, low), high); }
+int Clamp(int value, int low, int high) {
+    return std::min(std::max(value, low), high);
+}
 
 class Mp3Sink final : public LSoundSinkBase {
-public:
-    Mp3Sink(std::string path, const LameFunctions& lame, const Mp3Settings& settings,
-            uint32_t rate, uint8_t channels)
+  public:
+    Mp3Sink(std::string path, const LameFunctions& lame, const Mp3Settings& settings, uint32_t rate,
+            uint8_t channels)
         : LSoundSinkBase(std::move(path), rate, channels),
           lame_(lame),
           settings_(settings),
@@ -43,14 +45,14 @@ public:
     bool Close() override;
     void Abort() override;
 
-private:
+  private:
     void ApplySettings();
     bool WriteOut(const unsigned char* bytes, int count);
     void ReleaseEncoder();
 
     const LameFunctions& lame_;
     const Mp3Settings settings_;
-    LameHandle handle_ = nullptr;   // owned; released by Close/Abort
+    LameHandle handle_ = nullptr;  // owned; released by Close/Abort
     LFile file_;
     std::vector<unsigned char> out_;  // kOutBytes, allocated once
     std::vector<float> stereo_;       // a chunk of mono input doubled, allocated once
@@ -104,9 +106,10 @@ bool Mp3Sink::Configure(std::string* error) {
     int result = lame_.lame_init_params(handle_);
     if (result < 0) {
         if (error)
-            *error = StringPrintf("The MP3 encoder refused the settings (%u Hz, %u channels, "
-                                  "error %d).",
-                                  unsigned(sampleRate_), unsigned(channels_), result);
+            *error = StringPrintf(
+                "The MP3 encoder refused the settings (%u Hz, %u channels, "
+                "error %d).",
+                unsigned(sampleRate_), unsigned(channels_), result);
         ReleaseEncoder();
         return false;
     }
@@ -134,8 +137,8 @@ bool Mp3Sink::SetFormat(uint32_t sampleRate, uint8_t channels) {
     channels_ = channels;
     std::string why;
     if (Configure(&why)) return true;
-    LogError("Mp3Sink::SetFormat %u Hz %u channels: %s", unsigned(sampleRate),
-             unsigned(channels), why.c_str());
+    LogError("Mp3Sink::SetFormat %u Hz %u channels: %s", unsigned(sampleRate), unsigned(channels),
+             why.c_str());
     sampleRate_ = oldRate;
     channels_ = oldChannels;
     if (!Configure(&why)) SetError(why);  // the old format worked before; keep the sink usable
@@ -164,8 +167,8 @@ int64_t Mp3Sink::Write(const float* samples, uint64_t frames) {
             for (int i = 0; i < n; ++i) stereo_[2 * i] = stereo_[2 * i + 1] = input[i];
             input = stereo_.data();
         }
-        int bytes = lame_.lame_encode_buffer_interleaved_ieee_float(handle_, input, n,
-                                                                    out_.data(), kOutBytes);
+        int bytes = lame_.lame_encode_buffer_interleaved_ieee_float(handle_, input, n, out_.data(),
+                                                                    kOutBytes);
         if (bytes < 0) {
             SetError(StringPrintf("The MP3 encoder failed (error %d).", bytes));
             return -1;
@@ -210,7 +213,8 @@ std::shared_ptr<LSoundSinkBase> OpenMp3Sink(const std::string& path, const Mp3Se
     const LameFunctions* lame = Mp3Functions(error);
     if (!lame) return nullptr;
     if (channels < 1 || channels > 2) {
-        if (error) *error = StringPrintf("MP3 takes one or two channels, not %u.", unsigned(channels));
+        if (error)
+            *error = StringPrintf("MP3 takes one or two channels, not %u.", unsigned(channels));
         return nullptr;
     }
     auto sink = std::make_shared<Mp3Sink>(path, *lame, settings, rate, channels);

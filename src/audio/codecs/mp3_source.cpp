@@ -36,7 +36,7 @@ bool HasInfoTag(LFile& file) {
 }
 
 class Mp3Source final : public LSoundSourceBase {
-public:
+  public:
     ~Mp3Source() override {
         if (handle_) mpg123_delete(handle_);
     }
@@ -47,7 +47,7 @@ public:
     // The bit rate in kbps when the first audio frame says constant bit rate, else 0.
     int ConstantBitRate();
 
-private:
+  private:
     bool Fail(const std::string& text, std::string* error);
     bool AcceptFloatOutput();
     void DescribeStream();
@@ -90,7 +90,7 @@ void Mp3Source::DescribeStream() {
                        : info.mode == MPG123_M_DUAL ? "Dual Channel"
                        : info.mode == MPG123_M_MONO ? "Mono"
                                                     : "Stereo";
-    std::string rate = info.vbr == MPG123_CBR ? StringPrintf("%d kbps", info.bitrate)
+    std::string rate = info.vbr == MPG123_CBR   ? StringPrintf("%d kbps", info.bitrate)
                        : info.vbr == MPG123_ABR ? StringPrintf("ABR %d kbps", info.abr_rate)
                                                 : std::string("VBR");
     description_ = StringPrintf("%s Layer %d, %s, %ld Hz, %s", version, info.layer, rate.c_str(),
@@ -147,8 +147,8 @@ int64_t Mp3Source::Read(float* samples, uint64_t frames) {
         }
     }
     if (result != MPG123_OK && result != MPG123_DONE && result != MPG123_NEW_FORMAT) {
-        lastError_ = StringPrintf("Decoding %s failed: %s", path_.c_str(),
-                                  mpg123_strerror(handle_));
+        lastError_ =
+            StringPrintf("Decoding %s failed: %s", path_.c_str(), mpg123_strerror(handle_));
         return -1;
     }
     return int64_t(done / frameBytes);

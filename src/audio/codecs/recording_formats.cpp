@@ -37,7 +37,9 @@ uint8_t ChooseChannels(const char* what, bool matchSource, int stored, uint8_t m
 uint32_t Le32(const unsigned char* p) {
     return uint32_t(p[0]) | uint32_t(p[1]) << 8 | uint32_t(p[2]) << 16 | uint32_t(p[3]) << 24;
 }
-uint16_t Le16(const unsigned char* p) { return uint16_t(p[0] | p[1] << 8); }
+uint16_t Le16(const unsigned char* p) {
+    return uint16_t(p[0] | p[1] << 8);
+}
 
 int SubtypeOf(const std::string& path) {
     LFile file;
@@ -65,8 +67,8 @@ AiffRecordingFormat CurrentAiffFormat() {
 FlacRecordingFormat CurrentFlacFormat() {
     FlacRecordingFormat f;
     LoadFlacSettings(f.settings, kDefaultRecordingRate, kDefaultRecordingChannels);
-    f.rate = ChooseRate("FLAC", f.settings.matchSourceSampleRate, f.settings.sampleRate,
-                        kMaxFlacRate);
+    f.rate =
+        ChooseRate("FLAC", f.settings.matchSourceSampleRate, f.settings.sampleRate, kMaxFlacRate);
     f.channels = ChooseChannels("FLAC", f.settings.matchSourceChannels, f.settings.channels,
                                 kMaxFlacChannels);
     return f;
@@ -95,24 +97,45 @@ bool ReadWavFileEncoding(const std::string& path, uint16_t& tag, uint16_t& bits)
 
 bool AiffEncodingOfFile(const std::string& path, AiffEncoding& encoding) {
     switch (SubtypeOf(path)) {
-        case SF_FORMAT_PCM_S8: encoding = AiffEncoding::Pcm8; return true;
-        case SF_FORMAT_PCM_16: encoding = AiffEncoding::Pcm16; return true;
-        case SF_FORMAT_PCM_24: encoding = AiffEncoding::Pcm24; return true;
-        case SF_FORMAT_PCM_32: encoding = AiffEncoding::Pcm32; return true;
-        case SF_FORMAT_FLOAT: encoding = AiffEncoding::Float32; return true;
-        case SF_FORMAT_DOUBLE: encoding = AiffEncoding::Float64; return true;
-        case SF_FORMAT_ALAW: encoding = AiffEncoding::ALaw; return true;
-        case SF_FORMAT_ULAW: encoding = AiffEncoding::ULaw; return true;
-        default: return false;
+        case SF_FORMAT_PCM_S8:
+            encoding = AiffEncoding::Pcm8;
+            return true;
+        case SF_FORMAT_PCM_16:
+            encoding = AiffEncoding::Pcm16;
+            return true;
+        case SF_FORMAT_PCM_24:
+            encoding = AiffEncoding::Pcm24;
+            return true;
+        case SF_FORMAT_PCM_32:
+            encoding = AiffEncoding::Pcm32;
+            return true;
+        case SF_FORMAT_FLOAT:
+            encoding = AiffEncoding::Float32;
+            return true;
+        case SF_FORMAT_DOUBLE:
+            encoding = AiffEncoding::Float64;
+            return true;
+        case SF_FORMAT_ALAW:
+            encoding = AiffEncoding::ALaw;
+            return true;
+        case SF_FORMAT_ULAW:
+            encoding = AiffEncoding::ULaw;
+            return true;
+        default:
+            return false;
     }
 }
 
 int FlacBitsOfFile(const std::string& path) {
     switch (SubtypeOf(path)) {
-        case SF_FORMAT_PCM_S8: return 8;
-        case SF_FORMAT_PCM_16: return 16;
-        case SF_FORMAT_PCM_24: return 24;
-        default: return 0;
+        case SF_FORMAT_PCM_S8:
+            return 8;
+        case SF_FORMAT_PCM_16:
+            return 16;
+        case SF_FORMAT_PCM_24:
+            return 24;
+        default:
+            return 0;
     }
 }
 

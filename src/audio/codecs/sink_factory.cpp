@@ -62,7 +62,8 @@ std::shared_ptr<LSoundSinkBase> OpenMp3Like(const std::string& likePath,
 std::shared_ptr<LSoundSinkBase> OpenRecordingSink(int format, const std::string& path,
                                                   std::string* error) {
     switch (format) {
-        case kFormatWav: return OpenWavSink(path, LoadWavFormat(), error);
+        case kFormatWav:
+            return OpenWavSink(path, LoadWavFormat(), error);
         case kFormatMp3: {
             Mp3Settings settings;
             LoadMp3Settings(settings);
@@ -87,8 +88,10 @@ std::shared_ptr<LSoundSinkBase> OpenSinkLike(const std::string& likePath,
                                              const LSoundSourceBase& like,
                                              const std::string& newPath, std::string* error) {
     switch (OutputFormatFromPath(likePath)) {
-        case kFormatWav: return OpenWavLike(likePath, like, newPath, error);
-        case kFormatMp3: return OpenMp3Like(likePath, like, newPath, error);
+        case kFormatWav:
+            return OpenWavLike(likePath, like, newPath, error);
+        case kFormatMp3:
+            return OpenMp3Like(likePath, like, newPath, error);
         case kFormatAiff: {
             AiffEncoding encoding = CurrentAiffFormat().encoding;
             AiffEncodingOfFile(likePath, encoding);
@@ -114,9 +117,12 @@ std::shared_ptr<LSoundSourceBase> OpenSoundSource(const std::string& path, std::
         return nullptr;
     }
     switch (OutputFormatFromPath(path)) {
-        case kFormatWav: return OpenWavSource(path, error);
-        case kFormatMp3: return OpenMp3Source(path, error);
-        default: return OpenSndfileSource(path, error);
+        case kFormatWav:
+            return OpenWavSource(path, error);
+        case kFormatMp3:
+            return OpenMp3Source(path, error);
+        default:
+            return OpenSndfileSource(path, error);
     }
 }
 

@@ -19,22 +19,33 @@ constexpr sf_count_t kCountChunkFrames = 8192;
 const char* SubtypeWords(int subtype) {
     switch (subtype) {
         case SF_FORMAT_PCM_S8:
-        case SF_FORMAT_PCM_U8: return "8 bit";
-        case SF_FORMAT_PCM_16: return "16 bit";
-        case SF_FORMAT_PCM_24: return "24 bit";
-        case SF_FORMAT_PCM_32: return "32 bit";
-        case SF_FORMAT_FLOAT: return "32-bit floating point";
-        case SF_FORMAT_DOUBLE: return "64-bit floating point";
-        case SF_FORMAT_ALAW: return "ALaw 2:1";
-        case SF_FORMAT_ULAW: return "uLaw 2:1";
-        case SF_FORMAT_VORBIS: return "Vorbis";
-        case SF_FORMAT_OPUS: return "Opus";
-        default: return nullptr;
+        case SF_FORMAT_PCM_U8:
+            return "8 bit";
+        case SF_FORMAT_PCM_16:
+            return "16 bit";
+        case SF_FORMAT_PCM_24:
+            return "24 bit";
+        case SF_FORMAT_PCM_32:
+            return "32 bit";
+        case SF_FORMAT_FLOAT:
+            return "32-bit floating point";
+        case SF_FORMAT_DOUBLE:
+            return "64-bit floating point";
+        case SF_FORMAT_ALAW:
+            return "ALaw 2:1";
+        case SF_FORMAT_ULAW:
+            return "uLaw 2:1";
+        case SF_FORMAT_VORBIS:
+            return "Vorbis";
+        case SF_FORMAT_OPUS:
+            return "Opus";
+        default:
+            return nullptr;
     }
 }
 
 class SndfileSource final : public LSoundSourceBase {
-public:
+  public:
     ~SndfileSource() override {
         if (sndfile_) sf_close(sndfile_);
     }
@@ -43,7 +54,7 @@ public:
     int64_t Read(float* samples, uint64_t frames) override;
     bool Seek(uint64_t frame) override;
 
-private:
+  private:
     bool Fail(const std::string& text, std::string* error);
     std::string ContainerWord(int major);
     bool CountFrames(std::string* error);
@@ -110,9 +121,9 @@ bool SndfileSource::Open(const std::string& path, std::string* error) {
     const int major = info.format & SF_FORMAT_TYPEMASK;
     const int subtype = info.format & SF_FORMAT_SUBMASK;
     const char* words = SubtypeWords(subtype);
-    description_ = StringPrintf("%s, %s%s%u Hz, %s", ContainerWord(major).c_str(),
-                                words ? words : "", words ? ", " : "", unsigned(sampleRate_),
-                                ChannelCountWord(channels_).c_str());
+    description_ =
+        StringPrintf("%s, %s%s%u Hz, %s", ContainerWord(major).c_str(), words ? words : "",
+                     words ? ", " : "", unsigned(sampleRate_), ChannelCountWord(channels_).c_str());
     if (info.frames > 0 && info.frames != SF_COUNT_MAX) {
         totalFrames_ = uint64_t(info.frames);
         return true;

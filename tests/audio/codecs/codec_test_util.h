@@ -41,49 +41,30 @@ inline bool WriteTone(LSoundSinkBase& sink, double hz, double amplitude, double 
 
 struct ToolResult {
     int status = -1;  // exit code; 127 when the program could not be started
-    std::string out;  // standard output
-    std::string err;  // standard error
+    std::string out;  // standard output, and standard error when merged
 };
 
 // Runs a program with an argument vector (no shell) and collects its output.
-inline ToolResult RunTool(const std::vector<std::string>& argv) {
+// Without `mergeErrors` its standard error goes to the test's own.
+inline ToolResult RunTool(const std::vector<std::string>& argv, bool mergeErrors = false) {
     ToolResult result;
-    int outPipe[2], errPipe[2];
-    if (pipe(outPipe) != 0 || pipe(errPipe) != 0) return result;
+    int out[2];
+    if (pipe(out) != 0) return result;
     pid_t pid = fork();
     if (pid == 0) {
-        dup2(outPipe[1], 1);
-        dup2(errPipe[1], 2);
-        close(outPipe[0]);
-        close(errPipe[0]);
+        dup2(out[1], 1);
+        if (mergeErrors) dup2(out[1], 2);
+        close(out[0]);
         std::vector<char*> args;
         for (const auto& a : argv) args.push_back(const_cast<char*>(a.c_str()));
         args.push_back(nullptr);
         execvp(args[0], args.data());
         _exit(127);
     }
-    close(outPipe[1]);
-    close(errPipe[1]);
-    // Drain both pipes without blocking on either.
-    bool outOpen = true, errOpen = true;
+    close(out[1]);
     char buf[65536];
-    while (outOpen || errOpen) {
-        fd_set set;
-        FD_ZERO(&set);
-        if (outOpen) FD_SET(outPipe[0], &set);
-        if (errOpen) FD_SET(errPipe[0], &set);
-        if (select(std::max(outPipe[0], errPipe[0]) + 1, &set, nullptr, nullptr, nullptr) < 0)
-            break;
-        for (auto [fd, open, text] : {std::tuple{outPipe[0], &outOpen, &result.out},
-                                      std::tuple{errPipe[0], &errOpen, &result.err}}) {
-            if (!*open || !FD_ISSET(fd, &set)) continue;
-            ssize_t n = read(fd, buf, sizeof buf);
-            if (n <= 0) *open = false;
-            else text->append(buf, size_t(n));
-        }
-    }
-    close(outPipe[0]);
-    close(errPipe[0]);
+    for (ssize_t n; (n = read(out[0], buf, sizeof buf)) > 0;) result.out.append(buf, size_t(n));
+    close(out[0]);
     int status = 0;
     waitpid(pid, &status, 0);
     result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
@@ -92,15 +73,15 @@ inline ToolResult RunTool(const std::vector<std::string>& argv) {
 
 // soxi's answer for one switch ("-r", "-c", "-s", "-b", "-e", "-B"), trimmed.
 inline std::string Soxi(const std::string& sw, const std::string& path) {
-    ToolResult r = RunTool({"soxi", sw, path});
+    ToolResult r = RunTool({"soxi", sw, path}, true);
     while (!r.out.empty() && (r.out.back() == '\n' || r.out.back() == ' ')) r.out.pop_back();
-    return r.status == 0 ? r.out : "soxi failed (" + std::to_string(r.status) + "): " + r.err;
+    return r.status == 0 ? r.out : "soxi failed (" + std::to_string(r.status) + "): " + r.out;
 }
 
 // Decodes any file sox reads to interleaved floats (channels as in the file).
 inline std::vector<float> DecodeWithSox(const std::string& path) {
-    ToolResult r = RunTool({"sox", "-V1", path, "-t", "raw", "-e", "floating-point", "-b", "32",
-                            "-"});
+    ToolResult r =
+        RunTool({"sox", "-V1", path, "-t", "raw", "-e", "floating-point", "-b", "32", "-"});
     std::vector<float> out(r.out.size() / sizeof(float));
     if (!out.empty()) std::memcpy(out.data(), r.out.data(), out.size() * sizeof(float));
     return out;
@@ -126,8 +107,8 @@ struct ToneMeasure {
 
 // Frequency (from rising zero crossings) and peak level of channel `channel`,
 // ignoring the first and last tenth where encoders fade in and out.
-inline ToneMeasure MeasureTone(const std::vector<float>& samples, unsigned channels,
-                               uint32_t rate, unsigned channel = 0) {
+inline ToneMeasure MeasureTone(const std::vector<float>& samples, unsigned channels, uint32_t rate,
+                               unsigned channel = 0) {
     ToneMeasure m;
     const size_t frames = samples.size() / channels;
     const size_t from = frames / 10, to = frames - frames / 10;

@@ -1,8 +1,9 @@
+#include "audio/codecs/lame_library.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdlib>
 
-#include "audio/codecs/lame_library.h"
 #include "codec_test_util.h"
 #include "support/temp_dir.h"
 
@@ -21,8 +22,8 @@ std::string BuildIncompleteLame(const TempDir& dir, const std::string& leaveOut)
 #undef VOCARTA_TEST_STUB
     const std::string c = dir.File("stub.c"), so = dir.File("libincomplete.so");
     EXPECT_TRUE(WriteFile(c, source));
-    ToolResult r = RunTool({"cc", "-shared", "-fPIC", "-o", so, c});
-    EXPECT_EQ(r.status, 0) << "cc is needed to build the test library: " << r.err;
+    ToolResult r = RunTool({"cc", "-shared", "-fPIC", "-o", so, c}, true);
+    EXPECT_EQ(r.status, 0) << "cc is needed to build the test library: " << r.out;
     return so;
 }
 
