@@ -101,10 +101,10 @@ class VocartaEnv:
         self._procs.append(proc)
         return proc
 
-    def start(self, *args, timeout=20):
+    def start(self, *args, timeout=20, nogui=True):
         """Starts a running copy and returns once it listens on its socket."""
         before = self.count_log("Running copy listening on")
-        proc = self.popen(*args)
+        proc = self.popen(*args, nogui=nogui)
         self.wait_for_log("Running copy listening on", count=before + 1, timeout=timeout,
                           proc=proc)
         return proc
