@@ -18,13 +18,13 @@ using namespace vocarta::test;
 
 namespace {
 
-QApplication& App() {
+void App() {
+    if (QApplication::instance()) return;
     static int argc = 1;
     static char name[] = "main_window_test";
     static char* argv[] = {name, nullptr};
     setenv("QT_QPA_PLATFORM", "offscreen", 1);
-    static QApplication app(argc, argv);
-    return app;
+    new QApplication(argc, argv);  // lives as long as the test program
 }
 
 // Presses the button with `text` in the next message box that opens.
