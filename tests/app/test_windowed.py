@@ -26,16 +26,17 @@ class WindowedTest(unittest.TestCase):
             if not shutil.which(tool):
                 self.fail(tool + " is missing: run scripts/install-deps.sh --with-tests")
         self.env = VocartaEnv()
-        n = free_display()
-        self.xvfb = subprocess.Popen(["Xvfb", ":%d" % n, "-nolisten", "tcp", "-screen", "0",
-                                      "1024x768x24"], stdout=subprocess.DEVNULL,
-                                     stderr=subprocess.DEVNULL)
-        deadline = time.monotonic() + 20
-        while not os.path.exists("/tmp/.X11-unix/X%d" % n):
-            if time.monotonic() > deadline or self.xvfb.poll() is not None:
-                self.fail("Xvfb :%d did not start" % n)
-            time.sleep(0.05)
-        self.env.env["DISPLAY"] = ":%d" % n
+        # Xvfb picks a free display itself and writes its number to the pipe.
+        read_fd, write_fd = os.pipe()
+        self.xvfb = subprocess.Popen(["Xvfb", "-displayfd", str(write_fd), "-nolisten", "tcp",
+                                      "-screen", "0", "1024x768x24"], pass_fds=(write_fd,),
+                                     stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        os.close(write_fd)
+        with os.fdopen(read_fd) as numbers:
+            number = numbers.readline().strip()
+        if not number:
+            self.fail("Xvfb did not start")
+        self.env.env["DISPLAY"] = ":" + number
 
     def tearDown(self):
         self.env.close()
