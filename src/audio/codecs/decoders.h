@@ -1,6 +1,9 @@
 #pragma once
 // Decoders of recordings as sources of float frames. A damaged or cut-off file
 // gives an error (at open, or as a negative Read), never a crash.
+//
+// Threading: a source is used by one thread at a time; separate sources may be
+// used on separate threads.
 
 #include <memory>
 #include <string>
