@@ -71,17 +71,28 @@ int MainDialog::HandleSwitch(const std::vector<std::string>& args, int i) {
         LogEvent("Record folder set to %s", args[size_t(i + 1)].c_str());
         return i + 1;
     }
-    if (is("-resume")) Record(kDefaultLimitMs);
-    else if (is("-pause")) Pause();
-    else if (is("-restart")) Restart();
-    else if (is("-stop")) Stop();
-    else if (is("-play")) Play();
-    else if (is("-done")) AfterStop(true);
-    else if (is("-exitifstop") || sw == kRunInBackground) exitWhenStopped_ = true;
-    else if (is("-hide")) HideWindow();
-    else if (is("-show")) ShowWindow();
-    else if (is("-exit")) Close();
-    else LogEvent("Command line: unknown argument \"%s\" skipped", sw.c_str());
+    if (is("-resume"))
+        Record(kDefaultLimitMs);
+    else if (is("-pause"))
+        Pause();
+    else if (is("-restart"))
+        Restart();
+    else if (is("-stop"))
+        Stop();
+    else if (is("-play"))
+        Play();
+    else if (is("-done"))
+        AfterStop(true);
+    else if (is("-exitifstop") || sw == kRunInBackground)
+        exitWhenStopped_ = true;
+    else if (is("-hide"))
+        HideWindow();
+    else if (is("-show"))
+        ShowWindow();
+    else if (is("-exit"))
+        Close();
+    else
+        LogEvent("Command line: unknown argument \"%s\" skipped", sw.c_str());
     return i;
 }
 
@@ -116,8 +127,10 @@ int MainDialog::HandleMsSwitch(const std::vector<std::string>& args, int i) {
     const std::string& text = args[size_t(i + 1)];
     int period = 0;
     if (!ParsePeriod(text, period)) {
-        LogError("MainDialog::HandleCommandLine: -ms \"%s\" is not a number of milliseconds; "
-                 "ignored", text.c_str());
+        LogError(
+            "MainDialog::HandleCommandLine: -ms \"%s\" is not a number of milliseconds; "
+            "ignored",
+            text.c_str());
         return i + 1;
     }
     LogEvent("Timer %d started: %d ms", int(kTimerCloseAfterMs), period);
@@ -133,8 +146,10 @@ int MainDialog::HandleScheduledLaunch(const std::vector<std::string>& args, int 
     const int last = int(args.size()) - 1;
     int64_t limit = 0;
     if (!ScheduledLimitMs(endText, std::time(nullptr), limit)) {
-        LogError("MainDialog::HandleCommandLine: -scheduled_launch end time \"%s\" is not "
-                 "hours:minutes:seconds; ignored", endText.c_str());
+        LogError(
+            "MainDialog::HandleCommandLine: -scheduled_launch end time \"%s\" is not "
+            "hours:minutes:seconds; ignored",
+            endText.c_str());
         return i;
     }
     LogEvent("Scheduled launch until %s: limit=%lld", endText.c_str(),
@@ -153,8 +168,10 @@ int MainDialog::HandleScheduledLaunch(const std::vector<std::string>& args, int 
     } else {
         const std::string& title = args[size_t(++i)];
         const int format = ReadOutputFormat();
-        if (*OutputFormatExtension(format)) RecordToFile(MakeRecordingPath(title, format));
-        else Record(limit);
+        if (*OutputFormatExtension(format))
+            RecordToFile(MakeRecordingPath(title, format));
+        else
+            Record(limit);
         if (i < last && args[size_t(i + 1)] == kRunInBackground) {
             ++i;
             exitWhenStopped_ = true;

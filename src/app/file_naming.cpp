@@ -46,14 +46,20 @@ std::tm LocalNow() {
 }
 
 // The token's replacement; false for a name that is not a token.
-bool ExpandToken(const std::string& name, const std::tm& t,
-                 const std::function<int()>& nextNumber, bool& usedCounter, std::string& out) {
-    if (name == "YYYY") out = StringPrintf("%.4d", t.tm_year + 1900);
-    else if (name == "MM") out = StringPrintf("%.2d", t.tm_mon + 1);
-    else if (name == "DD") out = StringPrintf("%.2d", t.tm_mday);
-    else if (name == "HH") out = StringPrintf("%.2d", t.tm_hour);
-    else if (name == "MIN") out = StringPrintf("%.2d", t.tm_min);
-    else if (name == "SS") out = StringPrintf("%.2d", t.tm_sec);
+bool ExpandToken(const std::string& name, const std::tm& t, const std::function<int()>& nextNumber,
+                 bool& usedCounter, std::string& out) {
+    if (name == "YYYY")
+        out = StringPrintf("%.4d", t.tm_year + 1900);
+    else if (name == "MM")
+        out = StringPrintf("%.2d", t.tm_mon + 1);
+    else if (name == "DD")
+        out = StringPrintf("%.2d", t.tm_mday);
+    else if (name == "HH")
+        out = StringPrintf("%.2d", t.tm_hour);
+    else if (name == "MIN")
+        out = StringPrintf("%.2d", t.tm_min);
+    else if (name == "SS")
+        out = StringPrintf("%.2d", t.tm_sec);
     else if (name == "autonumber") {
         usedCounter = true;
         out = StringPrintf("%03d", nextNumber());
@@ -74,7 +80,9 @@ bool IsUsableName(const std::string& name) {
 }
 }  // namespace
 
-std::string DefaultRecordFolder() { return JoinPath(MusicDir(), "Vocarta"); }
+std::string DefaultRecordFolder() {
+    return JoinPath(MusicDir(), "Vocarta");
+}
 
 std::string RecordFolder() {
     return GetSettingString(kFolderSection, kFolderKey, DefaultRecordFolder());
@@ -84,7 +92,9 @@ bool StoreRecordFolder(const std::string& folder) {
     return SetSettingString(kFolderSection, kFolderKey, folder);
 }
 
-std::string FileNamePattern() { return GetSettingString(kSettings, kPatternKey, kDefaultPattern); }
+std::string FileNamePattern() {
+    return GetSettingString(kSettings, kPatternKey, kDefaultPattern);
+}
 
 std::string ExpandPatternOnce(const std::string& pattern, const std::tm& moment,
                               const std::function<int()>& nextNumber, bool& usedCounter) {
@@ -104,8 +114,10 @@ std::string ExpandPatternOnce(const std::string& pattern, const std::tm& moment,
         }
         std::string name = CutText(pattern.substr(i + 1, close - i - 1));
         std::string replacement;
-        if (name.empty()) out += '%';
-        else if (ExpandToken(name, moment, nextNumber, usedCounter, replacement)) out += replacement;
+        if (name.empty())
+            out += '%';
+        else if (ExpandToken(name, moment, nextNumber, usedCounter, replacement))
+            out += replacement;
         i = close + 1;
     }
     return CutText(out);
@@ -141,13 +153,15 @@ bool ValidateFileNamePattern(const std::string& text, std::string& message) {
     std::size_t at = text.find(token);
     if (at != std::string::npos && at + token.size() < text.size()) {
         // The grammar of this message is the product's own and is kept.
-        message = "File name format contains \"%autonumber%\" are not allowed to have post "
-                  "string. Please try again.";
+        message =
+            "File name format contains \"%autonumber%\" are not allowed to have post "
+            "string. Please try again.";
         return false;
     }
     if (at == std::string::npos && text.find("%SS%") == std::string::npos) {
-        message = "File name format must contain either \"%autonumber%\" or \"%SS%\". Please "
-                  "try again.";
+        message =
+            "File name format must contain either \"%autonumber%\" or \"%SS%\". Please "
+            "try again.";
         return false;
     }
     return true;
@@ -178,8 +192,8 @@ static bool AskReplace(MainDialogView& view) {
 static std::string SuggestedName() {
     int next = GetSettingInt(kSettings, kAutoNumberKey, kAutoNumberNamingDefault);
     bool usedCounter = false;
-    return ExpandPatternOnce(FileNamePattern(), LocalNow(), [&next] { return next++; },
-                             usedCounter);
+    return ExpandPatternOnce(
+        FileNamePattern(), LocalNow(), [&next] { return next++; }, usedCounter);
 }
 
 static bool PromptForName(MainDialogView& view, int format, std::string& path) {

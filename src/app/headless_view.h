@@ -14,7 +14,7 @@
 namespace vocarta {
 
 class HeadlessView final : public MainDialogView {
-public:
+  public:
     // `messages` receives messages (stderr in the program); `status` receives the
     // status line when `statusLine` is set (stdout on a terminal).
     HeadlessView(std::FILE* messages, std::FILE* status, bool statusLine);
@@ -27,8 +27,8 @@ public:
     void CloseWindow() override;
 
     int MessageBox(const MessageBoxRequest& request) override;
-    bool PromptText(const std::string& title, const std::string& label,
-                    const std::string& initial, std::string& answer) override;
+    bool PromptText(const std::string& title, const std::string& label, const std::string& initial,
+                    std::string& answer) override;
 
     void SetStatusText(const std::string& text) override;
     void SetTimeText(const std::string& text) override;
@@ -37,7 +37,7 @@ public:
     // The line the terminal shows, e.g. "Ready  0:00:00.000  Mp3".
     std::string StatusLine() const;
 
-private:
+  private:
     void ClearStatusLine();
     void DrawStatusLine();
 

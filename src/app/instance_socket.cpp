@@ -27,7 +27,7 @@ constexpr auto kRetrySleep = std::chrono::milliseconds(2);
 
 // The advisory lock beside the socket, held for the check-connect-or-bind step.
 class ElectionLock {
-public:
+  public:
     explicit ElectionLock(const std::string& path) {
         fd_ = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
         if (fd_ < 0) {
@@ -56,7 +56,7 @@ public:
     }
     bool Held() const { return held_; }
 
-private:
+  private:
     int fd_ = -1;
     bool held_ = false;
 };
@@ -164,10 +164,14 @@ bool InstanceSocket::CreateListening() {
     const sockaddr_un address = AddressOf(path_);
     struct stat st {};
     const char* failed = nullptr;
-    if (bind(s, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) failed = "bind";
-    else if (chmod(path_.c_str(), 0777) != 0) failed = "chmod";
-    else if (listen(s, kListenBacklog) != 0) failed = "listen";
-    else if (lstat(path_.c_str(), &st) != 0) failed = "lstat";
+    if (bind(s, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
+        failed = "bind";
+    else if (chmod(path_.c_str(), 0777) != 0)
+        failed = "chmod";
+    else if (listen(s, kListenBacklog) != 0)
+        failed = "listen";
+    else if (lstat(path_.c_str(), &st) != 0)
+        failed = "lstat";
     if (failed) {
         LogSystemFailure("LPipeListener::Create", failed);
         close(s);

@@ -40,7 +40,7 @@ enum class ConnectResult { Connected, NoneRunning, Busy };
 ConnectResult ConnectToRunningCopy(const std::string& path, int& fd);
 
 class InstanceSocket {
-public:
+  public:
     explicit InstanceSocket(std::string instanceName = kInstanceName);
     ~InstanceSocket();
     InstanceSocket(const InstanceSocket&) = delete;
@@ -57,7 +57,7 @@ public:
     // Removes the socket file if it is still the one this process bound.
     void Remove();
 
-private:
+  private:
     bool CreateListening();
 
     std::string path_;

@@ -9,7 +9,7 @@
 namespace vocarta {
 
 class LMainLoop {
-public:
+  public:
     using TimerHandler = std::function<void(int id)>;
 
     virtual ~LMainLoop() = default;

@@ -23,14 +23,20 @@ MainDialog::MainDialog(MainDialogView& view, LMainLoop& loop) : view_(view), loo
     ShowFormatText();
 }
 
-MainDialog::~MainDialog() { loop_.SetTimerHandler(nullptr); }
+MainDialog::~MainDialog() {
+    loop_.SetTimerHandler(nullptr);
+}
 
 std::string MainDialog::StatusText(int status) {
     switch (status) {
-        case 0: return "Ready";
-        case 1: return "Recording...";
-        case 2: return "Waiting for voice input...";
-        default: return "";
+        case 0:
+            return "Ready";
+        case 1:
+            return "Recording...";
+        case 2:
+            return "Waiting for voice input...";
+        default:
+            return "";
     }
 }
 
@@ -120,7 +126,9 @@ void MainDialog::Pause() {
     }
 }
 
-void MainDialog::Restart() { LogEvent("Restart"); }
+void MainDialog::Restart() {
+    LogEvent("Restart");
+}
 
 void MainDialog::Stop() {
     LogEvent("Stop");
@@ -128,7 +136,9 @@ void MainDialog::Stop() {
     pausedByUser_ = false;
 }
 
-void MainDialog::Play() { LogEvent("Play"); }
+void MainDialog::Play() {
+    LogEvent("Play");
+}
 
 void MainDialog::AfterStop(bool done) {
     LogEvent("AfterStop done=%s", done ? "true" : "false");
@@ -136,9 +146,13 @@ void MainDialog::AfterStop(bool done) {
     pausedByUser_ = false;
 }
 
-void MainDialog::ScheduledStart() { LogEvent("ScheduledStart"); }
+void MainDialog::ScheduledStart() {
+    LogEvent("ScheduledStart");
+}
 
-void MainDialog::ShowFormatText() { view_.SetFormatText(OutputFormatWord(ReadOutputFormat())); }
+void MainDialog::ShowFormatText() {
+    view_.SetFormatText(OutputFormatWord(ReadOutputFormat()));
+}
 
 void MainDialog::OnTimer(int id) {
     switch (id) {

@@ -18,10 +18,10 @@ class LMainLoop;
 class MainDialogView;
 
 class MainDialog {
-public:
+  public:
     // Timers of the main window, by id.
     enum TimerId : int {
-        kTimerCloseAfterMs = 4,     // -ms: finish the recording and close
+        kTimerCloseAfterMs = 4,  // -ms: finish the recording and close
         kTimerIntervalTone = 5,
         kTimerUpkeep = 6,
         kTimerDelayedStart = 8,
@@ -78,7 +78,7 @@ public:
     // "0:00:00.000" style: hours, minutes, seconds, milliseconds.
     static std::string TimeDisplayText(int64_t positionMs);
 
-private:
+  private:
     // Command-line switches (command_line.cpp). Each takes the index of its
     // switch and returns the index of the last argument it consumed.
     int HandleSwitch(const std::vector<std::string>& args, int index);

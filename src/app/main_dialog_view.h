@@ -28,7 +28,7 @@ struct MessageBoxRequest {
 };
 
 class MainDialogView {
-public:
+  public:
     virtual ~MainDialogView() = default;
 
     virtual void ShowWindow() = 0;

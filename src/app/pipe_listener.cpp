@@ -70,8 +70,10 @@ bool LPipeListener::AcceptOne() {
     }
     unsigned uid = 0;
     if (!PeerIsSameUser(fd, &uid)) {
-        LogError("LPipeListener::Run: connection from user %u refused: only this user may "
-                 "send commands", uid);
+        LogError(
+            "LPipeListener::Run: connection from user %u refused: only this user may "
+            "send commands",
+            uid);
         close(fd);
         return true;
     }

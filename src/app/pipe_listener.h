@@ -20,7 +20,7 @@ namespace vocarta {
 bool PeerIsSameUser(int fd, unsigned* peerUid = nullptr);
 
 class LPipeListener : public LThread {
-public:
+  public:
     LPipeListener();
     ~LPipeListener() override;
 
@@ -29,21 +29,21 @@ public:
     void Adopt(int listenFd);
     int ListenDescriptor() const { return listenFd_; }
 
-protected:
+  protected:
     // Polls the socket and the stop request; accepts until asked to stop.
     void Run() override;
     // Listener thread: a new connection from this user, non-blocking and
     // close-on-exec. The callee owns `fd`.
     virtual void OnConnection(int fd) = 0;
 
-private:
+  private:
     bool AcceptOne();
     int listenFd_ = -1;
 };
 
 // The per-connection thread of the running copy's main window.
 class LMainWindowPipeListenerThread final : public LThread {
-public:
+  public:
     // Called on the connection thread with the arguments of an accepted record;
     // it must hand them to the main thread (LMainLoop::Post).
     using Context = std::function<void(std::shared_ptr<const std::vector<std::string>>)>;
@@ -52,10 +52,10 @@ public:
     LMainWindowPipeListenerThread(int fd, const Context& deliver);
     ~LMainWindowPipeListenerThread() override;
 
-protected:
+  protected:
     void Run() override;
 
-private:
+  private:
     int fd_;
     Context deliver_;
 };
@@ -74,7 +74,7 @@ std::size_t ReadRecordBytes(int fd, void* buffer, std::size_t size, int limitMs,
 // ConnectionThread is constructed as ConnectionThread(fd, context).
 template <class ConnectionThread>
 class LPipeListenerWithThreads final : public LPipeListener {
-public:
+  public:
     using Context = typename ConnectionThread::Context;
 
     explicit LPipeListenerWithThreads(Context context) : context_(std::move(context)) {}
@@ -87,7 +87,7 @@ public:
         threads_.clear();  // each destructor stops its thread
     }
 
-protected:
+  protected:
     void OnConnection(int fd) override {
         LAutoLock lock(lock_);
         std::erase_if(threads_, [](const auto& t) { return !t->IsRunning(); });
@@ -100,7 +100,7 @@ protected:
         if (thread->Start()) threads_.push_back(std::move(thread));
     }
 
-private:
+  private:
     const Context context_;
     LLockObject lock_;
     std::vector<std::unique_ptr<ConnectionThread>> threads_;  // guarded by lock_

@@ -32,16 +32,16 @@ inline constexpr int kSendThreadWaitMs = 10000;
 // Threading contract: created, started and collected by one thread; Result()
 // may be read once the thread has ended.
 class LMainWindowSendThread final : public LThread {
-public:
+  public:
     LMainWindowSendThread(int fd, const std::vector<std::string>& args);
     ~LMainWindowSendThread() override;
 
     SendResult Result() const { return result_; }
 
-protected:
+  protected:
     void Run() override;
 
-private:
+  private:
     int fd_;
     CommandLineRecord record_;
     SendResult result_ = SendResult::Failed;  // written by Run, read after it ends

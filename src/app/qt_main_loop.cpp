@@ -37,7 +37,9 @@ QtMainLoop::~QtMainLoop() {
     timers_.clear();
 }
 
-void QtMainLoop::SetTimerHandler(TimerHandler handler) { handler_ = std::move(handler); }
+void QtMainLoop::SetTimerHandler(TimerHandler handler) {
+    handler_ = std::move(handler);
+}
 
 void QtMainLoop::StartTimer(int id, int periodMs) {
     QTimer*& timer = timers_[id];
@@ -65,9 +67,13 @@ void QtMainLoop::Post(std::function<void()> call) {
     QMetaObject::invokeMethod(context_.get(), std::move(call), Qt::QueuedConnection);
 }
 
-void QtMainLoop::Quit(int status) { QCoreApplication::exit(status); }
+void QtMainLoop::Quit(int status) {
+    QCoreApplication::exit(status);
+}
 
-int QtMainLoop::Exec() { return QCoreApplication::exec(); }
+int QtMainLoop::Exec() {
+    return QCoreApplication::exec();
+}
 
 bool QtMainLoop::WatchTerminationSignals(std::function<void(int)> onSignal) {
     onSignal_ = std::move(onSignal);

@@ -18,7 +18,7 @@ class QSocketNotifier;
 namespace vocarta {
 
 class QtMainLoop final : public LMainLoop {
-public:
+  public:
     // A QCoreApplication (or QApplication) must exist.
     QtMainLoop();
     ~QtMainLoop() override;
@@ -37,7 +37,7 @@ public:
     // SIGTERM arrives. False (logged) when the signal pipe cannot be made.
     bool WatchTerminationSignals(std::function<void(int signal)> onSignal);
 
-private:
+  private:
     std::unique_ptr<QObject> context_;  // owner of the timers; target of posted calls
     std::map<int, QTimer*> timers_;     // owned by context_
     TimerHandler handler_;

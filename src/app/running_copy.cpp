@@ -47,8 +47,10 @@ void RunningCopy::Start(const std::vector<std::string>& ownArgs) {
 void RunningCopy::StartListening() {
     const int fd = socket_.TakeListenDescriptor();
     if (fd < 0) {
-        LogError("RunningCopy::Start: no instance socket at %s; later launches will not find "
-                 "this copy", socket_.Path().c_str());
+        LogError(
+            "RunningCopy::Start: no instance socket at %s; later launches will not find "
+            "this copy",
+            socket_.Path().c_str());
         return;
     }
     MainDialog* dialog = &dialog_;

@@ -21,7 +21,7 @@ class MainDialogView;
 class QtMainLoop;
 
 class RunningCopy {
-public:
+  public:
     RunningCopy(QtMainLoop& loop, MainDialogView& view, InstanceSocket& socket);
     ~RunningCopy();
 
@@ -32,7 +32,7 @@ public:
     // Runs the main loop; then stops listening and removes the socket.
     int Run();
 
-private:
+  private:
     void StartListening();
     void OnTerminationSignal(int signal);
 

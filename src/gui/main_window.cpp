@@ -18,10 +18,14 @@ constexpr const char* kWindowTitle = "Vocarta Sound Recorder";
 
 QMessageBox::Icon ToQtIcon(MessageBoxRequest::Icon icon) {
     switch (icon) {
-        case MessageBoxRequest::Icon::Question: return QMessageBox::Question;
-        case MessageBoxRequest::Icon::Warning: return QMessageBox::Warning;
-        case MessageBoxRequest::Icon::Error: return QMessageBox::Critical;
-        case MessageBoxRequest::Icon::Information: break;
+        case MessageBoxRequest::Icon::Question:
+            return QMessageBox::Question;
+        case MessageBoxRequest::Icon::Warning:
+            return QMessageBox::Warning;
+        case MessageBoxRequest::Icon::Error:
+            return QMessageBox::Critical;
+        case MessageBoxRequest::Icon::Information:
+            break;
     }
     return QMessageBox::Information;
 }
@@ -52,9 +56,13 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
 
 MainWindow::~MainWindow() = default;
 
-void MainWindow::ShowWindow() { show(); }
+void MainWindow::ShowWindow() {
+    show();
+}
 
-void MainWindow::HideWindow() { hide(); }
+void MainWindow::HideWindow() {
+    hide();
+}
 
 void MainWindow::BringToFront() {
     show();
@@ -63,7 +71,9 @@ void MainWindow::BringToFront() {
     activateWindow();
 }
 
-bool MainWindow::IsWindowVisible() const { return isVisible(); }
+bool MainWindow::IsWindowVisible() const {
+    return isVisible();
+}
 
 void MainWindow::CloseWindow() {
     closing_ = true;
@@ -108,9 +118,9 @@ int MainWindow::MessageBox(const MessageBoxRequest& request) {
 bool MainWindow::PromptText(const std::string& title, const std::string& label,
                             const std::string& initial, std::string& answer) {
     bool ok = false;
-    QString text = QInputDialog::getText(this, QString::fromStdString(title),
-                                         QString::fromStdString(label), QLineEdit::Normal,
-                                         QString::fromStdString(initial), &ok);
+    QString text =
+        QInputDialog::getText(this, QString::fromStdString(title), QString::fromStdString(label),
+                              QLineEdit::Normal, QString::fromStdString(initial), &ok);
     answer = ok ? text.toStdString() : std::string();
     return ok;
 }
@@ -119,14 +129,22 @@ void MainWindow::SetStatusText(const std::string& text) {
     status_->setText(QString::fromStdString(text));
 }
 
-void MainWindow::SetTimeText(const std::string& text) { time_->setText(QString::fromStdString(text)); }
+void MainWindow::SetTimeText(const std::string& text) {
+    time_->setText(QString::fromStdString(text));
+}
 
 void MainWindow::SetFormatText(const std::string& text) {
     format_->setText(QString::fromStdString(text));
 }
 
-QString MainWindow::StatusText() const { return status_->text(); }
-QString MainWindow::TimeText() const { return time_->text(); }
-QString MainWindow::FormatText() const { return format_->text(); }
+QString MainWindow::StatusText() const {
+    return status_->text();
+}
+QString MainWindow::TimeText() const {
+    return time_->text();
+}
+QString MainWindow::FormatText() const {
+    return format_->text();
+}
 
 }  // namespace vocarta

@@ -18,7 +18,7 @@ class MainDialog;
 class MainWindow final : public QMainWindow, public MainDialogView {
     Q_OBJECT
 
-public:
+  public:
     explicit MainWindow(QWidget* parent = nullptr);
     ~MainWindow() override;
 
@@ -34,8 +34,8 @@ public:
     void CloseWindow() override;
 
     int MessageBox(const MessageBoxRequest& request) override;
-    bool PromptText(const std::string& title, const std::string& label,
-                    const std::string& initial, std::string& answer) override;
+    bool PromptText(const std::string& title, const std::string& label, const std::string& initial,
+                    std::string& answer) override;
 
     void SetStatusText(const std::string& text) override;
     void SetTimeText(const std::string& text) override;
@@ -45,10 +45,10 @@ public:
     QString TimeText() const;
     QString FormatText() const;
 
-protected:
+  protected:
     void closeEvent(QCloseEvent* event) override;
 
-private:
+  private:
     MainDialog* dialog_ = nullptr;
     bool closing_ = false;
     QLabel* status_;

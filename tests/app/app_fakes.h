@@ -23,7 +23,7 @@
 namespace vocarta::test {
 
 class FakeView final : public MainDialogView {
-public:
+  public:
     void ShowWindow() override { visible = true; }
     void HideWindow() override { visible = false; }
     void BringToFront() override {
@@ -70,7 +70,7 @@ public:
 };
 
 class FakeMainLoop final : public LMainLoop {
-public:
+  public:
     void SetTimerHandler(TimerHandler handler) override { handler_ = std::move(handler); }
     void StartTimer(int id, int periodMs) override { timers[id] = periodMs; }
     void KillTimer(int id) override { timers.erase(id); }
@@ -102,7 +102,7 @@ public:
     std::map<int, int> timers;  // id -> period
     std::optional<int> quitStatus;
 
-private:
+  private:
     TimerHandler handler_;
     std::mutex mutex_;
     std::condition_variable cv_;
@@ -111,7 +111,7 @@ private:
 
 // The event log's lines written since construction, without their time stamps.
 class LogTail {
-public:
+  public:
     explicit LogTail(std::string path = EventLogPath()) : path_(std::move(path)) {
         start_ = ReadFile(path_).size();
     }
@@ -142,8 +142,9 @@ public:
     }
     // Only the lines of the recording operations, in order.
     std::vector<std::string> Operations() const {
-        static const char* const kOps[] = {"Record limit=", "RecordToFile path=", "Pause", "Restart", "Stop",
-                                          "Play", "AfterStop ", "ScheduledStart"};
+        static const char* const kOps[] = {
+            "Record limit=", "RecordToFile path=", "Pause",         "Restart", "Stop",
+            "Play",          "AfterStop ",         "ScheduledStart"};
         std::vector<std::string> out;
         for (const auto& l : Lines())
             for (const char* op : kOps)
@@ -163,7 +164,7 @@ public:
         return true;
     }
 
-private:
+  private:
     std::string path_;
     std::size_t start_ = 0;
 };

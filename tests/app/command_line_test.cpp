@@ -15,7 +15,7 @@ using namespace vocarta::test;
 namespace {
 
 class CommandLineTest : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         DeleteSettingTree("Settings");
         DeleteSettingTree("FindPlay");
@@ -127,9 +127,9 @@ TEST_F(CommandLineTest, ExitWhileRecordingAsksAndHonoursTheAnswer) {
     EXPECT_EQ(view.messages[0].text,
               "Vocarta Sound Recorder is currently recording. Would you like to continue to "
               "record in the background?");
-    EXPECT_EQ(view.messages[0].buttons,
-              (std::vector<std::string>{"Record in Background", "Stop Recording and Close",
-                                        "Cancel"}));
+    EXPECT_EQ(
+        view.messages[0].buttons,
+        (std::vector<std::string>{"Record in Background", "Stop Recording and Close", "Cancel"}));
     EXPECT_FALSE(view.closed);
     view.visible = true;
     view.answers = {0};  // Record in Background: hidden, still recording

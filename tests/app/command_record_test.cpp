@@ -1,9 +1,9 @@
+#include "app/command_record.h"
+
 #include <gtest/gtest.h>
 
 #include <cstring>
 #include <random>
-
-#include "app/command_record.h"
 
 using namespace vocarta;
 

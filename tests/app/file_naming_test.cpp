@@ -1,7 +1,8 @@
+#include "app/file_naming.h"
+
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include "app/file_naming.h"
 #include "app/output_folder.h"
 #include "app_fakes.h"
 #include "audio/output_format.h"
@@ -15,7 +16,7 @@ using namespace vocarta::test;
 namespace {
 
 class FileNamingTest : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override {
         DeleteSettingTree("Settings");
         DeleteSettingTree("FindPlay");
@@ -88,8 +89,9 @@ TEST_F(FileNamingTest, PatternChecks) {
     EXPECT_FALSE(ValidateFileNamePattern("", message));
     EXPECT_EQ(message, "File name format is invalid. Please try again.");
     EXPECT_FALSE(ValidateFileNamePattern("Take %autonumber% x", message));
-    EXPECT_EQ(message, "File name format contains \"%autonumber%\" are not allowed to have post "
-                       "string. Please try again.");
+    EXPECT_EQ(message,
+              "File name format contains \"%autonumber%\" are not allowed to have post "
+              "string. Please try again.");
     EXPECT_FALSE(ValidateFileNamePattern("Take %MIN%", message));
     EXPECT_EQ(message,
               "File name format must contain either \"%autonumber%\" or \"%SS%\". Please try "
@@ -140,8 +142,9 @@ TEST_F(FileNamingTest, NamePromptAndReplaceQuestion) {
     EXPECT_FALSE(ChooseRecordingPath(view, kFormatWav, path));
     ASSERT_EQ(view.messages.size(), 1u);
     EXPECT_EQ(view.messages[0].title, "File Exists");
-    EXPECT_EQ(view.messages[0].text, "Another file with the same name and format already "
-                                     "exists. Do you want to replace it? ");
+    EXPECT_EQ(view.messages[0].text,
+              "Another file with the same name and format already "
+              "exists. Do you want to replace it? ");
     EXPECT_EQ(view.messages[0].buttons, (std::vector<std::string>{"Replace", "Cancel"}));
     view.prompts = {std::string("Interview")};
     view.answers = {0};
@@ -169,8 +172,7 @@ TEST_F(FileNamingTest, OutputFolderChecks) {
               OutputFolderCheck::Cancelled);
     EXPECT_EQ(view.messages.back().text,
               "The specified output folder doesn't exist. Do you want to create it now?");
-    EXPECT_EQ(view.messages.back().buttons,
-              (std::vector<std::string>{"Create Folder", "Cancel"}));
+    EXPECT_EQ(view.messages.back().buttons, (std::vector<std::string>{"Create Folder", "Cancel"}));
     EXPECT_FALSE(DirExists(missing));
 
     view.answers = {0};

@@ -97,8 +97,9 @@ TEST(SingleInstance, RefusesBadRecordsAndKeepsServing) {
     SendRaw(path, &bad, sizeof bad);
     std::string garbage(sizeof record, '\xff');
     SendRaw(path, garbage.data(), garbage.size());
-    ASSERT_TRUE(errors.WaitFor("LMainWindowPipeListenerThread::Run: forwarded command line "
-                               "refused"));
+    ASSERT_TRUE(
+        errors.WaitFor("LMainWindowPipeListenerThread::Run: forwarded command line "
+                       "refused"));
     // Four refusals, then a good record still gets through.
     SendRaw(path, &record, sizeof record);
     running.loop.RunPosted(1);
@@ -171,8 +172,7 @@ TEST(SingleInstance, ConnectionFromAnotherUserIsRefused) {
         // Only system calls from here: other threads may hold the allocator's lock.
         if (setgid(65534) != 0 || setuid(65534) != 0) _exit(2);
         int s = socket(AF_UNIX, SOCK_STREAM, 0);
-        if (connect(s, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
-            _exit(3);
+        if (connect(s, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) _exit(3);
         ssize_t sent = send(s, &record, sizeof record, MSG_NOSIGNAL);
         _exit(sent == ssize_t(sizeof record) ? 0 : 0);  // refusal may cut the send short
     }
@@ -208,8 +208,10 @@ TEST(SendBudget, CountsHalfWaitsAndHonoursStop) {
         char buffer[65536];
         while (got < total) {
             ssize_t n = read(fd, buffer, sizeof buffer);
-            if (n > 0) got += std::size_t(n);
-            else usleep(1000);
+            if (n > 0)
+                got += std::size_t(n);
+            else
+                usleep(1000);
         }
     });
     EXPECT_EQ(SendWithBudget(pair[0], data.data(), data.size(), 5000, stop, &waits),

@@ -1,3 +1,5 @@
+#include "gui/main_window.h"
+
 #include <gtest/gtest.h>
 
 #include <QApplication>
@@ -11,7 +13,6 @@
 #include "app/main_dialog.h"
 #include "app/windowed_entry.h"
 #include "gui/gui_entry.h"
-#include "gui/main_window.h"
 
 using namespace vocarta;
 using namespace vocarta::test;
@@ -119,8 +120,12 @@ TEST(GuiEntry, DisplayProbesSayNoWithoutAServer) {
     EXPECT_TRUE(CanOpenDisplay());
 
     // Other tests in this program share the environment.
-    if (display) setenv("DISPLAY", savedDisplay.c_str(), 1);
-    else unsetenv("DISPLAY");
-    if (wayland) setenv("WAYLAND_DISPLAY", savedWayland.c_str(), 1);
-    else unsetenv("WAYLAND_DISPLAY");
+    if (display)
+        setenv("DISPLAY", savedDisplay.c_str(), 1);
+    else
+        unsetenv("DISPLAY");
+    if (wayland)
+        setenv("WAYLAND_DISPLAY", savedWayland.c_str(), 1);
+    else
+        unsetenv("WAYLAND_DISPLAY");
 }
