@@ -52,7 +52,8 @@ void MainDialog::HandleCommandLine(const std::vector<std::string>& all, int coun
     count = std::clamp(count, 0, int(all.size()));
     const std::vector<std::string> args(all.begin(), all.begin() + count);
     LogEvent("Command line:%s", Quoted(args).c_str());
-    for (int i = 1; i < count; ++i) i = HandleSwitch(args, i);
+    // Once the window has closed the program is ending: later switches have no target.
+    for (int i = 1; i < count && !closed_; ++i) i = HandleSwitch(args, i);
     ShowFormatText();
 }
 

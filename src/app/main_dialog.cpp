@@ -51,6 +51,7 @@ std::string MainDialog::TimeDisplayText(int64_t positionMs) {
 }
 
 void MainDialog::HandleForwardedCommandLine(const std::vector<std::string>& args) {
+    if (closed_) return;
     if (args.size() == 1) {
         BringToFront();
         return;

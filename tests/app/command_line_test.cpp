@@ -113,9 +113,11 @@ TEST_F(CommandLineTest, OperationsAndWindowSwitches) {
     EXPECT_TRUE(view.visible);
     EXPECT_TRUE(dialog.ExitWhenStopped());
     EXPECT_FALSE(view.closed);
-    Run({"-EXIT", "-stop"});
+    const auto before = log.Operations();
+    Run({"-EXIT", "-record"});
     EXPECT_TRUE(view.closed);
     EXPECT_EQ(loop.quitStatus, 0);
+    EXPECT_EQ(log.Operations(), before) << "nothing may start once the window has closed";
 }
 
 TEST_F(CommandLineTest, ExitWhileRecordingAsksAndHonoursTheAnswer) {
