@@ -91,10 +91,11 @@ std::string LSoundPlayerLLPulse::ChooseDevice(const std::string& wanted) {
 bool LSoundPlayerLLPulse::ConnectStream(const LPlaybackRequest& request, std::string* error) {
     deviceName_ = ChooseDevice(request.device);
     LPulseLock lock(connection_->Loop());
-    pa_sample_spec spec{PA_SAMPLE_FLOAT32NE, request.sampleRate, request.channels};
+    pa_sample_spec sampleSpec{PA_SAMPLE_FLOAT32NE, request.sampleRate, request.channels};
     pa_channel_map map = ChannelMapFor(request.channels);
     pa_proplist* props = StreamProperties(request);
-    stream_ = pa_stream_new_with_proplist(connection_->Context(), "Playback", &spec, &map, props);
+    stream_ =
+        pa_stream_new_with_proplist(connection_->Context(), "Playback", &sampleSpec, &map, props);
     pa_proplist_free(props);
     if (!stream_) {
         *error = "Cannot create a playback stream: " + connection_->ErrorText();
@@ -105,7 +106,7 @@ bool LSoundPlayerLLPulse::ConnectStream(const LPlaybackRequest& request, std::st
 
     pa_buffer_attr attr;
     attr.maxlength = uint32_t(-1);
-    attr.tlength = uint32_t(pa_usec_to_bytes(kTargetLatencyMs * PA_USEC_PER_MSEC, &spec));
+    attr.tlength = uint32_t(pa_usec_to_bytes(kTargetLatencyMs * PA_USEC_PER_MSEC, &sampleSpec));
     attr.prebuf = uint32_t(-1);
     attr.minreq = uint32_t(-1);
     attr.fragsize = uint32_t(-1);
