@@ -2,7 +2,8 @@
 // Playback of a sound source (a recording, a tone) on the output device chosen
 // in the settings, for the session and the recordings browser.
 //
-// Playing: Play() starts and returns at once; the sound plays on the player's own
+// Playing: Play() opens the stream (a few milliseconds; at most 5 s when the
+// sound server does not answer) and returns; the sound plays on the player's own
 // threads. Pause() holds it where it is and Resume() goes on from there; Stop()
 // silences it at once and always returns promptly, whatever the sound server
 // does. When the sound has played to its end (or failed) HasEnded() turns true and

@@ -10,9 +10,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <cstring>
+#include <filesystem>
 #include <memory>
 #include <numbers>
 #include <string>
@@ -27,16 +29,21 @@ namespace vocarta::test {
 
 inline constexpr uint32_t kTestRate = 48000;
 
-inline std::vector<float> Sine(double frequency, double seconds, float amplitude = 0.5f,
-                               uint32_t rate = kTestRate) {
-    std::vector<float> out(size_t(seconds * rate));
+// Half-scale mono sine at 48 kHz.
+inline LSoundSource SineSource(double frequency, double seconds) {
+    std::vector<float> out(size_t(seconds * kTestRate));
     for (size_t i = 0; i < out.size(); ++i)
-        out[i] = float(amplitude * std::sin(2.0 * std::numbers::pi * frequency * double(i) / rate));
-    return out;
+        out[i] = float(0.5 * std::sin(2.0 * std::numbers::pi * frequency * double(i) / kTestRate));
+    return LSoundSource(MakeMemorySource(std::move(out), kTestRate, 1));
 }
 
-inline LSoundSource SineSource(double frequency, double seconds) {
-    return LSoundSource(MakeMemorySource(Sine(frequency, seconds), kTestRate, 1));
+// Starts a program in the background (argument vector, no shell); -1 on failure.
+inline pid_t Spawn(std::vector<std::string> argv) {
+    std::vector<char*> args;
+    for (auto& a : argv) args.push_back(a.data());
+    args.push_back(nullptr);
+    pid_t pid = -1;
+    return posix_spawnp(&pid, args[0], nullptr, nullptr, args.data(), environ) == 0 ? pid : -1;
 }
 
 // The daemon every Pulse test of this program shares, with the null sink "out"
@@ -58,13 +65,9 @@ struct SharedPulseRig {
             daemon.Stop();
             return;
         }
-        std::vector<std::string> argv = {"pacat",        "--latency-msec=10",  "--rate=48000",
-                                         "--channels=1", "--format=float32le", "/dev/zero"};
-        std::vector<char*> args;
-        for (auto& a : argv) args.push_back(a.data());
-        args.push_back(nullptr);
-        if (posix_spawnp(&keeper, "pacat", nullptr, nullptr, args.data(), environ) != 0) {
-            keeper = -1;
+        keeper = Spawn({"pacat", "--latency-msec=10", "--rate=48000", "--channels=1",
+                        "--format=float32le", "/dev/zero"});
+        if (keeper < 0) {
             error = "cannot start pacat";
             daemon.Stop();
             return;
@@ -89,25 +92,25 @@ inline PulseDaemon* SharedPulse() {
     return rig.daemon.IsRunning() ? &rig.daemon : nullptr;
 }
 
-// The process id of the daemon listening on `socket` (by pgrep), or -1.
+// The process id of the daemon listening on `socket` (from /proc), or -1.
 inline pid_t DaemonPid(const std::string& socket) {
-    std::string out;
-    PulseDaemon::Run({"pgrep", "-f", "socket=" + socket}, &out);
-    return out.empty() ? -1 : pid_t(std::atoi(out.c_str()));
+    for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
+        std::string cmdline = ReadFile(entry.path().string() + "/cmdline");
+        std::replace(cmdline.begin(), cmdline.end(), '\0', ' ');
+        if (cmdline.rfind("pulseaudio ", 0) == 0 &&
+            cmdline.find("socket=" + socket) != std::string::npos)
+            return pid_t(std::atoi(entry.path().filename().c_str()));
+    }
+    return -1;
 }
 
 // Records what the monitor of a sink hears, as 48 kHz mono float WAV.
 class MonitorRecorder {
   public:
-    MonitorRecorder(const std::string& sink, const std::string& file) : file_(file) {
-        std::vector<std::string> argv = {"parecord",           "--device=" + sink + ".monitor",
-                                         "--rate=48000",       "--channels=1",
-                                         "--format=float32le", "--file-format=wav",
-                                         "--latency-msec=20",  file};
-        std::vector<char*> args;
-        for (auto& a : argv) args.push_back(a.data());
-        args.push_back(nullptr);
-        if (posix_spawnp(&pid_, "parecord", nullptr, nullptr, args.data(), environ) != 0) pid_ = -1;
+    MonitorRecorder(const std::string& sink, const std::string& file)
+        : file_(file),
+          pid_(Spawn({"parecord", "--device=" + sink + ".monitor", "--rate=48000", "--channels=1",
+                      "--format=float32le", "--file-format=wav", "--latency-msec=20", file})) {
         // Let the recording stream settle before anything is played.
         std::this_thread::sleep_for(std::chrono::milliseconds(400));
     }

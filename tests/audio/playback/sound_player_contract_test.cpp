@@ -81,6 +81,13 @@ TEST_P(SoundPlayerContract, PlaysToTheEndOnceAndReportsTheWholeLength) {
     EXPECT_LT(player_->Position().Milliseconds(), 300);
     ASSERT_TRUE(WaitFor([&] { return player_->HasEnded(); }, 5000));
     EXPECT_EQ(ends_.load(), 2);
+    // A start position skips what comes before it.
+    start = Clock::now();
+    ASSERT_TRUE(player_->Play(SineSource(1000, 1.5), LSoundTime(1000)));
+    EXPECT_GE(player_->Position().Milliseconds(), 1000);
+    ASSERT_TRUE(WaitFor([&] { return player_->HasEnded(); }, 5000));
+    EXPECT_LT(MsSince(start), 1300);
+    EXPECT_EQ(player_->Position().Milliseconds(), 1500);
 }
 
 TEST_P(SoundPlayerContract, PauseHoldsThePositionAndResumeGoesOnFromIt) {
@@ -128,15 +135,6 @@ TEST_P(SoundPlayerContract, StopEndsAtOnceWithoutAnEndNotice) {
     EXPECT_FALSE(player_->IsPaused());
 }
 
-TEST_P(SoundPlayerContract, StartsAtTheGivenPosition) {
-    auto start = Clock::now();
-    ASSERT_TRUE(player_->Play(SineSource(1000, 1.5), LSoundTime(1000)));
-    EXPECT_GE(player_->Position().Milliseconds(), 1000);
-    ASSERT_TRUE(WaitFor([&] { return player_->HasEnded(); }, 5000));
-    EXPECT_LT(MsSince(start), 1300);
-    EXPECT_EQ(player_->Position().Milliseconds(), 1500);
-}
-
 TEST_P(SoundPlayerContract, RefusesWhatCannotBePlayedWithAReason) {
     EXPECT_FALSE(player_->Play(LSoundSource()));
     EXPECT_EQ(player_->LastErrorText(), "There is no recording to play.");
@@ -172,20 +170,14 @@ INSTANTIATE_TEST_SUITE_P(Backends, SoundPlayerContract, ::testing::Values("null"
 TEST(SoundPlayerFactory, NullPlaybackIsChosenByTheEnvironment) {
     unsetenv("VOCARTA_PLAYBACK");
     EXPECT_FALSE(PlaybackIsNull());
-    setenv("VOCARTA_PLAYBACK", "null", 1);
-    EXPECT_TRUE(PlaybackIsNull());
     // With the null output a player plays even where no sound server exists.
+    setenv("VOCARTA_PLAYBACK", "null", 1);
     const char* was = std::getenv("PULSE_SERVER");
-    std::string saved = was ? was : "";
+    const std::string saved = was ? was : "";
     setenv("PULSE_SERVER", "unix:/nonexistent/socket", 1);
-    auto player = CreateSoundPlayer();
-    EXPECT_TRUE(player->Play(SineSource(1000, 0.1))) << player->LastErrorText();
-    player->Stop();
+    EXPECT_TRUE(CreateSoundPlayer()->Play(SineSource(1000, 0.1)));
     unsetenv("VOCARTA_PLAYBACK");
-    if (was)
-        setenv("PULSE_SERVER", saved.c_str(), 1);
-    else
-        unsetenv("PULSE_SERVER");
+    was ? setenv("PULSE_SERVER", saved.c_str(), 1) : unsetenv("PULSE_SERVER");
 }
 
 }  // namespace
