@@ -78,4 +78,8 @@ bool AfterRecordingTrimEnabled() {
     return GetSettingBool(kRecorderSection, kAutotrimKey, false);
 }
 
+void StoreAfterRecordingTrimEnabled(bool enabled) {
+    SetSettingBool(kRecorderSection, kAutotrimKey, enabled);
+}
+
 }  // namespace vocarta

@@ -51,5 +51,6 @@ int AfterRecordingThresholdDb();
 
 // ("Recorder", "Autotrim"): whether finished recordings are trimmed at all.
 bool AfterRecordingTrimEnabled();
+void StoreAfterRecordingTrimEnabled(bool enabled);
 
 }  // namespace vocarta
