@@ -1,9 +1,11 @@
 #pragma once
 // What the session controller (MainDialog) needs from its window: showing and
-// closing it, message boxes and prompts, and the status, time and format texts.
-// The Qt main window implements it; so does the headless view, which writes
-// messages to standard error and the log and answers every question with its
-// non-destructive choice.
+// closing it, message boxes and prompts, the status, time and format texts, the
+// session's look (buttons, level meters, blinking indicator, tray tooltip) and
+// the news that a recording was finished. The Qt main window implements it; so
+// does the headless view, which writes messages to standard error and the log,
+// answers every question with its non-destructive choice and shows state, time
+// and levels on one terminal line. docs/session.md says when each call comes.
 //
 // Threading contract: every call comes from the main thread.
 
@@ -25,6 +27,25 @@ struct MessageBoxRequest {
     Icon icon = Icon::Information;
 
     int SafeChoice() const { return safeButton >= 0 ? safeButton : defaultButton; }
+};
+
+// How the window shows the session: idle (Ready), recording (the indicator
+// blinks), or paused (also while waiting for voice input).
+enum class SessionLook { Idle, Recording, Paused };
+
+// Which commands can act now; the window enables its buttons, menu items and tray
+// menu items from it. Sent whenever any of it may have changed.
+struct SessionButtons {
+    bool record = true;    // "Start Recording (F5)": idle, paused or waiting
+    bool pause = false;    // "Pause Recording (F6)": recording, or playback playing
+    bool stop = false;     // "Stop and Mark Done (F7)": recording/paused, or playback
+    bool restart = false;  // "Retake Recording/Replay (Home)": recording/paused, or playback
+    bool play = false;     // "Play Recording (Spacebar)": idle with a recording to play
+    // Playback is paused: the play and pause buttons are swapped, so Play
+    // (Spacebar) goes on from where playback was held.
+    bool playbackPaused = false;
+
+    bool operator==(const SessionButtons&) const = default;
 };
 
 class MainDialogView {
@@ -50,6 +71,22 @@ class MainDialogView {
     virtual void SetStatusText(const std::string& text) = 0;
     virtual void SetTimeText(const std::string& text) = 0;
     virtual void SetFormatText(const std::string& text) = 0;
+
+    // The session's look. A view without such an element ignores the call.
+    virtual void SetSessionLook(SessionLook look) {}
+    virtual void SetButtons(const SessionButtons& buttons) {}
+    // Per-channel peak levels in whole decibels, -127 (silence) to +12 (full
+    // scale); the meters show the first two. Empty clears the meters.
+    virtual void SetLevels(const std::vector<int>& levelsDb) {}
+    // Blink phase of the recording indicator: lit for 800 ms, dark for 400 ms,
+    // while recording; dark otherwise.
+    virtual void SetRecordingIndicator(bool lit) {}
+    // The tray icon's tooltip: "Vocarta - Recording" while recording, the
+    // product name otherwise.
+    virtual void SetTrayToolTip(const std::string& text) {}
+    // A recording was finished and kept at `path` (the recordings list scans
+    // again; the window may offer it). Not sent for a file that was deleted.
+    virtual void RecordingFinished(const std::string& path) {}
 };
 
 // A message with the one button "OK".
