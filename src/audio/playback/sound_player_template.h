@@ -133,7 +133,9 @@ bool LSoundPlayerTemplate<LLP>::Play(LSoundSource source, LSoundTime startAt) {
                              source_->FormatDescription()};
     if (std::string bad = CheckPlaybackFormat(request); !bad.empty()) return Fail(bad);
     startFrame_ = startAt.ToFrames(rate_);
-    if (startFrame_ > 0 && !source_->Seek(startFrame_))
+    // A source played before starts over; one that cannot seek is taken as it is
+    // when it is to play from its start.
+    if (!source_->Seek(startFrame_) && startFrame_ > 0)
         return Fail("Cannot move to the chosen position in this recording.");
     ring_ = std::make_unique<LCARingBuffer>(
         std::max<uint64_t>(uint64_t(rate_) * kPlaybackRingMs / 1000, 2 * kPlaybackChunkFrames),
@@ -241,8 +243,6 @@ template <LPlaybackOutputLayer LLP>
 bool LSoundPlayerTemplate<LLP>::Restart() {
     if (!source_) return Fail("There is no recording to play.");
     LSoundSource source = source_;
-    Stop();
-    if (!source->Seek(0)) return Fail("Cannot go back to the start of this recording.");
     return Play(source);
 }
 

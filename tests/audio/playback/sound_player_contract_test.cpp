@@ -81,6 +81,15 @@ TEST_P(SoundPlayerContract, PlaysToTheEndOnceAndReportsTheWholeLength) {
     EXPECT_LT(player_->Position().Milliseconds(), 300);
     ASSERT_TRUE(WaitFor([&] { return player_->HasEnded(); }, 5000));
     EXPECT_EQ(ends_.load(), 2);
+    // So does a source played to its end and given again.
+    LSoundSource again = SineSource(1000, 0.3);
+    ASSERT_TRUE(player_->Play(again));
+    ASSERT_TRUE(WaitFor([&] { return player_->HasEnded(); }, 5000));
+    start = Clock::now();
+    ASSERT_TRUE(player_->Play(again));
+    ASSERT_TRUE(WaitFor([&] { return player_->HasEnded(); }, 5000));
+    EXPECT_GE(MsSince(start), 250);
+    EXPECT_EQ(player_->Position().Milliseconds(), 300);
     // A start position skips what comes before it.
     start = Clock::now();
     ASSERT_TRUE(player_->Play(SineSource(1000, 1.5), LSoundTime(1000)));
