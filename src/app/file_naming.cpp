@@ -96,6 +96,18 @@ std::string FileNamePattern() {
     return GetSettingString(kSettings, kPatternKey, kDefaultPattern);
 }
 
+bool StoreFileNamePattern(const std::string& pattern) {
+    return SetSettingString(kSettings, kPatternKey, pattern);
+}
+
+bool PromptForNameEnabled() {
+    return GetSettingBool(kSettings, kPromptKey, kPromptDefault);
+}
+
+bool StorePromptForName(bool prompt) {
+    return SetSettingBool(kSettings, kPromptKey, prompt);
+}
+
 std::string ExpandPatternOnce(const std::string& pattern, const std::tm& moment,
                               const std::function<int()>& nextNumber, bool& usedCounter) {
     std::string out;
@@ -213,8 +225,7 @@ static bool PromptForName(MainDialogView& view, int format, std::string& path) {
 }
 
 bool ChooseRecordingPath(MainDialogView& view, int format, std::string& path) {
-    if (GetSettingBool(kSettings, kPromptKey, kPromptDefault))
-        return PromptForName(view, format, path);
+    if (PromptForNameEnabled()) return PromptForName(view, format, path);
     std::string name;
     ExpandFileNamePattern(FileNamePattern(), format, LocalNow(), name);
     path = MakeRecordingPath(name, format);

@@ -24,6 +24,11 @@ bool StoreRecordFolder(const std::string& folder);
 
 // (Settings, FileNameFormat), default "Untitled %autonumber%".
 std::string FileNamePattern();
+bool StoreFileNamePattern(const std::string& pattern);
+
+// (Settings, PromptForName), default false: ask for a name at each recording.
+bool PromptForNameEnabled();
+bool StorePromptForName(bool prompt);
 
 // One pass over the pattern at `moment`; `nextNumber` is asked once per
 // %autonumber%. Sets `usedCounter` when the pattern holds %autonumber%.

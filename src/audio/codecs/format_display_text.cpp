@@ -52,7 +52,11 @@ std::string Mp3Text() {
 }  // namespace
 
 std::string CurrentFormatDisplayText() {
-    switch (ReadOutputFormat()) {
+    return FormatDisplayText(ReadOutputFormat());
+}
+
+std::string FormatDisplayText(int format) {
+    switch (format) {
         case kFormatWav: {
             LSoundFormat f = LoadWavFormat();
             return StringPrintf("%dHz %s %s", int(f.sampleRate), WavEncodingWord(f).c_str(),

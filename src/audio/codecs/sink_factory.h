@@ -41,5 +41,8 @@ std::shared_ptr<LSoundSourceBase> OpenSoundSource(const std::string& path, std::
 // A rate or channel count that matches the source shows the default recording
 // format (44100 Hz, stereo), which the sink opens with.
 std::string CurrentFormatDisplayText();
+// The same text for output format `format` (0..3) with its stored encoder
+// settings, whatever format is chosen now; empty for another number.
+std::string FormatDisplayText(int format);
 
 }  // namespace vocarta
