@@ -53,12 +53,16 @@ void LCaptureRing::Free() {
 
 bool LCaptureRing::WaitWritable(Buffer& buffer) {
     if (buffer.frames.load(std::memory_order_acquire) == 0) return true;
+    // Signals are reset only by the side about to wait, and the frame count is
+    // looked at again after the reset, so a hand-over between the two is never
+    // missed and a signal that is already set costs nothing to set again.
+    buffer.empty.Reset();
+    if (buffer.frames.load(std::memory_order_acquire) == 0) return true;
     buffer.empty.Wait(kRingWaitMs);
     return buffer.frames.load(std::memory_order_acquire) == 0;
 }
 
 void LCaptureRing::Commit(Buffer& buffer, uint32_t frames) {
-    buffer.empty.Reset();
     buffer.frames.store(frames, std::memory_order_release);
     buffer.full.Set();
     writeIndex_ = (writeIndex_ + 1) % uint32_t(buffers_.size());
@@ -112,6 +116,9 @@ int64_t LCaptureRing::Wait(const LSignalObject& stop, int timeoutMs) {
     Buffer& buffer = *buffers_[readIndex_];
     uint32_t frames = buffer.frames.load(std::memory_order_acquire);
     while (frames == 0) {
+        buffer.full.Reset();  // see WaitWritable; a failure mark is set after the flag
+        frames = buffer.frames.load(std::memory_order_acquire);
+        if (frames != 0) break;
         if (failed_.load(std::memory_order_acquire)) return kReadFailed;
         int which = buffer.full.WaitEither(stop, timeoutMs);
         frames = buffer.frames.load(std::memory_order_acquire);
@@ -119,8 +126,6 @@ int64_t LCaptureRing::Wait(const LSignalObject& stop, int timeoutMs) {
         if (which == 1) return kReadStopped;
         if (which == -1) return kReadTimedOut;
         if (failed_.load(std::memory_order_acquire)) return kReadFailed;
-        // Set without frames: a failure mark that raced ahead; look again.
-        buffer.full.Reset();
     }
     return frames;
 }
@@ -130,7 +135,6 @@ void LCaptureRing::Take(float* out, float gain, bool duplicateLeft) {
     uint32_t frames = buffer.frames.load(std::memory_order_acquire);
     ConvertS32ToFloat(buffer.storage.get(), out, uint64_t(frames) * channels_, gain);
     if (duplicateLeft) DuplicateLeftChannel(out, frames, channels_);
-    buffer.full.Reset();
     buffer.frames.store(0, std::memory_order_release);
     buffer.empty.Set();
     readIndex_ = (readIndex_ + 1) % uint32_t(buffers_.size());

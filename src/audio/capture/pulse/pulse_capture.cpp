@@ -8,6 +8,13 @@
 
 namespace vocarta {
 
+namespace {
+// The server hands over two ring buffers at a time: half the wake-ups of the
+// main loop and of the worker, and levels still reach the window five times a
+// second.
+constexpr uint32_t kFragmentBuffers = 2;
+}  // namespace
+
 LPulseCapture::~LPulseCapture() { Close(); }
 
 uint32_t LPulseCapture::NearestDeviceRate(uint32_t rate) const {
@@ -115,7 +122,7 @@ bool LPulseCapture::CreateStream(const LRawDevice& source, const pa_channel_map&
     pa_context_set_state_callback(connection_->Context(), &ContextStateCallback, this);
     pa_buffer_attr attr;
     attr.maxlength = uint32_t(-1);
-    attr.fragsize = uint32_t(ring_.FramesPerBuffer() * pa_frame_size(&spec));
+    attr.fragsize = uint32_t(kFragmentBuffers * ring_.FramesPerBuffer() * pa_frame_size(&spec));
     attr.tlength = attr.prebuf = attr.minreq = uint32_t(-1);
     int flags = PA_STREAM_START_CORKED | PA_STREAM_ADJUST_LATENCY | PA_STREAM_DONT_MOVE;
     if (deviceChannel_ >= 0) flags |= PA_STREAM_NO_REMIX_CHANNELS;
