@@ -1,6 +1,9 @@
 #include "app/headless_view.h"
 
+#include <chrono>
+
 #include "toolkit/log.h"
+#include "toolkit/text.h"
 
 namespace vocarta {
 
@@ -12,6 +15,24 @@ std::string PlainLines(const std::string& text) {
     for (char c : text)
         if (c != '\r') out += c;
     return out;
+}
+
+constexpr int64_t kClockRedrawMs = 50;
+
+int64_t SteadyMs() {
+    return std::chrono::duration_cast<std::chrono::milliseconds>(
+               std::chrono::steady_clock::now().time_since_epoch())
+        .count();
+}
+
+// "-12 -14 dB"; silence reads "-inf".
+std::string LevelsText(const std::vector<int>& levelsDb) {
+    std::string out;
+    for (std::size_t i = 0; i < levelsDb.size() && i < 2; ++i) {
+        if (!out.empty()) out += ' ';
+        out += levelsDb[i] <= -127 ? std::string("-inf") : StringPrintf("%d", levelsDb[i]);
+    }
+    return out.empty() ? out : out + " dB";
 }
 }  // namespace
 
@@ -25,7 +46,7 @@ void HeadlessView::CloseWindow() {
 }
 
 int HeadlessView::MessageBox(const MessageBoxRequest& request) {
-    const int choice = request.SafeChoice();
+    const int choice = request.UnattendedChoice();
     std::string answer;
     if (request.buttons.size() > 1 && choice >= 0 && choice < int(request.buttons.size()))
         answer = " [answered \"" + request.buttons[size_t(choice)] + "\"]";
@@ -58,7 +79,17 @@ void HeadlessView::SetStatusText(const std::string& text) {
 
 void HeadlessView::SetTimeText(const std::string& text) {
     timeText_ = text;
+    DrawStatusLine(true);
+}
+
+void HeadlessView::SetSessionLook(SessionLook look) {
+    paused_ = look == SessionLook::Paused;
     DrawStatusLine();
+}
+
+void HeadlessView::SetLevels(const std::vector<int>& levelsDb) {
+    levelsText_ = LevelsText(levelsDb);
+    DrawStatusLine(true);
 }
 
 void HeadlessView::SetFormatText(const std::string& text) {
@@ -67,7 +98,12 @@ void HeadlessView::SetFormatText(const std::string& text) {
 }
 
 std::string HeadlessView::StatusLine() const {
-    return statusText_ + "  " + timeText_ + "  " + formatText_;
+    // A pause keeps the status of the recording; the line says what the window's
+    // look would show.
+    const bool showPaused = paused_ && statusText_ == "Recording...";
+    std::string line = (showPaused ? std::string("Paused") : statusText_) + "  " + timeText_;
+    if (!levelsText_.empty()) line += "  " + levelsText_;
+    return line + "  " + formatText_;
 }
 
 void HeadlessView::ClearStatusLine() {
@@ -77,8 +113,11 @@ void HeadlessView::ClearStatusLine() {
     lineShown_ = false;
 }
 
-void HeadlessView::DrawStatusLine() {
+void HeadlessView::DrawStatusLine(bool clock) {
     if (!statusLineOn_) return;
+    const int64_t now = SteadyMs();
+    if (clock && lineShown_ && now - lastDrawMs_ < kClockRedrawMs) return;
+    lastDrawMs_ = now;
     std::fprintf(status_, "\r%s\033[K", StatusLine().c_str());
     std::fflush(status_);
     lineShown_ = true;

@@ -1,13 +1,17 @@
 #pragma once
 // The view of the program without windows (-nogui, or no display): messages and
 // questions go to standard error and the event log, every question takes its
-// safe answer, and when standard output is a terminal one status line shows the
-// state, the time display and the format, rewritten in place.
+// unattended answer (the safe one, unless the question says otherwise: "Close To
+// Tray" on -exit stops the recording and closes), and when standard output is a
+// terminal one status line shows the state, the time display, the levels and
+// the format, rewritten in place (at most 20 times a second for the clock).
 //
 // Threading contract: main thread only.
 
+#include <cstdint>
 #include <cstdio>
 #include <string>
+#include <vector>
 
 #include "app/main_dialog_view.h"
 
@@ -33,13 +37,17 @@ class HeadlessView final : public MainDialogView {
     void SetStatusText(const std::string& text) override;
     void SetTimeText(const std::string& text) override;
     void SetFormatText(const std::string& text) override;
+    void SetSessionLook(SessionLook look) override;
+    void SetLevels(const std::vector<int>& levelsDb) override;
 
-    // The line the terminal shows, e.g. "Ready  0:00:00.000  Mp3".
+    // The line the terminal shows, e.g.
+    // "Recording...  0:01:02.345  -12 -14 dB  128 kbps Joint Stereo".
     std::string StatusLine() const;
 
   private:
     void ClearStatusLine();
-    void DrawStatusLine();
+    // `clock`: only the time or the levels changed (drawn at most every 50 ms).
+    void DrawStatusLine(bool clock = false);
 
     std::FILE* messages_;
     std::FILE* status_;
@@ -50,6 +58,9 @@ class HeadlessView final : public MainDialogView {
     std::string statusText_;
     std::string timeText_;
     std::string formatText_;
+    std::string levelsText_;
+    bool paused_ = false;
+    int64_t lastDrawMs_ = 0;
 };
 
 }  // namespace vocarta

@@ -1,8 +1,10 @@
 #include "app/main_dialog.h"
 
+#include "app/after_recording_queue.h"
 #include "app/lmain_loop.h"
 #include "app/main_dialog_view.h"
-#include "audio/output_format.h"
+#include "app/session_events.h"
+#include "audio/codecs/sink_factory.h"
 #include "toolkit/log.h"
 #include "toolkit/text.h"
 
@@ -14,26 +16,51 @@ constexpr const char* kCloseQuestion =
     "%s is currently recording. Would you like to continue to record in the background?";
 constexpr const char* kCloseTitle = "Close To Tray";
 enum CloseChoice : int { kRecordInBackground = 0, kStopAndClose = 1, kCancelClose = 2 };
+
+constexpr const char* kRecordingToolTip = "Vocarta - Recording";
+constexpr int kUpkeepMs = 3000;
+constexpr int kTimeDisplayMs = 13;
+constexpr int kBlinkLitMs = 800;
+constexpr int kBlinkDarkMs = 400;
 }  // namespace
 
-MainDialog::MainDialog(MainDialogView& view, LMainLoop& loop) : view_(view), loop_(loop) {
+MainDialog::MainDialog(MainDialogView& view, LMainLoop& loop)
+    : MainDialog(view, loop, DefaultSessionServices()) {}
+
+MainDialog::MainDialog(MainDialogView& view, LMainLoop& loop, SessionServices services)
+    : view_(view),
+      loop_(loop),
+      services_(std::move(services)),
+      events_(std::make_unique<RecorderEvents>(*this, loop)) {
+    // The queue's thread hands its status to the main thread.
+    queue_ = std::make_unique<LAfterRecordingQueue>(
+        services_.afterRecordingSteps,
+        [this](const std::string& text) { loop_.Post([this, text] { ShowQueueStatus(text); }); });
     loop_.SetTimerHandler([this](int id) { OnTimer(id); });
-    view_.SetStatusText(StatusText(0));
+    ShowStatus(kStatusReady);
     view_.SetTimeText(TimeDisplayText(0));
+    view_.SetRecordingIndicator(false);
+    view_.SetTrayToolTip(kProductName);
     ShowFormatText();
+    RefreshButtons();
+    loop_.StartTimer(kTimerUpkeep, kUpkeepMs);
 }
 
 MainDialog::~MainDialog() {
+    queue_->Shutdown(0);
+    if (player_) player_->Stop();
+    // The recorder must not report to a controller that is going away.
+    if (services_.recorder) services_.recorder.reset();
     loop_.SetTimerHandler(nullptr);
 }
 
 std::string MainDialog::StatusText(int status) {
     switch (status) {
-        case 0:
+        case kStatusReady:
             return "Ready";
-        case 1:
+        case kStatusRecording:
             return "Recording...";
-        case 2:
+        case kStatusWaiting:
             return "Waiting for voice input...";
         default:
             return "";
@@ -48,6 +75,10 @@ std::string MainDialog::TimeDisplayText(int64_t positionMs) {
     const int millis = int(positionMs % 1000);
     return StringPrintf("%lld:%.2d:%.2d.%.3d", static_cast<long long>(hours), minutes, seconds,
                         millis);
+}
+
+int MainDialog::RecorderState() const {
+    return services_.recorder ? int(services_.recorder->State()) : kStopped;
 }
 
 void MainDialog::HandleForwardedCommandLine(const std::vector<std::string>& args) {
@@ -81,13 +112,15 @@ void MainDialog::BringToFront() {
 
 void MainDialog::Close() {
     if (closed_) return;
-    if (IsRecordingInProgress()) {
+    if (IsRecordingInProgress() || pausedByUser_) {
         MessageBoxRequest question;
         question.text = StringPrintf(kCloseQuestion, kProductName);
         question.title = kCloseTitle;
         question.buttons = {"Record in Background", "Stop Recording and Close", "Cancel"};
         question.defaultButton = kRecordInBackground;
         question.safeButton = kCancelClose;
+        // Without a window, -exit can only mean: finish the file and end.
+        question.unattendedButton = kStopAndClose;
         question.icon = MessageBoxRequest::Icon::Question;
         const int choice = view_.MessageBox(question);
         if (choice == kRecordInBackground) {
@@ -100,59 +133,83 @@ void MainDialog::Close() {
     LogEvent("Close");
     closed_ = true;
     for (int id : {kTimerCloseAfterMs, kTimerIntervalTone, kTimerUpkeep, kTimerDelayedStart,
-                   kTimerTimeDisplay, kTimerBlink})
+                   kTimerTimeDisplay, kTimerBlink, kTimerRecorderPoll})
         loop_.KillTimer(id);
+    StopPlayback();
+    queue_->Shutdown(kQueueGraceAtExitMs);
     view_.CloseWindow();
     loop_.Quit(0);
 }
 
-void MainDialog::Record(int64_t limitMs) {
-    LogEvent("Record limit=%lld", static_cast<long long>(limitMs));
-    recorderState_ = kRecording;
-    pausedByUser_ = false;
-}
-
-void MainDialog::RecordToFile(const std::string& path) {
-    LogEvent("RecordToFile path=%s", path.c_str());
-    outputPath_ = path;
-    recorderState_ = kRecording;
-    pausedByUser_ = false;
-}
-
-void MainDialog::Pause() {
-    LogEvent("Pause");
-    if (recorderState_ == kRecording) {
-        recorderState_ = kPaused;
-        pausedByUser_ = true;
-    }
-}
-
-void MainDialog::Restart() {
-    LogEvent("Restart");
-}
-
-void MainDialog::Stop() {
-    LogEvent("Stop");
-    recorderState_ = kStopped;
-    pausedByUser_ = false;
-}
-
-void MainDialog::Play() {
-    LogEvent("Play");
-}
-
-void MainDialog::AfterStop(bool done) {
-    LogEvent("AfterStop done=%s", done ? "true" : "false");
-    recorderState_ = kStopped;
-    pausedByUser_ = false;
-}
-
 void MainDialog::ScheduledStart() {
     LogEvent("ScheduledStart");
+    // The recorder's view is the main window itself: bring it forward if shown.
+    if (view_.IsWindowVisible()) view_.BringToFront();
+}
+
+void MainDialog::DelayedRecord(int delayMs) {
+    LogEvent("Recording starts in %d ms", delayMs);
+    loop_.StartTimer(kTimerDelayedStart, delayMs < 0 ? 0 : delayMs);
 }
 
 void MainDialog::ShowFormatText() {
-    view_.SetFormatText(OutputFormatWord(ReadOutputFormat()));
+    view_.SetFormatText(CurrentFormatDisplayText());
+}
+
+void MainDialog::ShowStatus(int status) {
+    status_ = status;
+    if (status == kStatusReady && !queueStatus_.empty())
+        view_.SetStatusText(queueStatus_);
+    else
+        view_.SetStatusText(StatusText(status));
+}
+
+void MainDialog::ShowQueueStatus(const std::string& text) {
+    if (closed_) return;
+    queueStatus_ = text;
+    // A recording's own status wins; the queue's shows while the session is idle.
+    ShowStatus(status_);
+}
+
+void MainDialog::ShowLook(SessionLook look) {
+    view_.SetSessionLook(look);
+    const bool recording = look == SessionLook::Recording;
+    if (recording && !loop_.IsTimerRunning(kTimerBlink)) {
+        blinkLit_ = true;
+        view_.SetRecordingIndicator(true);
+        loop_.StartTimer(kTimerBlink, kBlinkLitMs);
+    } else if (!recording) {
+        loop_.KillTimer(kTimerBlink);
+        blinkLit_ = false;
+        view_.SetRecordingIndicator(false);
+    }
+    view_.SetTrayToolTip(look == SessionLook::Idle ? kProductName : kRecordingToolTip);
+    RefreshButtons();
+}
+
+void MainDialog::Blink() {
+    blinkLit_ = !blinkLit_;
+    view_.SetRecordingIndicator(blinkLit_);
+    loop_.StartTimer(kTimerBlink, blinkLit_ ? kBlinkLitMs : kBlinkDarkMs);
+}
+
+void MainDialog::RefreshButtons() {
+    SessionButtons buttons;
+    const bool active = IsRecordingInProgress() || pausedByUser_;
+    const bool playing = player_ && player_->IsPlaying();
+    const bool playbackPaused = player_ && player_->IsPaused();
+    buttons.record = RecorderState() != kRecording || pausedByUser_;
+    buttons.pause = (RecorderState() == kRecording && !pausedByUser_) || (!active && playing);
+    buttons.stop = active || playing || playbackPaused;
+    buttons.restart = active || playing || playbackPaused;
+    buttons.play = !active && !playing && !lastRecordingPath_.empty();
+    buttons.playbackPaused = !active && playbackPaused;
+    view_.SetButtons(buttons);
+}
+
+void MainDialog::RefreshTimeDisplay() {
+    if (!services_.recorder) return;
+    view_.SetTimeText(TimeDisplayText(services_.recorder->Position().Milliseconds()));
 }
 
 void MainDialog::OnTimer(int id) {
@@ -162,10 +219,40 @@ void MainDialog::OnTimer(int id) {
             AfterStop(true);
             if (view_.HasFrame()) Close();
             break;
+        case kTimerIntervalTone:
+            if (RecorderState() == kRecording && !pausedByUser_)
+                services_.playTone(LToneKind::Interval);
+            break;
+        case kTimerUpkeep:
+            // Another process (vocarta-defaults, the options of a second copy) may
+            // have changed the format; a played recording may have ended.
+            ShowFormatText();
+            RefreshButtons();
+            break;
+        case kTimerDelayedStart:
+            loop_.KillTimer(id);
+            Record(kDefaultLimitMs);
+            break;
+        case kTimerTimeDisplay:
+            RefreshTimeDisplay();
+            break;
+        case kTimerBlink:
+            Blink();
+            break;
+        case kTimerRecorderPoll:
+            if (services_.recorder) services_.recorder->Poll();
+            break;
         default:
-            // The session's own timers are not armed by anything yet.
             loop_.KillTimer(id);
             break;
+    }
+}
+
+void MainDialog::OnMessage(int id) {
+    if (closed_) return;
+    if (id == kMessageContinueRecording) {
+        continuationPending_ = false;
+        Record(kDefaultLimitMs);
     }
 }
 

@@ -9,13 +9,20 @@
 // reach it only through LMainLoop::Post.
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
+
+#include "app/session_services.h"
+#include "audio/sound_sink.h"
 
 namespace vocarta {
 
 class LMainLoop;
 class MainDialogView;
+class LAfterRecordingQueue;
+enum class SessionLook;
+struct SessionButtons;
 
 class MainDialog {
   public:
@@ -27,14 +34,24 @@ class MainDialog {
         kTimerDelayedStart = 8,
         kTimerTimeDisplay = 15,
         kTimerBlink = 1113,
+        kTimerRecorderPoll = 1120,  // turns the recorder's flags into notifications
     };
+    // Posted to continue into a new file after the maximum time.
+    static constexpr int kMessageContinueRecording = 1116;
     // A recording that names no limit is given 60 hours.
     static constexpr int64_t kDefaultLimitMs = 216000000;
     static constexpr int64_t kNoLimit = -1;
     // Recorder states.
     enum : int { kStopped = 0, kPaused = 1, kRecording = 2 };
+    // Status numbers of StatusText.
+    enum : int { kStatusReady = 0, kStatusRecording = 1, kStatusWaiting = 2 };
+    // A finished file smaller than this holds no recording worth keeping.
+    static constexpr int64_t kSmallestKeptFile = 1024;
+    // The after-recording queue's time to finish when the program ends.
+    static constexpr int kQueueGraceAtExitMs = 10000;
 
     MainDialog(MainDialogView& view, LMainLoop& loop);
+    MainDialog(MainDialogView& view, LMainLoop& loop, SessionServices services);
     virtual ~MainDialog();
     MainDialog(const MainDialog&) = delete;
     MainDialog& operator=(const MainDialog&) = delete;
@@ -64,14 +81,32 @@ class MainDialog {
     void AfterStop(bool done);
     // Brings the recorder to its recording view after a scheduled launch.
     void ScheduledStart();
+    // Starts recording with the default limit after `delayMs` (timer 8).
+    void DelayedRecord(int delayMs);
+
+    // What the recorder reports, on the main thread.
+    void OnRecordingStarted();
+    void OnRecorderProgress(int64_t positionMs);
+    void OnVoiceTimeout(bool voiceActivated);
+    void OnRecorderStopped();
 
     void OnTimer(int id);
+    void OnMessage(int id);
 
-    int RecorderState() const { return recorderState_; }
-    bool IsRecordingInProgress() const { return recorderState_ != kStopped; }
+    int RecorderState() const;
+    bool IsRecordingInProgress() const { return RecorderState() != kStopped; }
+    bool IsPausedByUser() const { return pausedByUser_; }
+    bool IsSinkOpen() const { return sink_.IsOpen(); }
+    bool SessionEnded() const { return sessionEnded_; }
+    bool SoundCaptured() const { return soundCaptured_; }
     bool ExitWhenStopped() const { return exitWhenStopped_; }
     int64_t ScheduledLimit() const { return scheduledLimit_; }
+    int64_t MaxTimeMs() const { return maxTimeMs_; }
+    bool CheckMaxTimeOn() const { return checkMaxTime_; }
     const std::string& OutputPath() const { return outputPath_; }
+    // The last recording finished and kept (what Play plays).
+    const std::string& LastRecordingPath() const { return lastRecordingPath_; }
+    LAfterRecordingQueue& AfterRecordingQueue() { return *queue_; }
 
     // 0 "Ready", 1 "Recording...", 2 "Waiting for voice input...", else "".
     static std::string StatusText(int status);
@@ -79,6 +114,8 @@ class MainDialog {
     static std::string TimeDisplayText(int64_t positionMs);
 
   private:
+    class RecorderEvents;
+
     // Command-line switches (command_line.cpp). Each takes the index of its
     // switch and returns the index of the last argument it consumed.
     int HandleSwitch(const std::vector<std::string>& args, int index);
@@ -88,20 +125,66 @@ class MainDialog {
     int HandleMsSwitch(const std::vector<std::string>& args, int index);
     void ShowFormatText();
 
+    // The window's look (main_dialog.cpp).
+    void ShowStatus(int status);
+    void ShowQueueStatus(const std::string& text);
+    void ShowLook(SessionLook look);
+    void RefreshButtons();
+    void Blink();
+    void RefreshTimeDisplay();
+
+    // Starting (session_start.cpp).
+    bool OpenSinkFor(const std::string& path, int format);
+    bool StartRecording(int64_t limitMs);
+    bool EnoughFreeSpace();
+    bool StartRecorder(int64_t limitMs);
+    void DiscardSink();
+
+    // Stopping and playing (session_stop.cpp, session_play.cpp).
+    void FinishRecording(bool done);
+    bool CloseSinkKeeps();
+    void StopPlayback();
+    std::string RecordingToPlay() const;
+
+    // What the recorder reported (session_progress.cpp).
+    void OnRecorderStoppedItself();
+    void OnRecorderFailed(int32_t error);
+    bool DiskSpaceRunsOut(int64_t positionMs);
+    void EndAtLimit(int64_t positionMs, bool scheduled);
+
     MainDialogView& view_;
     LMainLoop& loop_;
     bool closed_ = false;
+    SessionServices services_;
+    std::unique_ptr<RecorderEvents> events_;
+    std::unique_ptr<LAfterRecordingQueue> queue_;
+    std::unique_ptr<LSoundPlayer> player_;
 
-    // Session state. Until the recorder is attached the recording operations
-    // keep this state themselves and write the command log.
-    int recorderState_ = kStopped;
-    bool pausedByUser_ = false;
+    // The session (all on the main thread).
+    LSoundSink sink_;  // open while a file is being written
+    int format_ = 0;   // output format of sink_
     std::string outputPath_;
+    bool pausedByUser_ = false;
+    bool sessionEnded_ = false;
+    bool soundCaptured_ = false;
+    bool checkMaxTime_ = true;
+    int64_t maxTimeMs_ = 0;
+    // Set by -scheduled_launch: the recording ends at this position.
+    int64_t scheduledLimit_ = kNoLimit;
+    int64_t lastDiskCheckMs_ = 0;
     // Set by -exitifstop and -RunInBackground: end the program when the
     // recording stops.
     bool exitWhenStopped_ = false;
-    // Set by -scheduled_launch: the recording ends at this position.
-    int64_t scheduledLimit_ = kNoLimit;
+    bool blinkLit_ = false;
+    // True while the session itself stops the recorder: a stop it did not ask
+    // for (the recorder's own time limit) is finished differently.
+    bool stoppingRecorder_ = false;
+    // Message 1116 is on its way: the recording goes on in a new file.
+    bool continuationPending_ = false;
+    int64_t finalTimeMs_ = 0;  // length of the recording last stopped
+    int status_ = kStatusReady;
+    std::string queueStatus_;  // shown instead of "Ready" while a step runs
+    std::string lastRecordingPath_;
 };
 
 }  // namespace vocarta

@@ -25,8 +25,13 @@ struct MessageBoxRequest {
     // -1 means the default button is that choice.
     int safeButton = -1;
     Icon icon = Icon::Information;
+    // Index of the answer when nobody can be asked (the headless program); -1
+    // means the safe choice. Set where the safe choice would leave a command
+    // undone that was given on purpose, e.g. -exit while recording.
+    int unattendedButton = -1;
 
     int SafeChoice() const { return safeButton >= 0 ? safeButton : defaultButton; }
+    int UnattendedChoice() const { return unattendedButton >= 0 ? unattendedButton : SafeChoice(); }
 };
 
 // How the window shows the session: idle (Ready), recording (the indicator

@@ -49,9 +49,15 @@ OutputFolderCheck CheckOutputFolder(MainDialogView& view, const std::string& fol
         }
         return Refuse(view, kInvalidText, kInvalidTitle);
     }
-    if (!AskConfirm(view, kCreateQuestion, kProductTitle, options ? "Create" : "Create Folder",
-                    "Cancel"))
-        return OutputFolderCheck::Cancelled;
+    MessageBoxRequest question;
+    question.text = kCreateQuestion;
+    question.title = kProductTitle;
+    question.buttons = {options ? "Create" : "Create Folder", "Cancel"};
+    question.safeButton = 1;
+    // Unattended (headless, scheduled) recording creates its folder: nothing is lost by it.
+    question.unattendedButton = 0;
+    question.icon = MessageBoxRequest::Icon::Question;
+    if (view.MessageBox(question) != 0) return OutputFolderCheck::Cancelled;
     if (!MakeDirs(folder)) {
         LogSystemFailure("CheckOutputFolder", "mkdir");
         return Refuse(view, options ? kCannotFormText : kCannotCreateText, kProductTitle);

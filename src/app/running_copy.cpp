@@ -10,6 +10,7 @@
 #include "app/headless_view.h"
 #include "app/instance_socket.h"
 #include "app/qt_main_loop.h"
+#include "audio/playback/tone_player.h"
 #include "settings/settings.h"
 #include "toolkit/log.h"
 
@@ -19,6 +20,7 @@ namespace {
 constexpr const char* kShownAtStartupSection = "Settings";
 constexpr const char* kShownAtStartupKey = "MainWindowShownAtStartup";
 constexpr bool kShownAtStartupDefault = true;
+constexpr int kToneWaitAtExitMs = 2000;
 }  // namespace
 
 RunningCopy::RunningCopy(QtMainLoop& loop, MainDialogView& view, InstanceSocket& socket)
@@ -65,7 +67,9 @@ void RunningCopy::StartListening() {
 
 void RunningCopy::OnTerminationSignal(int signal) {
     LogEvent("Signal %d received: closing", signal);
-    if (dialog_.IsRecordingInProgress()) dialog_.AfterStop(true);
+    // The recording is finished first, so the file is complete; then no question
+    // is left for Close to ask.
+    if (dialog_.IsRecordingInProgress() || dialog_.IsPausedByUser()) dialog_.AfterStop(true);
     dialog_.Close();
 }
 
@@ -74,6 +78,9 @@ int RunningCopy::Run() {
     // The socket goes first, so a launch from now on becomes a running copy itself.
     socket_.Remove();
     if (listener_) listener_->Shutdown();
+    // The stop tone of the recording that ended the program is still heard.
+    WaitForTones(kToneWaitAtExitMs);
+    ShutdownTones();
     LogEvent("Running copy ended");
     return status;
 }

@@ -8,7 +8,7 @@
 #include "audio/trim/edit_list.h"
 #include "audio/trim/silence_search.h"
 #include "audio/trim/trim_temp_file.h"
-#include "settings/settings.h"
+#include "settings/usage_stats.h"
 #include "toolkit/lfile.h"
 #include "toolkit/log.h"
 #include "toolkit/paths.h"
@@ -17,9 +17,6 @@
 namespace vocarta {
 
 namespace {
-constexpr const char* kUsageSection = "UsageStats";
-constexpr const char* kLastFailedKey = "LastFailed";
-constexpr const char* kLastFailedReasonKey = "LastFailedReason";
 
 // One trim of one recording, step by step.
 class RecordingTrim {
@@ -63,8 +60,7 @@ bool RecordingTrim::Fail(const char* section, const char* tag, const std::string
     outcome_.tag = tag;
     outcome_.error = error;
     LogError("%s %s: %s: %s", section, tag, path_.c_str(), error.c_str());
-    SetSettingString(kUsageSection, kLastFailedKey, section);
-    SetSettingString(kUsageSection, kLastFailedReasonKey, tag);
+    RecordFailure(section, tag);
     return false;
 }
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "audio/recorder_settings.h"
 #include "settings/settings.h"
 
 namespace vocarta {
@@ -14,14 +15,6 @@ constexpr const char* kShortestSilenceKey = "AutoTrimShortestSilence";
 constexpr const char* kNewFixedLengthKey = "AutoTrimNewFixedLength";
 constexpr const char* kNewLengthFractionKey = "AutoTrimNewLengthFraction";
 constexpr const char* kStartAndEndOnlyKey = "AutoTrimStartAndEndOnly";
-
-// The voice-activation level belongs to the recording session; the trim after a
-// recording only reads it, with the same default.
-constexpr const char* kVoiceActivateLevelKey = "VoiceActivateLevel";
-constexpr int kDefaultVoiceActivateLevel = -18;
-
-constexpr const char* kRecorderSection = "Recorder";
-constexpr const char* kAutotrimKey = "Autotrim";
 
 constexpr TrimSettings kDefaults{};
 
@@ -61,7 +54,7 @@ void StoreTrimSettings(const TrimSettings& settings) {
 
 int AfterRecordingThresholdDb() {
     // Computed in 64 bits: a stored level of INT32_MIN must clamp, not wrap.
-    int64_t level = GetSettingInt(kSection, kVoiceActivateLevelKey, kDefaultVoiceActivateLevel);
+    int64_t level = VoiceActivateLevelSetting();
     return int(std::clamp<int64_t>(level - 1, kTrimThresholdMinDb, kTrimThresholdMaxDb));
 }
 
@@ -75,7 +68,7 @@ TrimSettings ReadAfterRecordingTrimSettings() {
 }
 
 bool AfterRecordingTrimEnabled() {
-    return GetSettingBool(kRecorderSection, kAutotrimKey, false);
+    return AutotrimEnabled();
 }
 
 void StoreAfterRecordingTrimEnabled(bool enabled) {

@@ -1,0 +1,49 @@
+#pragma once
+// The recorder's notifications as the session takes them. The recorder calls
+// them on the main thread from Poll (timer 1120) and from Stop; what may end the
+// program or start a new recording is posted, so it runs after the operation
+// that stopped the recorder has finished.
+//
+// Threading contract: main thread only.
+
+#include "app/lmain_loop.h"
+#include "app/main_dialog.h"
+#include "app/main_dialog_view.h"
+#include "audio/capture/sound_recorder.h"
+
+namespace vocarta {
+
+class MainDialog::RecorderEvents final : public LSoundRecorderNotify {
+  public:
+    RecorderEvents(MainDialog& dialog, LMainLoop& loop) : dialog_(dialog), loop_(loop) {}
+
+    void OnRecordingStarted(int64_t) override { dialog_.OnRecordingStarted(); }
+    void OnWaitingForSound(int64_t) override { dialog_.OnVoiceTimeout(voiceActivated); }
+    void OnStopped(int64_t) override {
+        MainDialog* dialog = &dialog_;
+        // A stop the session did not ask for: the recorder's own time limit.
+        if (!dialog_.stoppingRecorder_) loop_.Post([dialog] { dialog->OnRecorderStoppedItself(); });
+        loop_.Post([dialog] { dialog->OnRecorderStopped(); });
+    }
+    void OnTimeUpdate(LSoundTime recordedLength, int64_t) override {
+        dialog_.OnRecorderProgress(recordedLength.Milliseconds());
+    }
+    void OnLevelsUpdate(const LLevels& levels, int64_t) override {
+        std::vector<int> values;
+        for (int i = 0; i < levels.Count(); ++i) values.push_back(levels[i].Value());
+        dialog_.view_.SetLevels(values);
+    }
+    void OnFinished(int32_t result, int64_t) override {
+        MainDialog* dialog = &dialog_;
+        loop_.Post([dialog, result] { dialog->OnRecorderFailed(result); });
+    }
+
+    // Whether the recording that runs was started with voice activation.
+    bool voiceActivated = false;
+
+  private:
+    MainDialog& dialog_;
+    LMainLoop& loop_;
+};
+
+}  // namespace vocarta
