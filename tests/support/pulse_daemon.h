@@ -25,7 +25,7 @@
 namespace vocarta::test {
 
 class PulseDaemon {
-public:
+  public:
     PulseDaemon() = default;
     ~PulseDaemon() { Stop(); }
     PulseDaemon(const PulseDaemon&) = delete;
@@ -41,11 +41,18 @@ public:
         setenv("PULSE_SERVER", ("unix:" + socket_).c_str(), 1);
         setenv("PULSE_RUNTIME_PATH", runtime.c_str(), 1);
         std::vector<std::string> argv = {
-            "pulseaudio", "-n", "--daemonize=no", "--exit-idle-time=-1", "--use-pid-file=no",
-            "--high-priority=no", "--realtime=no", "--no-cpu-limit=yes",
+            "pulseaudio",
+            "-n",
+            "--daemonize=no",
+            "--exit-idle-time=-1",
+            "--use-pid-file=no",
+            "--high-priority=no",
+            "--realtime=no",
+            "--no-cpu-limit=yes",
             "--disallow-module-loading=no",
             "--log-target=file:" + folder + "/pulse.log",
-            "-L", "module-native-protocol-unix auth-anonymous=1 socket=" + socket_};
+            "-L",
+            "module-native-protocol-unix auth-anonymous=1 socket=" + socket_};
         pid_ = Spawn(argv, nullptr, false, true);
         if (pid_ <= 0) {
             if (error) *error = "cannot start pulseaudio (is the pulseaudio package installed?)";
@@ -138,7 +145,7 @@ public:
         return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     }
 
-private:
+  private:
     // fork + exec, so that a daemon can be tied to this process: with
     // `dieWithParent` it gets SIGTERM when the test process ends, however it ends.
     static pid_t Spawn(const std::vector<std::string>& argv, int* stdoutPipe,

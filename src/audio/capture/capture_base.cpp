@@ -8,16 +8,24 @@ namespace vocarta {
 
 const char* CaptureErrorText(int32_t error) {
     switch (error) {
-        case kCaptureOk: return "No error";
-        case kCaptureRateUnavailable: return "The sound device cannot record at this sample rate";
-        case kCaptureNoDevice: return "The sound device is not present";
-        case kCaptureOpenFailed: return "The sound device could not be opened";
-        case kCaptureDeviceLost: return "The sound device was disconnected";
-        case kCaptureStalled: return "The sound device stopped delivering sound";
-        case kCaptureSinkFailed: return "The recording could not be written";
-        case kCaptureNoServer: return "No sound server answered";
-        case kCaptureOverrun: return "Recording fell behind the sound device";
-        default: return "Unknown sound device error";
+        case kCaptureOk:
+            return "No error";
+        case kCaptureRateUnavailable:
+            return "The sound device cannot record at this sample rate";
+        case kCaptureNoDevice:
+            return "The sound device is not present";
+        case kCaptureOpenFailed:
+            return "The sound device could not be opened";
+        case kCaptureDeviceLost:
+            return "The sound device was disconnected";
+        case kCaptureStalled:
+            return "The sound device stopped delivering sound";
+        case kCaptureSinkFailed:
+            return "The recording could not be written";
+        case kCaptureNoServer:
+            return "No sound server answered";
+        default:
+            return "Unknown sound device error";
     }
 }
 
@@ -52,8 +60,8 @@ bool LCaptureBase::ChooseFormat(LSoundSinkBase& sink, const std::vector<uint32_t
         return false;
     }
     if (rate_ != wanted && !sink.SetFormat(rate_, channels_)) {
-        SetLastError(kCaptureRateUnavailable,
-                     std::to_string(wanted) + " Hz asked, " + std::to_string(rate_) + " Hz offered");
+        SetLastError(kCaptureRateUnavailable, std::to_string(wanted) + " Hz asked, " +
+                                                  std::to_string(rate_) + " Hz offered");
         return false;
     }
     return true;

@@ -22,7 +22,7 @@
 namespace vocarta {
 
 class LCaptureBase {
-public:
+  public:
     LCaptureRing& Ring() { return ring_; }
 
     // Any thread. The first error since ClearError() is kept.
@@ -38,7 +38,7 @@ public:
     uint32_t Rate() const { return rate_; }
     uint8_t Channels() const { return channels_; }
 
-protected:
+  protected:
     // Picks the device rate nearest the sink's from `offered` (empty: any rate)
     // and tells the sink when it differs; error 1 when the sink cannot take it.
     bool ChooseFormat(LSoundSinkBase& sink, const std::vector<uint32_t>& offered);
@@ -52,7 +52,7 @@ protected:
     uint32_t rate_ = 0;
     uint8_t channels_ = 0;
 
-private:
+  private:
     std::atomic<int32_t> lastError_{0};
     mutable LLockObject errorLock_;
     std::string errorDetail_;  // guarded by errorLock_

@@ -30,8 +30,8 @@ bool LCaptureRing::Allocate(uint32_t bufferCount, uint32_t framesPerBuffer, uint
         auto buffer = std::make_unique<Buffer>();
         buffer->storage.reset(new (std::nothrow) int32_t[samples]);
         if (!buffer->storage || !buffer->empty.IsValid() || !buffer->full.IsValid()) {
-            LogError("LCaptureRing::Allocate: no memory for %u buffers of %u frames",
-                     bufferCount, framesPerBuffer);
+            LogError("LCaptureRing::Allocate: no memory for %u buffers of %u frames", bufferCount,
+                     framesPerBuffer);
             Free();
             return false;
         }
@@ -140,8 +140,8 @@ void LCaptureRing::Take(float* out, float gain, bool duplicateLeft) {
     readIndex_ = (readIndex_ + 1) % uint32_t(buffers_.size());
 }
 
-int64_t LCaptureRing::Read(float* out, const LSignalObject& stop, float gain,
-                           bool duplicateLeft, int timeoutMs) {
+int64_t LCaptureRing::Read(float* out, const LSignalObject& stop, float gain, bool duplicateLeft,
+                           int timeoutMs) {
     int64_t frames = Wait(stop, timeoutMs);
     if (frames > 0) Take(out, gain, duplicateLeft);
     return frames;

@@ -30,7 +30,7 @@ uint32_t BufferCountFor(uint32_t framesPerBuffer, uint32_t rate);
 inline constexpr int kRingWaitMs = 3000;
 
 class LCaptureRing {
-public:
+  public:
     // Result of Read besides a frame count.
     static constexpr int64_t kReadStopped = 0;
     static constexpr int64_t kReadTimedOut = -1;
@@ -73,7 +73,7 @@ public:
     // True when a full buffer waits at the read index.
     bool HasQueued() const;
 
-private:
+  private:
     struct Buffer {
         std::unique_ptr<int32_t[]> storage;
         std::atomic<uint32_t> frames{0};  // 0: empty (callback's); else full (worker's)

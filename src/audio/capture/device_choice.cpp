@@ -17,11 +17,17 @@ constexpr const char* kRecordVolumeUsbKey = "RecordVolumeUSB";
 constexpr const char* kRecordDeviceDefault = "";  // the first device
 constexpr int kRecordVolumeDefault = 0;
 
-bool UseUsbPhone() { return GetSettingBool(kDeviceSection, kUseUsbPhoneKey, kUseUsbPhoneDefault); }
+bool UseUsbPhone() {
+    return GetSettingBool(kDeviceSection, kUseUsbPhoneKey, kUseUsbPhoneDefault);
+}
 }  // namespace
 
-const char* RecordDeviceKey() { return UseUsbPhone() ? kRecordDeviceUsbKey : kRecordDeviceKey; }
-const char* RecordVolumeKey() { return UseUsbPhone() ? kRecordVolumeUsbKey : kRecordVolumeKey; }
+const char* RecordDeviceKey() {
+    return UseUsbPhone() ? kRecordDeviceUsbKey : kRecordDeviceKey;
+}
+const char* RecordVolumeKey() {
+    return UseUsbPhone() ? kRecordVolumeUsbKey : kRecordVolumeKey;
+}
 
 std::string FormatRecordChoice(std::string_view deviceName, int32_t channel) {
     std::string text(deviceName);
@@ -35,8 +41,8 @@ LStoredRecordChoice ParseRecordChoice(std::string_view text) {
     size_t hash = trimmed.rfind('#');
     if (hash != std::string::npos && hash + 1 < trimmed.size() && hash + 1 + 4 >= trimmed.size()) {
         std::string digits = trimmed.substr(hash + 1);
-        bool allDigits = std::all_of(digits.begin(), digits.end(),
-                                     [](char c) { return c >= '0' && c <= '9'; });
+        bool allDigits =
+            std::all_of(digits.begin(), digits.end(), [](char c) { return c >= '0' && c <= '9'; });
         int number = allDigits ? std::atoi(digits.c_str()) : 0;
         if (number >= 1) {
             choice.device = trimmed.substr(0, hash);
@@ -49,8 +55,8 @@ LStoredRecordChoice ParseRecordChoice(std::string_view text) {
 }
 
 LStoredRecordChoice LoadRecordChoice() {
-    LStoredRecordChoice choice =
-        ParseRecordChoice(GetSettingString(kDeviceSection, RecordDeviceKey(), kRecordDeviceDefault));
+    LStoredRecordChoice choice = ParseRecordChoice(
+        GetSettingString(kDeviceSection, RecordDeviceKey(), kRecordDeviceDefault));
     int volume = GetSettingInt(kDeviceSection, RecordVolumeKey(), kRecordVolumeDefault);
     choice.volume = LdBLevel((signed char)std::clamp(volume, -127, 127));
     return choice;

@@ -30,8 +30,8 @@ inline constexpr int kRecordVolumeMin = -60;
 inline constexpr int kRecordVolumeMax = 30;
 
 struct LStoredRecordChoice {
-    std::string device;   // stable name or display name; empty: none stored
-    int32_t channel = -1; // from 0; -1: all channels
+    std::string device;    // stable name or display name; empty: none stored
+    int32_t channel = -1;  // from 0; -1: all channels
     LdBLevel volume{0};
 };
 

@@ -19,18 +19,18 @@ enum class LDeviceDirection { Input, Output };
 
 // One device as the platform sees it.
 struct LRawDevice {
-    uint32_t id = 0;           // the server's index of the device
-    std::string name;          // the server's stable name (stored in the settings)
-    std::string description;   // the device's own, human-readable name
-    std::string bus;           // transport: "usb", "pci", "bluetooth", "firewire", ...
-    uint32_t sampleRate = 0;   // native rate
-    bool isMonitor = false;    // records what an output plays
+    uint32_t id = 0;          // the server's index of the device
+    std::string name;         // the server's stable name (stored in the settings)
+    std::string description;  // the device's own, human-readable name
+    std::string bus;          // transport: "usb", "pci", "bluetooth", "firewire", ...
+    uint32_t sampleRate = 0;  // native rate
+    bool isMonitor = false;   // records what an output plays
     // Channels, grouped by stream buffer; an empty text is an unnamed channel.
     std::vector<std::vector<std::string>> buffers;
 };
 
 class LDeviceEnumerator {
-public:
+  public:
     virtual ~LDeviceEnumerator() = default;
     // Devices that have at least one channel in `direction`, in the server's order.
     // False (with `error` set) when the server could not be asked; devices found
@@ -53,8 +53,8 @@ struct LDeviceEntry {
 };
 
 struct LChannelEntry {
-    uint32_t index = 0;        // within its stream buffer, from 0
-    int32_t deviceChannel = 0; // across the whole device, from 0 (what a choice stores)
+    uint32_t index = 0;         // within its stream buffer, from 0
+    int32_t deviceChannel = 0;  // across the whole device, from 0 (what a choice stores)
     std::string displayName;
 };
 
@@ -67,11 +67,11 @@ std::vector<LDeviceEntry> NameDevices(const std::vector<LRawDevice>& raw);
 std::vector<LChannelEntry> NameChannels(const LRawDevice& device);
 
 class LSoundDeviceList {
-public:
+  public:
     LSoundDeviceList() = default;
     // Asks the enumerator afresh.
     static LSoundDeviceList Query(LDeviceDirection direction, LDeviceEnumerator& enumerator);
-    static LSoundDeviceList QueryInputs();   // with CreateDeviceEnumerator()
+    static LSoundDeviceList QueryInputs();  // with CreateDeviceEnumerator()
     static LSoundDeviceList QueryOutputs();
 
     bool Ok() const { return ok_; }
@@ -89,7 +89,7 @@ public:
     int IndexOfName(const std::string& name) const;
     std::vector<LChannelEntry> Channels(int index) const;
 
-private:
+  private:
     bool ok_ = false;
     std::string error_;
     std::vector<LDeviceEntry> entries_;

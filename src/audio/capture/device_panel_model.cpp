@@ -44,7 +44,8 @@ std::vector<std::string> LDevicePanelModel::ChannelNames() const {
     std::vector<std::string> names;
     if (device_ < 0) return names;
     names.push_back(kAllChannels);
-    for (const LChannelEntry& channel : list_.Channels(device_)) names.push_back(channel.displayName);
+    for (const LChannelEntry& channel : list_.Channels(device_))
+        names.push_back(channel.displayName);
     return names;
 }
 
@@ -54,8 +55,12 @@ void LDevicePanelModel::SelectChannelRow(int row) {
     ApplyVolume();
 }
 
-int LDevicePanelModel::VolumeMin() const { return kRecordVolumeMin; }
-int LDevicePanelModel::VolumeMax() const { return kRecordVolumeMax; }
+int LDevicePanelModel::VolumeMin() const {
+    return kRecordVolumeMin;
+}
+int LDevicePanelModel::VolumeMax() const {
+    return kRecordVolumeMax;
+}
 
 void LDevicePanelModel::SetVolume(int db) {
     volume_ = std::clamp(db, VolumeMin(), VolumeMax());
@@ -71,7 +76,8 @@ void LDevicePanelModel::ApplyVolume() const {
 bool LDevicePanelModel::Save() const {
     if (device_ < 0) return false;
     ApplyVolume();
-    return SaveRecordChoice(list_.Entry(device_).raw.name, channel_, LdBLevel((signed char)volume_));
+    return SaveRecordChoice(list_.Entry(device_).raw.name, channel_,
+                            LdBLevel((signed char)volume_));
 }
 
 }  // namespace vocarta

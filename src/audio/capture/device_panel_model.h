@@ -16,7 +16,7 @@
 namespace vocarta {
 
 class LDevicePanelModel {
-public:
+  public:
     // Reads the device list and the stored choice. False when no sound server
     // answered (the lists are then empty and Error() says why).
     bool Load();
@@ -42,7 +42,7 @@ public:
     bool FellBack() const { return fellBack_; }
     bool Save() const;
 
-private:
+  private:
     void ApplyVolume() const;
 
     LSoundDeviceList list_;

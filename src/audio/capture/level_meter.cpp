@@ -30,7 +30,6 @@ void ChannelExtremes(const float* samples, uint64_t frames, uint8_t channels, fl
     low = std::min(std::min(l0, l1), std::min(l2, l3));
 }
 
-
 // Channel counts that divide 8 are metered over the interleaved samples as they
 // lie, eight lanes at a time, lane k belonging to channel k % channels: one
 // contiguous pass the compiler turns into vector instructions.

@@ -33,7 +33,8 @@ float LRecordVolumeTable::Gain(std::string_view deviceName, int channel) const {
 
 void LRecordVolumeTable::Remove(std::string_view deviceName, int channel) {
     LAutoLock hold(lock_);
-    std::erase_if(rows_, [&](const Row& r) { return r.device == deviceName && r.channel == channel; });
+    std::erase_if(rows_,
+                  [&](const Row& r) { return r.device == deviceName && r.channel == channel; });
 }
 
 void LRecordVolumeTable::Clear() {

@@ -16,7 +16,7 @@
 namespace vocarta {
 
 class LRecordVolumeTable {
-public:
+  public:
     static LRecordVolumeTable& Instance();
 
     void Set(std::string_view deviceName, int channel, LdBLevel level);
@@ -27,7 +27,7 @@ public:
     void Remove(std::string_view deviceName, int channel);
     void Clear();
 
-private:
+  private:
     struct Row {
         std::string device;
         int channel;

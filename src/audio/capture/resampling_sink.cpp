@@ -95,6 +95,8 @@ bool LResamplingSink::SetFormat(uint32_t sampleRate, uint8_t channels) {
     return sampleRate == sampleRate_ && channels == channels_;
 }
 
-bool LResamplingSink::Close() { return Flush(); }
+bool LResamplingSink::Close() {
+    return Flush();
+}
 
 }  // namespace vocarta

@@ -19,7 +19,7 @@ struct soxr;
 namespace vocarta {
 
 class LResamplingSink : public LSoundSinkBase {
-public:
+  public:
     LResamplingSink(LSoundSink inner, uint32_t inputRate);
     ~LResamplingSink() override;
 
@@ -31,7 +31,7 @@ public:
     // Pushes out what the converter still holds (its filter delay).
     bool Flush();
 
-private:
+  private:
     bool WriteConverted(size_t frames);
 
     LSoundSink inner_;

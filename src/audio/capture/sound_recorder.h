@@ -24,6 +24,9 @@
 //   recording (re)started). Call it from a timer (every 10..100 ms) or when
 //   WakeSignal() becomes readable.
 // - Notifications arrive only from Poll and Stop, on the calling thread.
+// - The record gain comes from the record-volume table (record_volume.h) by the
+//   device's name and channel; PrepareRecordDevice() (device_choice.h) resolves
+//   the stored choice into the device record for Start and registers its volume.
 
 #include <cstdint>
 #include <memory>
@@ -39,7 +42,7 @@
 namespace vocarta {
 
 class LSoundRecorderNotify {
-public:
+  public:
     virtual ~LSoundRecorderNotify() = default;
     // Recording (re)started after waiting for sound (and at a start without voice
     // activation).
@@ -53,8 +56,8 @@ public:
 };
 
 // Option bits of Start.
-inline constexpr uint16_t kRecorderStartPaused = 1;      // open, then wait for Resume()
-inline constexpr uint16_t kRecorderKeepFirstBuffers = 2; // do not drop the first 5 buffers
+inline constexpr uint16_t kRecorderStartPaused = 1;       // open, then wait for Resume()
+inline constexpr uint16_t kRecorderKeepFirstBuffers = 2;  // do not drop the first 5 buffers
 
 // Capture errors (LastError()).
 enum LCaptureError : int32_t {
@@ -66,11 +69,10 @@ enum LCaptureError : int32_t {
     kCaptureStalled = 5,          // no sound for 3 s
     kCaptureSinkFailed = 6,       // the sink could not take the frames
     kCaptureNoServer = 7,         // no sound server answered
-    kCaptureOverrun = 8,          // the worker fell more than 4 s behind
 };
 
 class LSoundRecorder {
-public:
+  public:
     virtual ~LSoundRecorder() = default;
 
     // `voiceLevel`: resume from waiting at this level (none: no voice activation).

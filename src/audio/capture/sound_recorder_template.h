@@ -29,7 +29,7 @@ namespace vocarta {
 
 template <class LLC>
 class LSoundRecorderTemplate : public LThread, public LSoundRecorder {
-public:
+  public:
     LSoundRecorderTemplate();
     ~LSoundRecorderTemplate() override;
 
@@ -58,12 +58,12 @@ public:
     // Buffers metered since Start (the discarded ones not counted). Any thread.
     uint64_t BuffersProcessed() const { return buffersProcessed_.load(); }
 
-protected:
+  protected:
     void Run() override;
     // Runs on the worker when the capture layer reported an error.
     virtual void OnCaptureError();
 
-private:
+  private:
     bool OpenCapture();
     bool StartDevice();
     void CaptureLoop();

@@ -49,9 +49,9 @@ LSoundRecorderTemplate<LLC>::~LSoundRecorderTemplate() {
 template <class LLC>
 bool LSoundRecorderTemplate<LLC>::Start(const LSoundRecordDevice& device, LSoundSink sink,
                                         LSoundRecorderNotify* notify, int64_t userValue,
-                                        std::optional<LdBLevel> voiceLevel,
-                                        LdBLevel soundThreshold, LSoundTime maxTime,
-                                        LSoundTime silenceTimeout, uint16_t options) {
+                                        std::optional<LdBLevel> voiceLevel, LdBLevel soundThreshold,
+                                        LSoundTime maxTime, LSoundTime silenceTimeout,
+                                        uint16_t options) {
     if (IsRunning() || !sink) return false;
     LThread::Wait();
     capture_.ClearError();
@@ -137,7 +137,8 @@ void LSoundRecorderTemplate<LLC>::Run() {
     uint64_t samples = capture_.Ring().SamplesPerBuffer();
     current_.reset(new float[samples]);
     previous_.reset(new float[samples]);
-    bufferMs_ = int64_t(capture_.Ring().FramesPerBuffer()) * 1000 / std::max<uint32_t>(1, capture_.Rate());
+    bufferMs_ =
+        int64_t(capture_.Ring().FramesPerBuffer()) * 1000 / std::max<uint32_t>(1, capture_.Rate());
     if (!StartDevice()) {
         if (openFailed_) {  // Start() is waiting to hear it
             capture_.Close();
@@ -166,7 +167,11 @@ void LSoundRecorderTemplate<LLC>::CaptureLoop() {
         }
         if (!ProcessBuffer(uint64_t(frames))) break;
     }
-    if (ring.OverrunFrames() > 0) capture_.SetLastError(kCaptureOverrun);
+    // Sound dropped while the worker could not keep up is logged; the recording
+    // itself went on and is not an error.
+    if (ring.OverrunFrames() > 0)
+        LogError("LSoundRecorder::Run: %llu frames dropped, the sink fell more than 4 s behind",
+                 (unsigned long long)ring.OverrunFrames());
     if (capture_.LastError() != kCaptureOk) {
         errorPending_ = true;
         wake_.Set();
@@ -191,7 +196,8 @@ int64_t LSoundRecorderTemplate<LLC>::TakeBuffer(int timeoutMs) {
     int64_t frames = ring.Wait(StopSignal(), timeoutMs);
     if (frames <= 0) return frames;
     // Looked up for every buffer, so a move of the volume slider is heard at once.
-    float gain = LRecordVolumeTable::Instance().Gain(capture_.DeviceName(), capture_.DeviceChannel());
+    float gain =
+        LRecordVolumeTable::Instance().Gain(capture_.DeviceName(), capture_.DeviceChannel());
     ring.Take(current_.get(), gain, capture_.DuplicateLeft());
     return frames;
 }

@@ -1,10 +1,10 @@
 // The ring between capture callback and worker: sizes, gathering pieces into
 // whole buffers, hand-over on stop and on device loss, conversion.
+#include "audio/capture/capture_ring.h"
+
 #include <gtest/gtest.h>
 
 #include <thread>
-
-#include "audio/capture/capture_ring.h"
 
 namespace vocarta {
 namespace {

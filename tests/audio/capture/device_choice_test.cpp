@@ -1,7 +1,8 @@
 // The stored device choice, its fall-back, the volume table and the panel model.
+#include "audio/capture/device_choice.h"
+
 #include <gtest/gtest.h>
 
-#include "audio/capture/device_choice.h"
 #include "audio/capture/device_panel_model.h"
 #include "audio/capture/record_volume.h"
 #include "settings/settings.h"
@@ -10,7 +11,7 @@ namespace vocarta {
 namespace {
 
 class TwoDevices : public LDeviceEnumerator {
-public:
+  public:
     std::vector<LRawDevice> devices;
     TwoDevices() {
         devices.push_back(Make(4, "alsa_input.pci.analog-stereo", "Built-in Audio", "pci",
@@ -77,7 +78,9 @@ TEST(RecordChoice, ResolvesByNameOrDisplayNameAndFallsBackToFirst) {
     // Devices re-ordered (after a reboot): the name still finds it.
     std::swap(fake.devices[0], fake.devices[1]);
     auto reordered = LSoundDeviceList::Query(LDeviceDirection::Input, fake);
-    EXPECT_EQ(ResolveRecordChoice(reordered, ParseRecordChoice("alsa_input.usb-Mic.mono#1")).device.index, 0);
+    EXPECT_EQ(
+        ResolveRecordChoice(reordered, ParseRecordChoice("alsa_input.usb-Mic.mono#1")).device.index,
+        0);
     auto byDisplay = ResolveRecordChoice(list, ParseRecordChoice("[pci 0] built-in audio#2"));
     EXPECT_EQ(byDisplay.device.index, 0);
     EXPECT_EQ(byDisplay.device.channel, 1);
@@ -121,7 +124,8 @@ TEST(DevicePanelModel, LoadsSavesAndAppliesVolumeLive) {
     SetSettingInt("Settings", "RecordVolume", 99);
     LDevicePanelModel model;
     ASSERT_TRUE(model.Load(fake));
-    EXPECT_EQ(model.DeviceNames(), (std::vector<std::string>{"[PCI 0] Built-in Audio", "[USB 0] USB Mic"}));
+    EXPECT_EQ(model.DeviceNames(),
+              (std::vector<std::string>{"[PCI 0] Built-in Audio", "[USB 0] USB Mic"}));
     EXPECT_EQ(model.SelectedDevice(), 1);
     EXPECT_EQ(model.SelectedChannelRow(), 1);
     EXPECT_EQ(model.ChannelNames(), (std::vector<std::string>{"All Channels", "Default"}));

@@ -1,7 +1,7 @@
 // Naming rules of the device and channel lists, over a fake enumerator.
-#include <gtest/gtest.h>
-
 #include "audio/capture/device_list.h"
+
+#include <gtest/gtest.h>
 
 namespace vocarta {
 namespace {
@@ -18,7 +18,7 @@ LRawDevice Raw(uint32_t id, const std::string& description, const std::string& b
 }
 
 class FakeEnumerator : public LDeviceEnumerator {
-public:
+  public:
     std::vector<LRawDevice> inputs, outputs;
     bool failAfterInputs = false;
     bool Enumerate(LDeviceDirection direction, std::vector<LRawDevice>& out,
@@ -36,10 +36,11 @@ std::vector<std::string> Names(const std::vector<LChannelEntry>& channels) {
 }
 
 TEST(DeviceNaming, TransportPrefixesCountEachKindSeparately) {
-    auto entries = NameDevices({Raw(7, "Mic A", "firewire", {{""}}), Raw(3, "Headset", "usb", {{""}}),
-                                Raw(9, "Mic B", "ieee1394", {{""}}), Raw(1, "Built-in", "", {{""}}),
-                                Raw(4, "Card", "pci", {{""}}), Raw(5, "Phone", "bluetooth", {{""}}),
-                                Raw(6, "Headset 2", "USB", {{""}}), Raw(8, "Odd", "isa", {{""}})});
+    auto entries =
+        NameDevices({Raw(7, "Mic A", "firewire", {{""}}), Raw(3, "Headset", "usb", {{""}}),
+                     Raw(9, "Mic B", "ieee1394", {{""}}), Raw(1, "Built-in", "", {{""}}),
+                     Raw(4, "Card", "pci", {{""}}), Raw(5, "Phone", "bluetooth", {{""}}),
+                     Raw(6, "Headset 2", "USB", {{""}}), Raw(8, "Odd", "isa", {{""}})});
     std::vector<std::string> names;
     for (const auto& e : entries) names.push_back(e.displayName);
     EXPECT_EQ(names, (std::vector<std::string>{"[FireWire 0] Mic A", "[USB 0] Headset",
@@ -67,7 +68,7 @@ TEST(DeviceNaming, ChannelNamesFollowBufferLayout) {
     EXPECT_EQ(two[1].deviceChannel, 1);
     auto mixed = NameChannels(Raw(0, "m", "", {{"", "Rear"}, {"", ""}}));
     EXPECT_EQ(Names(mixed), (std::vector<std::string>{"Channel 1", "Rear (Channel 2)", "Channel 1",
-                                                       "Channel 2"}));
+                                                      "Channel 2"}));
 }
 
 TEST(DeviceList, LookUpsAndDevicesWithoutInputs) {

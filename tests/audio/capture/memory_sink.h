@@ -14,7 +14,7 @@
 namespace vocarta::test {
 
 class MemorySink : public LSoundSinkBase {
-public:
+  public:
     MemorySink(uint32_t rate, uint8_t channels) : LSoundSinkBase("memory", rate, channels) {}
 
     int64_t Write(const float* samples, uint64_t frames) override {
@@ -42,7 +42,9 @@ public:
     void SetFixedFormat(bool fixed) { fixedFormat_ = fixed; }
     void SetFailAfter(int64_t frames) { failAfter_ = frames; }
     const std::vector<float>& Samples() const { return samples_; }
-    float At(uint64_t frame, uint8_t channel) const { return samples_[frame * channels_ + channel]; }
+    float At(uint64_t frame, uint8_t channel) const {
+        return samples_[frame * channels_ + channel];
+    }
     int Truncations() const { return truncations_; }
 
     // 32-bit float WAV of what the sink holds.
@@ -68,7 +70,7 @@ public:
         return std::fclose(f) == 0;
     }
 
-private:
+  private:
     std::vector<float> samples_;
     bool fixedFormat_ = false;
     int64_t failAfter_ = -1;

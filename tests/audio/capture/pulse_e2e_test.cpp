@@ -3,15 +3,15 @@
 // bus and a channel map), real WAV files, checked with sox and soxi.
 #include <gtest/gtest.h>
 
+#include <array>
+#include <atomic>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
-#include <fstream>
-#include <thread>
-#include <array>
-#include <atomic>
 #include <cstring>
+#include <fstream>
 #include <functional>
+#include <thread>
 
 #include "audio/capture/device_list.h"
 #include "audio/capture/device_listing.h"
@@ -37,24 +37,28 @@ struct Notes : LSoundRecorderNotify {
 };
 
 class PulseEndToEnd : public ::testing::Test {
-protected:
+  protected:
     static void SetUpTestSuite() {
         dir_ = new TempDir("vocarta-pulse");
         pulse_ = new PulseDaemon();
         std::string error;
         ASSERT_TRUE(pulse_->Start(dir_->Path(), &error)) << error;
         ASSERT_GE(pulse_->LoadModule("module-null-sink", "sink_name=nul rate=48000 channels=2"), 0);
-        ASSERT_GE(pulse_->LoadModule("module-sine-source",
-                                     "source_name=sine frequency=440 rate=48000"), 0);
+        ASSERT_GE(
+            pulse_->LoadModule("module-sine-source", "source_name=sine frequency=440 rate=48000"),
+            0);
         ASSERT_GE(pulse_->LoadModule("module-remap-source",
                                      "source_name=usbmic master=nul.monitor channels=2 "
-                                     "channel_map=mono,aux0 source_properties=device.bus=usb"), 0);
+                                     "channel_map=mono,aux0 source_properties=device.bus=usb"),
+                  0);
         ASSERT_GE(pulse_->LoadModule("module-remap-source",
                                      "source_name=pcimic master=sine "
-                                     "source_properties=device.bus=pci"), 0);
+                                     "source_properties=device.bus=pci"),
+                  0);
         ASSERT_GE(pulse_->LoadModule("module-remap-source",
                                      "source_name=usbmic2 master=nul.monitor "
-                                     "source_properties=device.bus=usb"), 0);
+                                     "source_properties=device.bus=usb"),
+                  0);
     }
     static void TearDownTestSuite() {
         if (pulse_ && !pulse_->IsAlive()) {
@@ -82,8 +86,9 @@ protected:
         auto sink = OpenWavSink(path, LSoundFormat(48000, 2, 16), &error);
         EXPECT_TRUE(sink) << error;
         auto recorder = CreateSoundRecorder();
-        EXPECT_TRUE(recorder->Start(LSoundRecordDevice{index, channel, 0}, LSoundSink(sink), &notes, 0,
-                                    voice, voice.value_or(LdBLevel(-127)), LSoundTime(0), silence, 0))
+        EXPECT_TRUE(recorder->Start(LSoundRecordDevice{index, channel, 0}, LSoundSink(sink), &notes,
+                                    0, voice, voice.value_or(LdBLevel(-127)), LSoundTime(0),
+                                    silence, 0))
             << recorder->LastErrorText();
         std::atomic<bool> done{false};
         std::thread side([&] {
@@ -144,7 +149,9 @@ protected:
     static std::vector<float> Samples(const std::string& path) {
         std::string raw = path + ".raw";
         EXPECT_EQ(PulseDaemon::Run({"sox", path, "-t", "raw", "-e", "floating-point", "-b", "32",
-                                    raw, "remix", "1"}, nullptr), 0);
+                                    raw, "remix", "1"},
+                                   nullptr),
+                  0);
         std::ifstream in(raw, std::ios::binary);
         std::vector<char> bytes((std::istreambuf_iterator<char>(in)), {});
         std::vector<float> samples(bytes.size() / 4);
@@ -178,7 +185,8 @@ TEST_F(PulseEndToEnd, DevicesInServerOrderWithPrefixesAndChannels) {
         for (const auto& ch : list.Channels(i)) c.push_back(ch.displayName);
         return c;
     };
-    EXPECT_EQ(channels(0), (std::vector<std::string>{"Front Left (Channel 1)", "Front Right (Channel 2)"}));
+    EXPECT_EQ(channels(0),
+              (std::vector<std::string>{"Front Left (Channel 1)", "Front Right (Channel 2)"}));
     EXPECT_EQ(channels(1), std::vector<std::string>{"Default"});  // mono counts as unnamed
     EXPECT_EQ(channels(2), (std::vector<std::string>{"Channel 1", "Channel 2"}));  // mono, aux0
     // The output list holds the sink and none of the sources.
@@ -215,9 +223,9 @@ TEST_F(PulseEndToEnd, SineComesBackAt440HzAtTheLevelMetered) {
     Notes notes;
     // The sine source hands over its sound in blocks of about 2 s, so the clock
     // moves in steps: record until 3 s are in the file.
-    std::string path = Record("sine.wav", "sine", -1, std::nullopt, LSoundTime(216000000), nullptr,
-                              [](LSoundRecorder& r) { return r.Position().Milliseconds() >= 3000; },
-                              notes);
+    std::string path = Record(
+        "sine.wav", "sine", -1, std::nullopt, LSoundTime(216000000), nullptr,
+        [](LSoundRecorder& r) { return r.Position().Milliseconds() >= 3000; }, notes);
     double seconds = Duration(path);
     EXPECT_GE(seconds, 3.0);
     EXPECT_LE(seconds, 4.5);
@@ -232,16 +240,17 @@ TEST_F(PulseEndToEnd, SineComesBackAt440HzAtTheLevelMetered) {
 
 TEST_F(PulseEndToEnd, VoiceActivationKeepsSoundAndShortensTheSilence) {
     // 1 s of sound, 2.5 s of silence, 1 s of sound, at half scale.
-    std::string file = PlayedFile("played.wav", {{1.0, 0.5, 1000, 1000}, {2.5, 0.0, 0, 0},
-                                                 {1.0, 0.5, 1000, 1000}});
+    std::string file = PlayedFile(
+        "played.wav", {{1.0, 0.5, 1000, 1000}, {2.5, 0.0, 0, 0}, {1.0, 0.5, 1000, 1000}});
     Notes notes;
-    std::string path = Record("voice.wav", "nul.monitor", -1, LdBLevel(-6), LSoundTime(1000),
-                              [&] {
-                                  std::this_thread::sleep_for(std::chrono::milliseconds(500));
-                                  EXPECT_TRUE(pulse_->Play(file, "nul"));
-                                  std::this_thread::sleep_for(std::chrono::milliseconds(2500));
-                              },
-                              Now, notes);
+    std::string path = Record(
+        "voice.wav", "nul.monitor", -1, LdBLevel(-6), LSoundTime(1000),
+        [&] {
+            std::this_thread::sleep_for(std::chrono::milliseconds(500));
+            EXPECT_TRUE(pulse_->Play(file, "nul"));
+            std::this_thread::sleep_for(std::chrono::milliseconds(2500));
+        },
+        Now, notes);
     std::vector<float> s = Samples(path);
     // Loud stretches, bridging the zero crossings of the sine.
     std::vector<std::pair<double, double>> runs;
@@ -273,8 +282,9 @@ TEST_F(PulseEndToEnd, ChosenChannelFeedsBothChannels) {
     // Left 440 Hz, right 880 Hz; the right channel alone is chosen.
     std::string file = PlayedFile("lr.wav", {{2.0, 0.5, 440, 880}});
     Notes notes;
-    std::string path = Record("right.wav", "nul.monitor", 1, std::nullopt, LSoundTime(216000000),
-                              [&] { EXPECT_TRUE(pulse_->Play(file, "nul")); }, Now, notes);
+    std::string path = Record(
+        "right.wav", "nul.monitor", 1, std::nullopt, LSoundTime(216000000),
+        [&] { EXPECT_TRUE(pulse_->Play(file, "nul")); }, Now, notes);
     EXPECT_NEAR(SoxStat(path, "Rough   frequency", 1), 880.0, 10.0);
     EXPECT_NEAR(SoxStat(path, "Rough   frequency", 2), 880.0, 10.0);
 }
@@ -285,13 +295,14 @@ TEST_F(PulseEndToEnd, UnloadedSourceEndsTheRecordingWithItsAudio) {
     std::string file = PlayedFile("a440.wav", {{4.0, 0.5, 440, 440}});
     Notes notes;
     pid_t player = -1;
-    std::string path = Record("lost.wav", "doomed", -1, std::nullopt, LSoundTime(216000000),
-                              [&] {
-                                  player = pulse_->PlayInBackground(file, "nul");
-                                  std::this_thread::sleep_for(std::chrono::milliseconds(3000));
-                                  EXPECT_TRUE(pulse_->UnloadModule(module));
-                              },
-                              [&](LSoundRecorder&) { return notes.finished >= 0; }, notes);
+    std::string path = Record(
+        "lost.wav", "doomed", -1, std::nullopt, LSoundTime(216000000),
+        [&] {
+            player = pulse_->PlayInBackground(file, "nul");
+            std::this_thread::sleep_for(std::chrono::milliseconds(3000));
+            EXPECT_TRUE(pulse_->UnloadModule(module));
+        },
+        [&](LSoundRecorder&) { return notes.finished >= 0; }, notes);
     EXPECT_EQ(notes.finished, kCaptureDeviceLost);
     PulseDaemon::WaitFor(player);
     // A valid file with the 2.5 s recorded before the loss (3 s less the

@@ -1,11 +1,10 @@
 // Start, pause, resume, stop, maximum time, device loss, sink failure and the
 // rate-converting retry, on the simulated layer.
-#include "sim_recorder_fixture.h"
-
 #include <cstdlib>
 
 #include "audio/capture/device_list.h"
 #include "audio/capture/sound_recorder.h"
+#include "sim_recorder_fixture.h"
 
 namespace vocarta::test {
 namespace {

@@ -1,8 +1,7 @@
 // The worker loop on the simulated layer: discarded first buffers, voice
 // activation with its pre-roll, the silence cut, Stop's 50 ms, level arithmetic.
-#include "sim_recorder_fixture.h"
-
 #include "audio/capture/record_volume.h"
+#include "sim_recorder_fixture.h"
 
 namespace vocarta::test {
 namespace {
@@ -25,7 +24,8 @@ TEST_F(SimRecorderTest, FirstFiveBuffersNeverReachTheSinkUnlessKept) {
     recorder.Stop();
     ASSERT_EQ(sink->FramesWritten(), 8 * kBuffer);
     float firstPeak = 0;
-    for (uint64_t f = 0; f < kBuffer; ++f) firstPeak = std::max(firstPeak, std::fabs(sink->At(f, 0)));
+    for (uint64_t f = 0; f < kBuffer; ++f)
+        firstPeak = std::max(firstPeak, std::fabs(sink->At(f, 0)));
     EXPECT_GT(firstPeak, 0.85f);  // the first buffer, kept
 }
 
@@ -78,8 +78,9 @@ TEST_F(SimRecorderTest, PreRollOnlyForSoundInTheFirstHalf) {
 
 TEST_F(SimRecorderTest, SoundSilenceSoundGivesThePredictedRegions) {
     auto segments = Discarded();
-    segments.insert(segments.end(), {{10 * kBuffer, 0.5}, {20 * kBuffer, 0.0}, {10 * kBuffer, 0.5},
-                                     {5 * kBuffer, 0.0}});
+    segments.insert(
+        segments.end(),
+        {{10 * kBuffer, 0.5}, {20 * kBuffer, 0.0}, {10 * kBuffer, 0.5}, {5 * kBuffer, 0.0}});
     Use(std::make_shared<LSegmentGenerator>(segments));
     ASSERT_TRUE(Start(LdBLevel(-6), LdBLevel(-6), LSoundTime(0), LSoundTime(1000)));
     Pump(5, 0);
@@ -100,7 +101,8 @@ TEST_F(SimRecorderTest, SoundSilenceSoundGivesThePredictedRegions) {
     EXPECT_NEAR(double(runs[1].first), 8000.0 + 8800 + 400, 2.0);
     EXPECT_NEAR(double(runs[1].second), 8000.0 + 8800 + 400 + 8000, 2.0);
     EXPECT_EQ(sink->FramesWritten(), 8000u + 8800 + 400 + 8000 + 4000);
-    EXPECT_EQ(events.log, (std::vector<std::string>{"started", "waiting", "started", "stopped 77"}));
+    EXPECT_EQ(events.log,
+              (std::vector<std::string>{"started", "waiting", "started", "stopped 77"}));
     EXPECT_TRUE(recorder.SoundCaptured());
 }
 

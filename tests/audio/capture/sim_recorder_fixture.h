@@ -36,7 +36,7 @@ struct RecordedEvents : LSoundRecorderNotify {
 };
 
 class SimRecorderTest : public ::testing::Test {
-protected:
+  protected:
     static constexpr uint32_t kRate = 8000;  // 800 frames (100 ms) per buffer
     static constexpr uint64_t kBuffer = 800;
 

@@ -15,7 +15,9 @@ namespace {
 constexpr uint32_t kFragmentBuffers = 2;
 }  // namespace
 
-LPulseCapture::~LPulseCapture() { Close(); }
+LPulseCapture::~LPulseCapture() {
+    Close();
+}
 
 uint32_t LPulseCapture::NearestDeviceRate(uint32_t rate) const {
     // The server converts to any rate it supports.
@@ -126,12 +128,15 @@ bool LPulseCapture::CreateStream(const LRawDevice& source, const pa_channel_map&
     attr.tlength = attr.prebuf = attr.minreq = uint32_t(-1);
     int flags = PA_STREAM_START_CORKED | PA_STREAM_ADJUST_LATENCY | PA_STREAM_DONT_MOVE;
     if (deviceChannel_ >= 0) flags |= PA_STREAM_NO_REMIX_CHANNELS;
-    if (pa_stream_connect_record(stream_, source.name.c_str(), &attr, pa_stream_flags_t(flags)) < 0 ||
-        !connection_->WaitUntil([this] { return pa_stream_get_state(stream_) != PA_STREAM_CREATING; }) ||
+    if (pa_stream_connect_record(stream_, source.name.c_str(), &attr, pa_stream_flags_t(flags)) <
+            0 ||
+        !connection_->WaitUntil(
+            [this] { return pa_stream_get_state(stream_) != PA_STREAM_CREATING; }) ||
         pa_stream_get_state(stream_) != PA_STREAM_READY) {
         int error = pa_context_errno(connection_->Context());
-        SetLastError(error == PA_ERR_NOTSUPPORTED || error == PA_ERR_INVALID ? kCaptureRateUnavailable
-                                                                              : kCaptureOpenFailed,
+        SetLastError(error == PA_ERR_NOTSUPPORTED || error == PA_ERR_INVALID
+                         ? kCaptureRateUnavailable
+                         : kCaptureOpenFailed,
                      connection_->ErrorText());
         return false;
     }
@@ -142,8 +147,8 @@ bool LPulseCapture::Start() {
     if (!stream_) return false;
     LPulseLock hold(connection_->Loop());
     stopping_ = false;
-    if (!connection_->WaitOperation(pa_stream_cork(stream_, 0, &LPulseConnection::SignalOnSuccess,
-                                                                connection_.get()))) {
+    if (!connection_->WaitOperation(
+            pa_stream_cork(stream_, 0, &LPulseConnection::SignalOnSuccess, connection_.get()))) {
         SetLastError(kCaptureOpenFailed, connection_->ErrorText());
         return false;
     }
@@ -195,8 +200,8 @@ void LPulseCapture::Stop() {
     if (!stream_) return;
     LPulseLock hold(connection_->Loop());
     if (!lost_ && pa_stream_get_state(stream_) == PA_STREAM_READY) {
-        connection_->WaitOperation(pa_stream_cork(stream_, 1, &LPulseConnection::SignalOnSuccess,
-                                                    connection_.get()));
+        connection_->WaitOperation(
+            pa_stream_cork(stream_, 1, &LPulseConnection::SignalOnSuccess, connection_.get()));
         TakeReadable();
         ring_.CommitPartial();
     }

@@ -20,7 +20,7 @@
 namespace vocarta {
 
 class LPulseCapture : public LCaptureBase {
-public:
+  public:
     LPulseCapture() = default;
     ~LPulseCapture();
 
@@ -30,7 +30,7 @@ public:
     void Stop();
     void Close();
 
-private:
+  private:
     bool FindDevice(const LSoundRecordDevice& device, LRawDevice& found, pa_channel_map& map);
     bool CreateStream(const LRawDevice& source, const pa_channel_map& sourceMap);
     pa_channel_map StreamChannelMap(const pa_channel_map& sourceMap) const;

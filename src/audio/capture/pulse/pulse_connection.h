@@ -20,7 +20,7 @@ namespace vocarta {
 inline constexpr int kPulseTimeoutMs = 5000;
 
 class LPulseConnection {
-public:
+  public:
     LPulseConnection() = default;
     ~LPulseConnection();
     LPulseConnection(const LPulseConnection&) = delete;
@@ -48,7 +48,7 @@ public:
     // server's order.
     bool ListDevices(LDeviceDirection direction, std::vector<LRawDevice>& out, std::string& error);
 
-private:
+  private:
     static void ContextStateCallback(pa_context* context, void* self);
 
     pa_threaded_mainloop* loop_ = nullptr;
@@ -57,13 +57,15 @@ private:
 };
 
 class LPulseLock {
-public:
-    explicit LPulseLock(pa_threaded_mainloop* loop) : loop_(loop) { pa_threaded_mainloop_lock(loop_); }
+  public:
+    explicit LPulseLock(pa_threaded_mainloop* loop) : loop_(loop) {
+        pa_threaded_mainloop_lock(loop_);
+    }
     ~LPulseLock() { pa_threaded_mainloop_unlock(loop_); }
     LPulseLock(const LPulseLock&) = delete;
     LPulseLock& operator=(const LPulseLock&) = delete;
 
-private:
+  private:
     pa_threaded_mainloop* loop_;
 };
 

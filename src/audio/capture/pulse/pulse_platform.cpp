@@ -10,7 +10,7 @@ template class LSoundRecorderTemplate<LPulseCapture>;
 
 namespace {
 class LPulseDeviceEnumerator : public LDeviceEnumerator {
-public:
+  public:
     bool Enumerate(LDeviceDirection direction, std::vector<LRawDevice>& out,
                    std::string& error) override {
         LPulseConnection connection;

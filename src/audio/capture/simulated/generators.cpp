@@ -27,8 +27,7 @@ void FillSine(int32_t* out, uint64_t frames, uint8_t channels, uint32_t rate, do
 }
 }  // namespace
 
-uint64_t LSineGenerator::Generate(int32_t* out, uint64_t frames, uint8_t channels,
-                                  uint32_t rate) {
+uint64_t LSineGenerator::Generate(int32_t* out, uint64_t frames, uint8_t channels, uint32_t rate) {
     FillSine(out, frames, channels, rate, hz_, amplitude_, frame_);
     frame_ += frames;
     return frames;
@@ -80,11 +79,11 @@ LFileGenerator::~LFileGenerator() {
     if (file_) sf_close(static_cast<SNDFILE*>(file_));
 }
 
-uint64_t LFileGenerator::Generate(int32_t* out, uint64_t frames, uint8_t channels,
-                                  uint32_t rate) {
+uint64_t LFileGenerator::Generate(int32_t* out, uint64_t frames, uint8_t channels, uint32_t rate) {
     if (!file_) return 0;
     frames = std::min<uint64_t>(frames, scratch_.size() / size_t(fileChannels_));
-    sf_count_t got = sf_readf_float(static_cast<SNDFILE*>(file_), scratch_.data(), sf_count_t(frames));
+    sf_count_t got =
+        sf_readf_float(static_cast<SNDFILE*>(file_), scratch_.data(), sf_count_t(frames));
     if (got <= 0) return 0;
     for (sf_count_t f = 0; f < got; ++f)
         for (uint8_t c = 0; c < channels; ++c) {

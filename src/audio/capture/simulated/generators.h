@@ -13,7 +13,7 @@
 namespace vocarta {
 
 class LCaptureGenerator {
-public:
+  public:
     virtual ~LCaptureGenerator() = default;
     // Fills `frames` interleaved frames of `channels` samples at `rate`. Returns
     // the frames made; fewer than asked means the sound has ended.
@@ -27,11 +27,11 @@ int32_t FloatToS32(float sample);
 
 // The same sine on every channel; `amplitude` is linear (1.0 = full scale).
 class LSineGenerator : public LCaptureGenerator {
-public:
+  public:
     LSineGenerator(double hz, double amplitude) : hz_(hz), amplitude_(amplitude) {}
     uint64_t Generate(int32_t* out, uint64_t frames, uint8_t channels, uint32_t rate) override;
 
-private:
+  private:
     double hz_, amplitude_;
     uint64_t frame_ = 0;
 };
@@ -39,7 +39,7 @@ private:
 // A list of steady stretches, each a sine of its own amplitude (0: silence),
 // then the end of the sound.
 class LSegmentGenerator : public LCaptureGenerator {
-public:
+  public:
     struct Segment {
         uint64_t frames;
         double amplitude;
@@ -48,7 +48,7 @@ public:
     explicit LSegmentGenerator(std::vector<Segment> segments) : segments_(std::move(segments)) {}
     uint64_t Generate(int32_t* out, uint64_t frames, uint8_t channels, uint32_t rate) override;
 
-private:
+  private:
     std::vector<Segment> segments_;
     size_t segment_ = 0;
     uint64_t inSegment_ = 0;
@@ -57,12 +57,12 @@ private:
 
 // Fixed interleaved float samples of `channels` channels, then the end.
 class LSamplesGenerator : public LCaptureGenerator {
-public:
+  public:
     LSamplesGenerator(std::vector<float> samples, uint8_t channels)
         : samples_(std::move(samples)), channels_(channels) {}
     uint64_t Generate(int32_t* out, uint64_t frames, uint8_t channels, uint32_t rate) override;
 
-private:
+  private:
     std::vector<float> samples_;
     uint8_t channels_;
     uint64_t frame_ = 0;
@@ -71,7 +71,7 @@ private:
 // A sound file (anything libsndfile reads), played once, channels mapped in order
 // (the last channel repeated when the file has fewer).
 class LFileGenerator : public LCaptureGenerator {
-public:
+  public:
     explicit LFileGenerator(const std::string& path);
     ~LFileGenerator() override;
     bool IsOpen() const { return file_ != nullptr; }
@@ -79,7 +79,7 @@ public:
     uint64_t Generate(int32_t* out, uint64_t frames, uint8_t channels, uint32_t rate) override;
     void Prepare(uint64_t maxFrames) override;
 
-private:
+  private:
     void* file_ = nullptr;  // SNDFILE*
     int fileChannels_ = 0;
     std::vector<float> scratch_;

@@ -12,37 +12,42 @@ namespace vocarta {
 
 // The device's callback thread in the Clocked and Free modes.
 class LSimulatedCapture::CallbackThread : public LThread {
-public:
+  public:
     explicit CallbackThread(LSimulatedCapture& owner)
         : LThread("LSimulatedCapture"), owner_(owner) {}
     ~CallbackThread() override { LThread::Stop(); }
 
-protected:
+  protected:
     void Run() override {
         using Clock = std::chrono::steady_clock;
         const bool clocked = owner_.config_.mode == LSimulationMode::Clocked;
-        const auto period = std::chrono::microseconds(uint64_t(owner_.chunkFrames_) * 1000000 /
-                                                      owner_.rate_);
+        const auto period =
+            std::chrono::microseconds(uint64_t(owner_.chunkFrames_) * 1000000 / owner_.rate_);
         auto due = Clock::now();
         while (!StopRequested()) {
             if (clocked) {
                 due += period;
-                auto wait = std::chrono::duration_cast<std::chrono::milliseconds>(due - Clock::now());
+                auto wait =
+                    std::chrono::duration_cast<std::chrono::milliseconds>(due - Clock::now());
                 if (wait.count() > 0 && StopSignal().Wait(int(wait.count()))) break;
             }
             if (!owner_.Deliver(owner_.chunkFrames_)) break;
         }
     }
 
-private:
+  private:
     LSimulatedCapture& owner_;
 };
 
 LSimulatedCapture::LSimulatedCapture() = default;
 
-LSimulatedCapture::~LSimulatedCapture() { Close(); }
+LSimulatedCapture::~LSimulatedCapture() {
+    Close();
+}
 
-void LSimulatedCapture::Configure(LSimulationConfig config) { config_ = std::move(config); }
+void LSimulatedCapture::Configure(LSimulationConfig config) {
+    config_ = std::move(config);
+}
 
 uint32_t LSimulatedCapture::NearestDeviceRate(uint32_t rate) const {
     return NearestSampleRate(config_.offeredRates, rate);
@@ -50,7 +55,8 @@ uint32_t LSimulatedCapture::NearestDeviceRate(uint32_t rate) const {
 
 bool LSimulatedCapture::Open(const LSoundRecordDevice& device, LSoundSinkBase& sink) {
     Close();
-    auto list = LSoundDeviceList::Query(LDeviceDirection::Input, *CreateSimulatedDeviceEnumerator());
+    auto list =
+        LSoundDeviceList::Query(LDeviceDirection::Input, *CreateSimulatedDeviceEnumerator());
     if (device.index < 0 || device.index >= list.Count()) {
         SetLastError(kCaptureNoDevice, "device " + std::to_string(device.index));
         return false;
@@ -90,17 +96,17 @@ bool LSimulatedCapture::Start() {
 bool LSimulatedCapture::Deliver(uint64_t frames) {
     if (!running_ || lost_) return false;
     if (config_.loseDeviceAfterFrames >= 0) {
-        uint64_t left = uint64_t(config_.loseDeviceAfterFrames) - std::min<uint64_t>(
-            delivered_.load(), uint64_t(config_.loseDeviceAfterFrames));
+        uint64_t left =
+            uint64_t(config_.loseDeviceAfterFrames) -
+            std::min<uint64_t>(delivered_.load(), uint64_t(config_.loseDeviceAfterFrames));
         if (left == 0) {
             LoseDevice();
             return false;
         }
         frames = std::min(frames, left);
     }
-    uint64_t made = config_.generator
-                        ? config_.generator->Generate(chunk_.get(), frames, channels_, rate_)
-                        : 0;
+    uint64_t made =
+        config_.generator ? config_.generator->Generate(chunk_.get(), frames, channels_, rate_) : 0;
     std::memset(chunk_.get() + made * channels_, 0, size_t(frames - made) * channels_ * 4);
     bool ok = ring_.Append(chunk_.get(), frames);
     delivered_ += frames;

@@ -33,14 +33,14 @@ struct LSimulationConfig {
     std::vector<uint32_t> offeredRates;  // empty: every rate
     uint32_t minFrames = 1;              // the device's buffer size range
     uint32_t maxFrames = 1u << 20;
-    uint32_t chunkFrames = 0;            // frames per callback; 0: rate / 100
+    uint32_t chunkFrames = 0;  // frames per callback; 0: rate / 100
     // The device disappears after this many frames (-1: never); a generator
     // whose sound ends is followed by silence.
     int64_t loseDeviceAfterFrames = -1;
 };
 
 class LSimulatedCapture : public LCaptureBase {
-public:
+  public:
     LSimulatedCapture();
     ~LSimulatedCapture();
 
@@ -60,7 +60,7 @@ public:
     bool WaitStarted(int timeoutMs) const { return startedSignal_.Wait(timeoutMs); }
     uint64_t FramesDelivered() const { return delivered_.load(); }
 
-private:
+  private:
     class CallbackThread;
     bool Deliver(uint64_t frames);  // one callback
     void LoseDevice();

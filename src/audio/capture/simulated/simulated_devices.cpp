@@ -6,7 +6,7 @@ namespace vocarta {
 
 namespace {
 class LSimulatedDeviceEnumerator : public LDeviceEnumerator {
-public:
+  public:
     bool Enumerate(LDeviceDirection direction, std::vector<LRawDevice>& out,
                    std::string& error) override {
         if (direction == LDeviceDirection::Output) {
@@ -17,12 +17,12 @@ public:
         out.push_back(Device(0, "simulated.mic", "Simulated Microphone", "", false,
                              {"Front Left", "Front Right"}));
         out.push_back(Device(1, "simulated.usb", "Simulated USB Microphone", "usb", false, {""}));
-        out.push_back(Device(2, "simulated.output.monitor", "Monitor of Simulated Output", "",
-                             true, {"Front Left", "Front Right"}));
+        out.push_back(Device(2, "simulated.output.monitor", "Monitor of Simulated Output", "", true,
+                             {"Front Left", "Front Right"}));
         return true;
     }
 
-private:
+  private:
     static LRawDevice Device(uint32_t id, const char* name, const char* description,
                              const char* bus, bool monitor, std::vector<std::string> channels) {
         LRawDevice d;
