@@ -33,7 +33,7 @@ using namespace vocarta;
 namespace {
 
 class DropSink : public LSoundSinkBase {
-public:
+  public:
     DropSink() : LSoundSinkBase("drop", 48000, 2) {}
     int64_t Write(const float*, uint64_t frames) override {
         framesWritten_ += frames;
@@ -59,8 +59,8 @@ void BM_RecorderPipeline(benchmark::State& state) {
         }
         recorder.Stop();
     }
-    state.counters["x_realtime"] =
-        benchmark::Counter(double(seconds) * double(state.iterations()), benchmark::Counter::kIsRate);
+    state.counters["x_realtime"] = benchmark::Counter(double(seconds) * double(state.iterations()),
+                                                      benchmark::Counter::kIsRate);
 }
 BENCHMARK(BM_RecorderPipeline)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(3);
 
@@ -69,7 +69,8 @@ int RecordTool(int seconds, const std::string& format, const std::string& path,
     auto list = LSoundDeviceList::QueryInputs();
     int index = list.IndexOfName(source);
     if (index < 0) {
-        std::fprintf(stderr, "no input device named %s (%s)\n", source.c_str(), list.Error().c_str());
+        std::fprintf(stderr, "no input device named %s (%s)\n", source.c_str(),
+                     list.Error().c_str());
         return 1;
     }
     std::string error;
