@@ -1,10 +1,12 @@
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <ctime>
 
 #include "app/main_dialog.h"
 #include "app/scheduled_end.h"
 #include "app_fakes.h"
+#include "audio/codecs/sink_factory.h"
 #include "audio/output_format.h"
 #include "settings/settings.h"
 #include "toolkit/text.h"
@@ -14,13 +16,24 @@ using namespace vocarta::test;
 
 namespace {
 
-class CommandLineTest : public ::testing::Test {
-  protected:
-    void SetUp() override {
+// The switches drive a real session: simulated capture of silence, playback
+// into nothing, recordings in a temporary folder.
+struct SimulatedSession {
+    SimulatedSession() {
+        setenv("VOCARTA_CAPTURE", "simulated", 1);
+        setenv("VOCARTA_CAPTURE_SOURCE", "silence", 1);
+        setenv("VOCARTA_PLAYBACK", "null", 1);
         DeleteSettingTree("Settings");
         DeleteSettingTree("FindPlay");
         DeleteSettingTree("AIFFEncode");
+        SetSettingString("FindPlay", "DefaultRecordFolder", folder.Path());
     }
+    TempDir folder{"vocarta-takes"};
+};
+
+class CommandLineTest : public ::testing::Test {
+  protected:
+    SimulatedSession session;
     void Run(std::vector<std::string> args) {
         args.insert(args.begin(), "vocarta");
         dialog.HandleCommandLine(args, int(args.size()));
@@ -50,7 +63,7 @@ TEST_F(CommandLineTest, SwitchesIgnoreCaseButRunInBackgroundMustMatchExactly) {
     Run({"-RECORD", "MP3"});
     EXPECT_EQ(ReadOutputFormat(), kFormatMp3);
     EXPECT_EQ(log.Operations(), std::vector<std::string>{"Record limit=216000000"});
-    EXPECT_EQ(view.format, "Mp3");
+    EXPECT_EQ(view.format, CurrentFormatDisplayText());
     EXPECT_EQ(view.time, "0:00:00.000");
     EXPECT_EQ(MainDialog::TimeDisplayText(3723004), "1:02:03.004");
 
@@ -85,19 +98,24 @@ TEST_F(CommandLineTest, RecordFormatWordStoresFormatAndReadsItsEncoderOptions) {
 
 TEST_F(CommandLineTest, RecordFileTakesTheFormatFromTheExtensionOrKeepsTheStoredOne) {
     StoreOutputFormat(kFormatAiff);
-    Run({"-recordfile", "/rec/take.ogg"});
+    const std::string ogg = session.folder.File("take.ogg");
+    const std::string flac = session.folder.File("Take.FLAC");
+    Run({"-recordfile", ogg});
     EXPECT_EQ(ReadOutputFormat(), kFormatAiff);
-    Run({"-recordfile", "/rec/Take.FLAC"});
+    Run({"-recordfile", flac});
     EXPECT_EQ(ReadOutputFormat(), kFormatFlac);
-    EXPECT_EQ(log.Operations(), (std::vector<std::string>{"RecordToFile path=/rec/take.ogg",
-                                                          "RecordToFile path=/rec/Take.FLAC"}));
-    EXPECT_EQ(dialog.OutputPath(), "/rec/Take.FLAC");
+    // The second file takes over: the first recording is finished first.
+    EXPECT_EQ(log.Operations(),
+              (std::vector<std::string>{"RecordToFile path=" + ogg, "RecordToFile path=" + flac,
+                                        "AfterStop done=true"}));
+    EXPECT_EQ(dialog.OutputPath(), flac);
 }
 
 TEST_F(CommandLineTest, SwitchNeedingAnArgumentIsIgnoredWhenLast) {
+    DeleteSetting("FindPlay", "DefaultRecordFolder");
     for (const char* sw : {"-outdir", "-ms", "-recordfile", "-scheduled_launch"}) Run({sw});
     EXPECT_FALSE(SettingExists("FindPlay", "DefaultRecordFolder"));
-    EXPECT_TRUE(loop.timers.empty());
+    EXPECT_FALSE(loop.IsTimerRunning(MainDialog::kTimerCloseAfterMs));
     EXPECT_TRUE(log.Operations().empty());
     // Only the first `count` arguments are read.
     std::vector<std::string> args = {"vocarta", "-stop", "-play"};
@@ -106,12 +124,14 @@ TEST_F(CommandLineTest, SwitchNeedingAnArgumentIsIgnoredWhenLast) {
 }
 
 TEST_F(CommandLineTest, OperationsAndWindowSwitches) {
-    Run({"-outdir", "/music/takes", "-resume", "-pause", "-restart", "-play", "-stop", "-done",
-         "-hide", "-show", "-exitifstop"});
-    EXPECT_EQ(GetSettingString("FindPlay", "DefaultRecordFolder"), "/music/takes");
+    const std::string takes = session.folder.Path();
+    Run({"-outdir", takes, "-resume", "-pause", "-restart", "-play", "-stop", "-done", "-hide",
+         "-show", "-exitifstop"});
+    EXPECT_EQ(GetSettingString("FindPlay", "DefaultRecordFolder"), takes);
+    // -play is refused while recording; -done after -stop finds nothing left to stop.
     EXPECT_EQ(log.Operations(),
               (std::vector<std::string>{"Record limit=216000000", "Pause", "Restart", "Play",
-                                        "Stop", "AfterStop done=true"}));
+                                        "Stop", "AfterStop done=true", "AfterStop done=true"}));
     EXPECT_TRUE(view.visible);
     EXPECT_TRUE(dialog.ExitWhenStopped());
     EXPECT_FALSE(view.closed);
@@ -149,7 +169,7 @@ TEST_F(CommandLineTest, ExitWhileRecordingAsksAndHonoursTheAnswer) {
 
 TEST_F(CommandLineTest, MsStartsTimerFourWhichStopsAndCloses) {
     Run({"-ms", "abc", "-ms", "-5"});
-    EXPECT_TRUE(loop.timers.empty());
+    EXPECT_FALSE(loop.IsTimerRunning(MainDialog::kTimerCloseAfterMs));
     Run({"-record", "-ms", "1500"});
     ASSERT_EQ(loop.timers.count(MainDialog::kTimerCloseAfterMs), 1u);
     EXPECT_EQ(loop.timers[MainDialog::kTimerCloseAfterMs], 1500);
@@ -205,12 +225,12 @@ TEST_F(CommandLineTest, ScheduledLaunchAsOneArgumentRecordsIntoTheUsualFile) {
 }
 
 TEST_F(CommandLineTest, ScheduledLaunchWithTitleRecordsIntoItAndMayEndTheProgram) {
-    SetSettingString("FindPlay", "DefaultRecordFolder", "/srv/rec/");
+    SetSettingString("FindPlay", "DefaultRecordFolder", session.folder.Path() + "/");
     StoreOutputFormat(kFormatFlac);
     Run({"-scheduled_launch", ClockIn(-60), "News", "-RunInBackground"});
     auto ops = log.Operations();
     ASSERT_EQ(ops.size(), 2u);
-    EXPECT_EQ(ops[0], "RecordToFile path=/srv/rec/News.flac");
+    EXPECT_EQ(ops[0], "RecordToFile path=" + session.folder.File("News.flac"));
     EXPECT_TRUE(dialog.ExitWhenStopped());
     // A minute ago means tomorrow.
     EXPECT_NEAR(double(dialog.ScheduledLimit()), (86400.0 - 60.0) * 1000.0, 3600000.0 + 2000.0);
