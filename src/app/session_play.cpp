@@ -56,7 +56,7 @@ void MainDialog::Play() {
     }
     const std::string path = RecordingToPlay();
     if (path.empty()) {
-        LogEvent("Play: no recording to play in %s", RecordFolder().c_str());
+        LogEvent("No recording to play in %s", RecordFolder().c_str());
         return;
     }
     if (!player_) {

@@ -58,7 +58,19 @@ class FakeView final : public MainDialogView {
     void SetStatusText(const std::string& text) override { status = text; }
     void SetTimeText(const std::string& text) override { time = text; }
     void SetFormatText(const std::string& text) override { format = text; }
+    void SetSessionLook(SessionLook value) override { look = value; }
+    void SetButtons(const SessionButtons& value) override { buttons = value; }
+    void SetLevels(const std::vector<int>& value) override { levels = value; }
+    void SetRecordingIndicator(bool lit) override { indicatorLit = lit; }
+    void SetTrayToolTip(const std::string& text) override { toolTip = text; }
+    void RecordingFinished(const std::string& path) override { finished.push_back(path); }
 
+    SessionLook look = SessionLook::Idle;
+    SessionButtons buttons;
+    std::vector<int> levels;
+    bool indicatorLit = false;
+    std::string toolTip;
+    std::vector<std::string> finished;
     bool visible = false;
     bool closed = false;
     int fronts = 0;

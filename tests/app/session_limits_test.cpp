@@ -1,0 +1,224 @@
+// How a recording ends by itself: the maximum time, a scheduled end, a
+// voice-activation time-out, low disk space and a lost device.
+#include <gtest/gtest.h>
+
+#include <ctime>
+
+#include "session_fakes.h"
+#include "settings/usage_stats.h"
+#include "toolkit/text.h"
+
+using namespace vocarta;
+using namespace vocarta::test;
+
+namespace {
+
+void SetMaxTime(int hours, int minutes, int seconds) {
+    SetSettingInt("Settings", "MaxTimeHours", hours);
+    SetSettingInt("Settings", "MaxTimeMinutes", minutes);
+    SetSettingInt("Settings", "MaxTimeSeconds", seconds);
+}
+
+// "-scheduled_launch" ending `seconds` from now.
+std::vector<std::string> ScheduledLaunch(int seconds, std::vector<std::string> more = {}) {
+    std::time_t t = std::time(nullptr) + seconds;
+    std::tm tm{};
+    localtime_r(&t, &tm);
+    std::vector<std::string> args = {
+        "vocarta", "-scheduled_launch",
+        StringPrintf("%d:%d:%d", tm.tm_hour, tm.tm_min, tm.tm_sec)};
+    args.insert(args.end(), more.begin(), more.end());
+    return args;
+}
+
+TEST_F(SessionTest, DefaultMaximumTimeIsNineFiftyNineFiftyNine) {
+    Open();
+    Record();
+    EXPECT_TRUE(dialog->CheckMaxTimeOn());
+    EXPECT_EQ(dialog->MaxTimeMs(), (9 * 3600 + 59 * 60 + 59) * 1000LL);
+    // The stop comes from the progress check at that position.
+    dialog->OnRecorderProgress(dialog->MaxTimeMs() - 1);
+    EXPECT_TRUE(dialog->IsRecordingInProgress());
+    dialog->OnRecorderProgress(dialog->MaxTimeMs());
+    EXPECT_FALSE(dialog->IsRecordingInProgress());
+    EXPECT_TRUE(log.Has("Maximum recording time reached at 9:59:59.000"));
+}
+
+TEST_F(SessionTest, MaximumTimeWithStopReachMaxTimeOffGoesOnInTheNextFile) {
+    SetMaxTime(0, 0, 2);
+    SetSettingBool("Settings", "StopReachMaxTime", false);
+    SetSettingBool("Settings", "LaunchPlayWhenStop", true);
+    SetSettingBool("Settings", "AutoEmpty", false);
+    Open();
+    dialog->HandleCommandLine({"vocarta", "-exitifstop"}, 2);
+    Record();
+    Pump(3);
+    EXPECT_EQ(dialog->OutputPath(), Take(1)) << "recording goes on into Untitled 001";
+    EXPECT_EQ(dialog->RecorderState(), MainDialog::kRecording);
+    EXPECT_FALSE(view.closed) << "going on into a new file is no stop of the recording";
+    EXPECT_NEAR(double(WavMs(Take(0))), 2000.0, 250.0);
+    EXPECT_FALSE(log.HasPrefix("Play")) << "the end was not asked for: nothing is played";
+    Pump(3);
+    EXPECT_EQ(dialog->OutputPath(), Take(2));
+    dialog->Stop();
+    EXPECT_EQ(Queued(), (std::vector<std::string>{Take(0), Take(1), Take(2)}));
+}
+
+TEST_F(SessionTest, MaximumTimeStopsWhenStopReachMaxTimeIsOn) {
+    SetMaxTime(0, 0, 2);
+    Open();
+    Record();
+    Pump(4);
+    EXPECT_EQ(dialog->RecorderState(), MainDialog::kStopped);
+    EXPECT_EQ(view.status, "Ready");
+    EXPECT_FALSE(dialog->IsSinkOpen());
+    EXPECT_NEAR(double(WavMs(Take(0))), 2000.0, 250.0);
+    EXPECT_FALSE(Exists(Take(1)));
+}
+
+TEST_F(SessionTest, ScheduledEndIsIgnoredWithCheckMaxTimeOff) {
+    SetSettingBool("Settings", "CheckMaxTime", false);
+    Open();
+    dialog->HandleCommandLine(ScheduledLaunch(2), 3);
+    ASSERT_TRUE(dialog->IsRecordingInProgress());
+    ASSERT_LE(dialog->ScheduledLimit(), 3000);
+    Pump(4);
+    EXPECT_EQ(dialog->RecorderState(), MainDialog::kRecording)
+        << "neither the session nor the recorder may stop at the scheduled end";
+    dialog->Stop();
+    EXPECT_GT(WavMs(Take(0)), 3000);
+}
+
+TEST_F(SessionTest, ScheduledEndStopsAndEndsTheProgramWhenAsked) {
+    SetSettingBool("Settings", "StopReachMaxTime", false);  // a scheduled end is always a stop
+    Open();
+    dialog->HandleCommandLine({"vocarta", "-exitifstop"}, 2);
+    dialog->HandleCommandLine(ScheduledLaunch(2), 3);
+    const int64_t limit = dialog->ScheduledLimit();
+    ASSERT_TRUE(dialog->ExitWhenStopped());
+    Pump(5);
+    loop.RunPosted(0, 0);
+    EXPECT_EQ(dialog->RecorderState(), MainDialog::kStopped);
+    EXPECT_EQ(dialog->ScheduledLimit(), MainDialog::kNoLimit);
+    EXPECT_NEAR(double(WavMs(Take(0))), double(limit), 250.0);
+    EXPECT_FALSE(Exists(Take(1)));
+    EXPECT_TRUE(log.Has("Recording complete for file: " + Take(0)));
+    EXPECT_EQ(Queued(), std::vector<std::string>{Take(0)});
+    EXPECT_TRUE(view.closed);
+    EXPECT_EQ(loop.quitStatus, 0);
+}
+
+TEST_F(SessionTest, VoiceTimeoutSplitsIntoFilesOnlyWhenAsked) {
+    SetSettingBool("Settings", "VoiceActivate", true);
+    SetSettingInt("Settings", "PauseWaitSeconds", 1);
+    SetSettingBool("Settings", "VoiceActivateTimeoutRestart", true);
+    Open();
+    sound->Set(0);
+    Record();
+    Pump(1);
+    EXPECT_EQ(view.status, "Waiting for voice input...");
+    EXPECT_EQ(view.look, SessionLook::Paused);
+    sound->Set(0.5);
+    Pump(1);
+    EXPECT_EQ(view.status, "Recording...");
+    sound->Set(0);
+    Pump(2);  // the silence wait runs out: the file is finished, a new one waits
+    EXPECT_EQ(dialog->OutputPath(), Take(1));
+    EXPECT_EQ(view.status, "Waiting for voice input...");
+    EXPECT_EQ(Queued(), std::vector<std::string>{Take(0)});
+    sound->Set(0.5);
+    Pump(1);
+    sound->Set(0);
+    Pump(2);
+    EXPECT_EQ(dialog->OutputPath(), Take(2));
+    // Silence alone never makes a file: the waiting one is deleted at the stop.
+    Pump(2);
+    EXPECT_EQ(dialog->OutputPath(), Take(2));
+    dialog->Stop();
+    EXPECT_FALSE(Exists(Take(2)));
+    EXPECT_EQ(Queued(), (std::vector<std::string>{Take(0), Take(1)}));
+
+    // Without the restart setting the recorder only goes back to waiting.
+    SetSettingBool("Settings", "VoiceActivateTimeoutRestart", false);
+    Record();
+    sound->Set(0.5);
+    Pump(1.5);
+    sound->Set(0);
+    Pump(2);
+    EXPECT_EQ(dialog->OutputPath(), Take(3)) << "the deleted file's number is not taken again";
+    EXPECT_EQ(view.status, "Waiting for voice input...");
+    dialog->Stop();
+    EXPECT_TRUE(Exists(Take(3)));
+}
+
+TEST_F(SessionTest, LowDiskSpaceAtTheStartEmptiesTheTrashThenRefuses) {
+    // 8000 Hz mono: 8000 x 100 x 1 x 4 bytes must be free.
+    const uint64_t needed = 8000ull * 100 * 4;
+    freeBytes = needed;  // exactly the figure is not more than it
+    trashHolds = 1;      // emptying the Trash makes it just enough
+    Open();
+    Record();
+    EXPECT_EQ(trashEmptied, 1);
+    EXPECT_TRUE(dialog->IsRecordingInProgress());
+    dialog->Stop();
+
+    freeBytes = needed / 2;
+    trashHolds = 0;
+    Record();
+    EXPECT_EQ(trashEmptied, 2);
+    EXPECT_FALSE(dialog->IsRecordingInProgress());
+    ASSERT_FALSE(view.messages.empty());
+    EXPECT_EQ(view.messages.back().text,
+              "You have no free disk space left. Please delete some of the files to make more "
+              "space.");
+    EXPECT_FALSE(Exists(Take(1)));
+    EXPECT_TRUE(dialog->SessionEnded());
+    EXPECT_EQ(GetSettingString("UsageStats", "LastFailed"), "StrtRcrdng");
+    EXPECT_EQ(GetSettingString("UsageStats", "LastFailedReason"), "LowDiskSpace");
+
+    // With AutoEmpty off the Trash is left alone.
+    SetSettingBool("Settings", "AutoEmpty", false);
+    Record();
+    EXPECT_EQ(trashEmptied, 2);
+}
+
+TEST_F(SessionTest, LowDiskSpaceWhileRecordingStopsWithAValidFile) {
+    Open();
+    Record();
+    Pump(30);
+    freeBytes = 1000;  // checked once 60 s have been recorded since the start
+    Pump(25);
+    EXPECT_TRUE(dialog->IsRecordingInProgress());
+    EXPECT_TRUE(view.messages.empty());
+    Pump(10);
+    EXPECT_FALSE(dialog->IsRecordingInProgress());
+    ASSERT_EQ(view.messages.size(), 1u);
+    EXPECT_EQ(view.messages[0].text,
+              "Recording has been stopped due to low disk space. Please free up some space and "
+              "start recording again.");
+    EXPECT_NEAR(double(WavMs(Take(0))), 60000.0, 300.0);
+    EXPECT_EQ(Queued(), std::vector<std::string>{Take(0)});
+    EXPECT_EQ(GetSettingString("UsageStats", "LastFailedReason"), "LowDiskSpace");
+}
+
+TEST_F(SessionTest, LostDeviceKeepsWhatWasRecorded) {
+    loseDeviceAfterFrames = 8000 * 2;
+    Open();
+    Record();
+    Pump(4);
+    // The worker notices the loss on its own; the poll timer then reports it.
+    for (int i = 0; i < 500 && dialog->IsRecordingInProgress(); ++i) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        loop.Fire(MainDialog::kTimerRecorderPoll);
+        loop.RunPosted(0, 0);
+    }
+    EXPECT_FALSE(dialog->IsRecordingInProgress());
+    EXPECT_EQ(view.status, "Ready");
+    EXPECT_TRUE(view.levels.empty());
+    ASSERT_EQ(view.messages.size(), 1u);
+    EXPECT_NE(view.messages[0].text.find("stopped delivering sound"), std::string::npos);
+    EXPECT_NEAR(double(WavMs(Take(0))), 1500.0, 250.0);
+    EXPECT_EQ(Queued(), std::vector<std::string>{Take(0)});
+}
+
+}  // namespace
