@@ -1,20 +1,34 @@
 #include "gui/main_window.h"
 
+#include <QAction>
+#include <QApplication>
 #include <QCloseEvent>
+#include <QFileInfo>
 #include <QFontDatabase>
+#include <QGridLayout>
 #include <QInputDialog>
 #include <QLabel>
+#include <QMenuBar>
 #include <QMessageBox>
 #include <QPushButton>
+#include <QStatusBar>
 #include <QTimer>
+#include <QToolBar>
 #include <QVBoxLayout>
 
+#include "app/file_naming.h"
 #include "app/main_dialog.h"
+#include "audio/codecs/sink_factory.h"
+#include "gui/icons.h"
+#include "gui/level_meter.h"
+#include "gui/options_dialog.h"
+#include "gui/tray_icon.h"
 
 namespace vocarta {
 
 namespace {
 constexpr const char* kWindowTitle = "Vocarta Sound Recorder";
+constexpr int kFinishedNoticeMs = 10000;
 
 QMessageBox::Icon ToQtIcon(MessageBoxRequest::Icon icon) {
     switch (icon) {
@@ -30,37 +44,123 @@ QMessageBox::Icon ToQtIcon(MessageBoxRequest::Icon icon) {
     return QMessageBox::Information;
 }
 
-QLabel* AddLabel(QVBoxLayout* layout, const char* name) {
-    auto* label = new QLabel;
+QLabel* NewLabel(QWidget* parent, const char* name) {
+    auto* label = new QLabel(parent);
     label->setObjectName(name);
-    label->setAlignment(Qt::AlignCenter);
-    layout->addWidget(label);
     return label;
+}
+
+// "1:02:03.456" -> "1:02:03": the title changes once a second, not 77 times.
+QString WholeSeconds(const QString& time) {
+    const int dot = time.indexOf('.');
+    return dot < 0 ? time : time.left(dot);
 }
 }  // namespace
 
 MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
+    setObjectName("MainWindow");
     setWindowTitle(kWindowTitle);
-    auto* central = new QWidget(this);
-    auto* layout = new QVBoxLayout(central);
-    status_ = AddLabel(layout, "status");
-    time_ = AddLabel(layout, "time");
-    format_ = AddLabel(layout, "format");
-
-    QFont timeFont = QFontDatabase::systemFont(QFontDatabase::FixedFont);
-    timeFont.setPointSizeF(timeFont.pointSizeF() * 2.5);
-    time_->setFont(timeFont);
-    setCentralWidget(central);
-    resize(360, 180);
+    setWindowIcon(ProgramIcon());
+    actions_ = CreateSessionActions(this);
+    BuildMenus();
+    BuildToolBar();
+    setCentralWidget(BuildDisplay());
+    statusBar()->setSizeGripEnabled(false);
+    tray_ = new TrayIcon(actions_, this);
+    ConnectCommands();
+    SetRecordingIndicator(false);
 }
 
 MainWindow::~MainWindow() = default;
+
+void MainWindow::BuildMenus() {
+    QMenu* file = menuBar()->addMenu(tr("&File"));
+    file->addAction(actions_.options);
+    file->addAction(actions_.resetAutoNumber);
+    file->addSeparator();
+    file->addAction(actions_.quit);
+    QMenu* record = menuBar()->addMenu(tr("&Recording"));
+    for (QAction* a :
+         {actions_.record, actions_.pause, actions_.stop, actions_.retake, actions_.play})
+        record->addAction(a);
+}
+
+void MainWindow::BuildToolBar() {
+    toolBar_ = addToolBar(tr("Recording"));
+    toolBar_->setObjectName("sessionToolBar");
+    toolBar_->setMovable(false);
+    toolBar_->setIconSize(QSize(32, 32));
+    toolBar_->setToolButtonStyle(Qt::ToolButtonIconOnly);
+    for (QAction* a :
+         {actions_.record, actions_.pause, actions_.stop, actions_.retake, actions_.play}) {
+        toolBar_->addAction(a);
+        // The keys belong to the window; a focused button must not take Space.
+        if (QWidget* button = toolBar_->widgetForAction(a)) button->setFocusPolicy(Qt::NoFocus);
+    }
+}
+
+QWidget* MainWindow::BuildDisplay() {
+    auto* display = new QWidget(this);
+    indicator_ = NewLabel(display, "recordingIndicator");
+    status_ = NewLabel(display, "status");
+    format_ = NewLabel(display, "format");
+    format_->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+    time_ = NewLabel(display, "time");
+    time_->setAlignment(Qt::AlignCenter);
+    QFont timeFont = QFontDatabase::systemFont(QFontDatabase::FixedFont);
+    timeFont.setPointSizeF(timeFont.pointSizeF() * 2.5);
+    time_->setFont(timeFont);
+
+    auto* grid = new QGridLayout(display);
+    auto* top = new QHBoxLayout;
+    top->addWidget(indicator_);
+    top->addWidget(status_, 1);
+    top->addWidget(format_, 1);
+    grid->addLayout(top, 0, 0, 1, 2);
+    grid->addWidget(time_, 1, 0, 1, 2);
+    static const char* const kChannelNames[] = {"L", "R"};
+    for (int i = 0; i < 2; ++i) {
+        meters_[size_t(i)] = new LevelMeter(display);
+        meters_[size_t(i)]->setObjectName(i == 0 ? "levelLeft" : "levelRight");
+        grid->addWidget(new QLabel(kChannelNames[i], display), 2 + i, 0);
+        grid->addWidget(meters_[size_t(i)], 2 + i, 1);
+    }
+    grid->setColumnStretch(1, 1);
+    return display;
+}
+
+void MainWindow::ConnectCommands() {
+    auto command = [this](QAction* action, void (MainDialog::*operation)()) {
+        connect(action, &QAction::triggered, this, [this, operation] {
+            if (dialog_) (dialog_->*operation)();
+        });
+    };
+    connect(actions_.record, &QAction::triggered, this, [this] {
+        if (dialog_) dialog_->Record(MainDialog::kDefaultLimitMs);
+    });
+    command(actions_.pause, &MainDialog::Pause);
+    command(actions_.stop, &MainDialog::Stop);
+    command(actions_.retake, &MainDialog::Restart);
+    command(actions_.play, &MainDialog::Play);
+    command(actions_.showWindow, &MainDialog::BringToFront);
+    connect(actions_.options, &QAction::triggered, this, &MainWindow::OpenOptions);
+    connect(actions_.resetAutoNumber, &QAction::triggered, this,
+            [this] { ResetAutoNumber(*this); });
+    connect(actions_.quit, &QAction::triggered, this, &MainWindow::RequestClose);
+    connect(tray_, &TrayIcon::Activated, this, [this] {
+        if (dialog_) dialog_->BringToFront();
+    });
+}
 
 void MainWindow::ShowWindow() {
     show();
 }
 
 void MainWindow::HideWindow() {
+    if (closeRequested_ && !tray_->IsShown()) {
+        showMinimized();
+        return;
+    }
     hide();
 }
 
@@ -80,6 +180,16 @@ void MainWindow::CloseWindow() {
     close();
 }
 
+void MainWindow::RequestClose() {
+    if (!dialog_) {
+        CloseWindow();
+        return;
+    }
+    closeRequested_ = true;
+    dialog_->Close();
+    closeRequested_ = false;
+}
+
 void MainWindow::closeEvent(QCloseEvent* event) {
     if (closing_ || !dialog_) {
         event->accept();
@@ -87,13 +197,12 @@ void MainWindow::closeEvent(QCloseEvent* event) {
     }
     // The controller decides (it may ask first); it closes the window itself.
     event->ignore();
-    QTimer::singleShot(0, this, [this] {
-        if (dialog_) dialog_->Close();
-    });
+    QTimer::singleShot(0, this, &MainWindow::RequestClose);
 }
 
 int MainWindow::MessageBox(const MessageBoxRequest& request) {
-    QMessageBox box(this);
+    QWidget* over = QApplication::activeModalWidget();
+    QMessageBox box(over ? over : this);
     box.setWindowTitle(QString::fromStdString(request.title));
     box.setText(QString::fromStdString(request.text));
     box.setIcon(ToQtIcon(request.icon));
@@ -118,23 +227,101 @@ int MainWindow::MessageBox(const MessageBoxRequest& request) {
 bool MainWindow::PromptText(const std::string& title, const std::string& label,
                             const std::string& initial, std::string& answer) {
     bool ok = false;
-    QString text =
-        QInputDialog::getText(this, QString::fromStdString(title), QString::fromStdString(label),
-                              QLineEdit::Normal, QString::fromStdString(initial), &ok);
+    QWidget* over = QApplication::activeModalWidget();
+    QString text = QInputDialog::getText(over ? over : this, QString::fromStdString(title),
+                                         QString::fromStdString(label), QLineEdit::Normal,
+                                         QString::fromStdString(initial), &ok);
     answer = ok ? text.toStdString() : std::string();
     return ok;
 }
 
 void MainWindow::SetStatusText(const std::string& text) {
     status_->setText(QString::fromStdString(text));
+    UpdateTitle();
 }
 
 void MainWindow::SetTimeText(const std::string& text) {
-    time_->setText(QString::fromStdString(text));
+    const QString shown = QString::fromStdString(text);
+    if (shown == time_->text()) return;
+    const bool newSecond = WholeSeconds(shown) != WholeSeconds(time_->text());
+    time_->setText(shown);
+    if (newSecond) UpdateTitle();
 }
 
 void MainWindow::SetFormatText(const std::string& text) {
     format_->setText(QString::fromStdString(text));
+}
+
+void MainWindow::SetSessionLook(SessionLook look) {
+    look_ = look;
+    if (look != SessionLook::Recording) SetRecordingIndicator(false);
+    tray_->SetIndicator(look == SessionLook::Recording, indicatorLit_);
+    UpdateTitle();
+}
+
+void MainWindow::SetButtons(const SessionButtons& buttons) {
+    ApplySessionButtons(actions_, buttons);
+    SwapPlayAndPause(buttons.playbackPaused);
+}
+
+void MainWindow::SetLevels(const std::vector<int>& levelsDb) {
+    const int left = levelsDb.empty() ? LevelMeter::kSilenceDb : levelsDb[0];
+    // A mono source shows on both bars.
+    const int right = levelsDb.size() > 1 ? levelsDb[1] : left;
+    meters_[0]->SetLevel(left);
+    meters_[1]->SetLevel(right);
+}
+
+void MainWindow::SetRecordingIndicator(bool lit) {
+    indicatorLit_ = lit;
+    indicator_->setPixmap(IndicatorPixmap(lit));
+    indicator_->setAccessibleName(lit ? tr("Recording") : QString());
+    tray_->SetIndicator(look_ == SessionLook::Recording, lit);
+}
+
+void MainWindow::SetTrayToolTip(const std::string& text) {
+    tray_->SetToolTip(QString::fromStdString(text));
+}
+
+void MainWindow::RecordingFinished(const std::string& path) {
+    statusBar()->showMessage(
+        tr("Recording saved: %1").arg(QFileInfo(QString::fromStdString(path)).fileName()),
+        kFinishedNoticeMs);
+}
+
+void MainWindow::SwapPlayAndPause(bool swapped) {
+    if (swapped == playPauseSwapped_) return;
+    playPauseSwapped_ = swapped;
+    // Held playback: Play takes the place of Pause, and goes on from there.
+    QAction* beforeStop = swapped ? actions_.play : actions_.pause;
+    QAction* last = swapped ? actions_.pause : actions_.play;
+    toolBar_->removeAction(actions_.pause);
+    toolBar_->removeAction(actions_.play);
+    toolBar_->insertAction(actions_.stop, beforeStop);
+    toolBar_->addAction(last);
+    for (QAction* a : {actions_.play, actions_.pause})
+        if (QWidget* button = toolBar_->widgetForAction(a)) button->setFocusPolicy(Qt::NoFocus);
+}
+
+void MainWindow::UpdateTitle() {
+    if (look_ == SessionLook::Idle) {
+        setWindowTitle(kWindowTitle);
+        return;
+    }
+    setWindowTitle(QStringLiteral("%1 %2 - %3")
+                       .arg(status_->text(), WholeSeconds(time_->text()), kWindowTitle));
+}
+
+int MainWindow::MeterLevel(int channel) const {
+    return meters_[size_t(channel == 0 ? 0 : 1)]->Level();
+}
+
+bool MainWindow::OpenOptions() {
+    OptionsDialog options(*this, this);
+    if (options.exec() != QDialog::Accepted) return false;
+    // A recording keeps its format; the next one shows the new format when it starts.
+    if (look_ == SessionLook::Idle) SetFormatText(CurrentFormatDisplayText());
+    return true;
 }
 
 QString MainWindow::StatusText() const {

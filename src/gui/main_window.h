@@ -1,19 +1,37 @@
 #pragma once
-// The main window shell: title, status text, time display and format text. It
-// only wires widgets to MainDialog, the controller that owns the session; the
-// session's buttons and meters join it later.
+// The main window: the session's tool bar (Record, Pause, Stop, Retake, Play
+// with their keys F5, F6, F7, Home and Space), a menu bar with the same
+// commands and Options..., Reset Auto Number and Quit, the blinking recording
+// indicator, the status text, the time display, two level bars and the format
+// text; and the tray icon. It only wires widgets to MainDialog, the controller
+// that owns the session.
+//
+// While a recording runs the title carries the status and the whole seconds of
+// the time display ("Recording... 0:01:05 - Vocarta Sound Recorder"), so the
+// task bar shows it too.
+//
+// Closing the window goes through the controller, which asks "Close To Tray"
+// while recording. "Record in Background" hides the window to the tray; with no
+// tray it minimises it instead, so the window can still be found on the task
+// bar (a hidden window with no tray icon could only come back by launching the
+// program again).
 //
 // Threading contract: GUI thread only.
 
 #include <QMainWindow>
+#include <array>
 
 #include "app/main_dialog_view.h"
+#include "gui/session_actions.h"
 
 class QLabel;
+class QToolBar;
 
 namespace vocarta {
 
+class LevelMeter;
 class MainDialog;
+class TrayIcon;
 
 class MainWindow final : public QMainWindow, public MainDialogView {
     Q_OBJECT
@@ -22,8 +40,8 @@ class MainWindow final : public QMainWindow, public MainDialogView {
     explicit MainWindow(QWidget* parent = nullptr);
     ~MainWindow() override;
 
-    // The controller asked when the user closes the window. Must outlive the
-    // window's event handling, or be detached with nullptr.
+    // The controller the commands go to. Must outlive the window's event
+    // handling, or be detached with nullptr.
     void AttachDialog(MainDialog* dialog) { dialog_ = dialog; }
 
     void ShowWindow() override;
@@ -33,6 +51,8 @@ class MainWindow final : public QMainWindow, public MainDialogView {
     bool HasFrame() const override { return !closing_; }
     void CloseWindow() override;
 
+    // Shown over whatever modal dialog is open (the options window), else over
+    // the main window.
     int MessageBox(const MessageBoxRequest& request) override;
     bool PromptText(const std::string& title, const std::string& label, const std::string& initial,
                     std::string& answer) override;
@@ -40,20 +60,51 @@ class MainWindow final : public QMainWindow, public MainDialogView {
     void SetStatusText(const std::string& text) override;
     void SetTimeText(const std::string& text) override;
     void SetFormatText(const std::string& text) override;
+    void SetSessionLook(SessionLook look) override;
+    void SetButtons(const SessionButtons& buttons) override;
+    void SetLevels(const std::vector<int>& levelsDb) override;
+    void SetRecordingIndicator(bool lit) override;
+    void SetTrayToolTip(const std::string& text) override;
+    void RecordingFinished(const std::string& path) override;
 
     QString StatusText() const;
     QString TimeText() const;
     QString FormatText() const;
+    const SessionActions& Actions() const { return actions_; }
+    TrayIcon& Tray() { return *tray_; }
+    bool IndicatorLit() const { return indicatorLit_; }
+    int MeterLevel(int channel) const;
+
+    // Options... : the options window, modal. True when it was accepted.
+    bool OpenOptions();
+    // Quit, or the window's close box: the controller decides.
+    void RequestClose();
 
   protected:
     void closeEvent(QCloseEvent* event) override;
 
   private:
+    void BuildMenus();
+    void BuildToolBar();
+    QWidget* BuildDisplay();
+    void ConnectCommands();
+    void SwapPlayAndPause(bool swapped);
+    void UpdateTitle();
+
     MainDialog* dialog_ = nullptr;
     bool closing_ = false;
-    QLabel* status_;
-    QLabel* time_;
-    QLabel* format_;
+    bool closeRequested_ = false;  // set while the controller handles a user close
+    SessionLook look_ = SessionLook::Idle;
+    bool indicatorLit_ = false;
+    bool playPauseSwapped_ = false;
+    SessionActions actions_;
+    QToolBar* toolBar_ = nullptr;
+    TrayIcon* tray_ = nullptr;
+    QLabel* indicator_ = nullptr;
+    QLabel* status_ = nullptr;
+    QLabel* time_ = nullptr;
+    QLabel* format_ = nullptr;
+    std::array<LevelMeter*, 2> meters_{};
 };
 
 }  // namespace vocarta

@@ -1,0 +1,31 @@
+#pragma once
+// Shared by the window tests: one QApplication on the offscreen platform for the
+// whole test program, and finding a named child widget.
+
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QWidget>
+#include <cstdlib>
+
+namespace vocarta::test {
+
+inline void EnsureApplication() {
+    if (QApplication::instance()) return;
+    setenv("QT_QPA_PLATFORM", "offscreen", 1);
+    // The device page must never reach (or start) a sound server of the machine.
+    setenv("VOCARTA_CAPTURE", "simulated", 1);
+    static int argc = 1;
+    static char name[] = "gui_tests";
+    static char* argv[] = {name, nullptr};
+    new QApplication(argc, argv);  // lives as long as the test program
+}
+
+template <typename W>
+W* Child(QObject& parent, const char* name) {
+    W* widget = parent.findChild<W*>(name);
+    EXPECT_NE(widget, nullptr) << name;
+    return widget;
+}
+
+}  // namespace vocarta::test
