@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstring>
+#include <new>
 
 #include "audio/capture/level_meter.h"
 #include "audio/capture/record_volume.h"
@@ -135,8 +136,17 @@ void LSoundRecorderTemplate<LLC>::Run() {
         return;
     }
     uint64_t samples = capture_.Ring().SamplesPerBuffer();
-    current_.reset(new float[samples]);
-    previous_.reset(new float[samples]);
+    current_.reset(new (std::nothrow) float[samples]);
+    previous_.reset(new (std::nothrow) float[samples]);
+    if (!current_ || !previous_) {
+        capture_.SetLastError(kCaptureOpenFailed, "no memory for the work buffers");
+        capture_.Close();
+        workerSink_.Release();
+        openFailed_ = true;
+        state_ = 0;
+        started_.Set();
+        return;
+    }
     bufferMs_ =
         int64_t(capture_.Ring().FramesPerBuffer()) * 1000 / std::max<uint32_t>(1, capture_.Rate());
     if (!StartDevice()) {
