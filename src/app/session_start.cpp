@@ -119,6 +119,7 @@ bool MainDialog::StartRecording(int64_t limitMs) {
         sessionEnded_ = true;
         return false;
     }
+    LogEvent("Recording into %s", outputPath_.c_str());
     pausedByUser_ = false;
     soundCaptured_ = false;
     sessionEnded_ = false;
