@@ -15,6 +15,9 @@ LAUNCH_LIMIT_S = 5.0
 class SingleInstanceTest(unittest.TestCase):
     def setUp(self):
         self.env = VocartaEnv()
+        # Recording needs no sound server here: the simulated capture layer.
+        self.env.env["VOCARTA_CAPTURE"] = "simulated"
+        self.env.env["VOCARTA_PLAYBACK"] = "null"
 
     def tearDown(self):
         self.env.close()
@@ -111,11 +114,13 @@ class SingleInstanceTest(unittest.TestCase):
     def test_termination_stops_the_recording_and_cleans_up(self):
         env = self.env
         copy = env.start("-record")
-        env.wait_for_log("Record limit=")
+        env.wait_for_log("Recording into")
         self.assertEqual(env.stop(copy), 0)
         lines = env.log_lines()
         tail = lines[lines.index(next(l for l in lines if l.startswith("Signal"))):]
-        self.assertEqual(tail[1:], ["AfterStop done=true", "Close", "Running copy ended"])
+        self.assertEqual(tail[1], "AfterStop done=true")
+        self.assertTrue(tail[2].startswith("Recording complete for file: "), tail)
+        self.assertEqual(tail[-2:], ["Close", "Running copy ended"])
         self.assertFalse(os.path.lexists(env.socket_path))
 
     def test_ms_ends_the_program_by_itself(self):
