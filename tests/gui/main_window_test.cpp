@@ -1,110 +1,241 @@
+// The main window, run offscreen over a real session (simulated capture of
+// silence, playback into nothing, WAV files in a temporary folder) and the Qt
+// main loop: its commands reach the controller, it shows what the controller
+// says, and closing it while recording asks "Close To Tray".
+
 #include "gui/main_window.h"
 
-#include <gtest/gtest.h>
-
-#include <QApplication>
+#include <QAction>
+#include <QMenuBar>
 #include <QMessageBox>
 #include <QPushButton>
 #include <QTimer>
-#include <cstdlib>
+#include <QToolBar>
+#include <chrono>
+#include <functional>
 #include <string>
 
 #include "app/app_fakes.h"
 #include "app/main_dialog.h"
+#include "app/qt_main_loop.h"
 #include "app/windowed_entry.h"
+#include "audio/codecs/sink_factory.h"
+#include "audio/output_format.h"
 #include "gui/gui_entry.h"
+#include "gui/gui_test_support.h"
+#include "gui/level_meter.h"
+#include "settings/settings.h"
 
 using namespace vocarta;
 using namespace vocarta::test;
 
 namespace {
 
-void App() {
-    if (QApplication::instance()) return;
-    static int argc = 1;
-    static char name[] = "main_window_test";
-    static char* argv[] = {name, nullptr};
-    setenv("QT_QPA_PLATFORM", "offscreen", 1);
-    new QApplication(argc, argv);  // lives as long as the test program
+// Runs the event loop until `done` holds or `limitMs` passed; false on time-out.
+bool RunUntil(const std::function<bool()>& done, int limitMs = 10000) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(limitMs);
+    while (!done()) {
+        if (std::chrono::steady_clock::now() > deadline) return false;
+        QApplication::processEvents(QEventLoop::AllEvents, 10);
+    }
+    return true;
 }
 
-// Presses the button with `text` in the next message box that opens.
-void PressInNextMessageBox(const QString& text) {
-    auto* timer = new QTimer;
-    QObject::connect(timer, &QTimer::timeout, [timer, text] {
-        for (QWidget* w : QApplication::topLevelWidgets()) {
-            auto* box = qobject_cast<QMessageBox*>(w);
-            if (!box || !box->isVisible()) continue;
-            for (QAbstractButton* b : box->buttons()) {
-                if (b->text() != text) continue;
-                timer->stop();
-                timer->deleteLater();
-                b->click();
-                return;
-            }
-        }
-    });
-    timer->start(5);
-}
+// Answers the next message box with the button `text`, keeping what it asked.
+struct MessageBoxAnswer {
+    QString title, text;
+    QStringList buttons;
+    explicit MessageBoxAnswer(const QString& press) {
+        auto* timer = new QTimer;
+        QObject::connect(timer, &QTimer::timeout, [this, timer, press] {
+            auto* box = qobject_cast<QMessageBox*>(QApplication::activeModalWidget());
+            if (!box) return;
+            title = box->windowTitle();
+            text = box->text();
+            for (QAbstractButton* b : box->buttons()) buttons << b->text();
+            for (QAbstractButton* b : box->buttons())
+                if (b->text() == press) {
+                    timer->stop();
+                    timer->deleteLater();
+                    b->click();
+                    return;
+                }
+        });
+        timer->start(5);
+    }
+};
+
+// Made before the fixture's widgets.
+struct ApplicationFirst {
+    ApplicationFirst() { EnsureApplication(); }
+};
+
+class MainWindowTest : public ::testing::Test, private ApplicationFirst {
+  protected:
+    MainWindowTest() {
+        setenv("VOCARTA_CAPTURE_SOURCE", "silence", 1);
+        setenv("VOCARTA_PLAYBACK", "null", 1);
+        for (const char* section : {"Settings", "FindPlay", "Recorder"}) DeleteSettingTree(section);
+        SetSettingString("FindPlay", "DefaultRecordFolder", folder.Path());
+        StoreOutputFormat(kFormatWav);
+        window.AttachDialog(&dialog);
+        window.show();
+    }
+    ~MainWindowTest() override { window.AttachDialog(nullptr); }
+
+    bool Recording() const { return dialog.RecorderState() == MainDialog::kRecording; }
+
+    TempDir folder{"vocarta-window"};
+    MainWindow window;
+    QtMainLoop loop;
+    MainDialog dialog{window, loop};
+};
 
 }  // namespace
 
-TEST(MainWindow, ShowsTheControllersTextsAndAsksWithItsButtons) {
-    App();
-    MainWindow window;
-    FakeMainLoop loop;
-    MainDialog dialog(window, loop);
-    window.AttachDialog(&dialog);
-    EXPECT_EQ(window.windowTitle(), "Vocarta Sound Recorder");
-    EXPECT_EQ(window.StatusText(), "Ready");
-    EXPECT_EQ(window.TimeText(), "0:00:00.000");
-    EXPECT_EQ(window.FormatText(), "Mp3");
+TEST_F(MainWindowTest, CommandsCarryTheirTipsAndKeys) {
+    const SessionActions& a = window.Actions();
+    const std::tuple<QAction*, const char*, QKeySequence> commands[] = {
+        {a.record, "Start Recording (F5)", QKeySequence(Qt::Key_F5)},
+        {a.pause, "Pause Recording (F6)", QKeySequence(Qt::Key_F6)},
+        {a.stop, "Stop and Mark Done (F7)", QKeySequence(Qt::Key_F7)},
+        {a.retake, "Retake Recording/Replay (Home)", QKeySequence(Qt::Key_Home)},
+        {a.play, "Play Recording (Spacebar)", QKeySequence(Qt::Key_Space)}};
+    QToolBar* bar = Child<QToolBar>(window, "sessionToolBar");
+    for (const auto& [action, tip, key] : commands) {
+        EXPECT_EQ(action->toolTip(), tip);
+        EXPECT_EQ(action->shortcut(), key) << tip;
+        EXPECT_TRUE(bar->actions().contains(action)) << tip;
+    }
+    QStringList menuItems;
+    for (QAction* menu : window.menuBar()->actions())
+        for (QAction* item : menu->menu()->actions()) menuItems << item->text().remove('&');
+    for (const char* item :
+         {"Options...", "Reset Auto Number", "Quit", "Start Recording", "Pause Recording",
+          "Stop and Mark Done", "Retake Recording/Replay", "Play Recording"})
+        EXPECT_TRUE(menuItems.contains(item)) << item;
 
-    dialog.ShowWindow();
-    EXPECT_TRUE(window.isVisible());
-    dialog.HideWindow();
-    EXPECT_FALSE(window.isVisible());
-    dialog.BringToFront();
-    EXPECT_TRUE(window.isVisible());
-
-    MessageBoxRequest request;
-    request.text = "Question?";
-    request.title = "Title";
-    request.buttons = {"Go", "Middle", "Cancel"};
-    request.safeButton = 2;
-    PressInNextMessageBox("Middle");
-    EXPECT_EQ(window.MessageBox(request), 1);
-    window.AttachDialog(nullptr);
+    // Reset Auto Number tells the user, under "Reset".
+    SetSettingInt("Settings", "AutoNumber", 12);
+    MessageBoxAnswer answer("OK");
+    a.resetAutoNumber->trigger();
+    EXPECT_EQ(answer.text, "Auto number has been reset to 0.");
+    EXPECT_EQ(answer.title, "Reset");
+    EXPECT_EQ(GetSettingInt("Settings", "AutoNumber", -1), 0);
 }
 
-TEST(MainWindow, UserCloseGoesThroughTheController) {
-    App();
-    MainWindow window;
-    FakeMainLoop loop;
-    MainDialog dialog(window, loop);
-    window.AttachDialog(&dialog);
-    window.show();
-    dialog.Record(MainDialog::kDefaultLimitMs);
+TEST_F(MainWindowTest, ShowsTheSessionAsItRuns) {
+    EXPECT_EQ(window.StatusText(), "Ready");
+    EXPECT_EQ(window.TimeText(), "0:00:00.000");
+    EXPECT_EQ(window.FormatText().toStdString(), CurrentFormatDisplayText());
+    EXPECT_EQ(window.windowTitle(), "Vocarta Sound Recorder");
+    const SessionActions& a = window.Actions();
+    EXPECT_TRUE(a.record->isEnabled());
+    EXPECT_FALSE(a.stop->isEnabled());
 
-    // Recording: the close asks, and "Cancel" keeps the window.
-    PressInNextMessageBox("Cancel");
-    window.close();
-    for (int i = 0; i < 5; ++i) QApplication::processEvents();
-    EXPECT_TRUE(window.isVisible());
-    EXPECT_FALSE(dialog.IsClosed());
+    a.record->trigger();
+    ASSERT_TRUE(RunUntil([&] { return window.StatusText() == "Recording..."; }));
+    EXPECT_TRUE(window.windowTitle().startsWith("Recording... 0:00:0"))
+        << window.windowTitle().toStdString();
+    EXPECT_FALSE(a.record->isEnabled());
+    EXPECT_TRUE(a.pause->isEnabled() && a.stop->isEnabled() && a.retake->isEnabled());
+    // The time display moves, and the indicator blinks both ways.
+    const QString started = window.TimeText();
+    EXPECT_TRUE(RunUntil([&] { return window.TimeText() != started; }));
+    EXPECT_TRUE(RunUntil([&] { return !window.IndicatorLit(); }, 3000));
+    EXPECT_TRUE(RunUntil([&] { return window.IndicatorLit(); }, 3000));
+    EXPECT_TRUE(RunUntil([&] { return window.windowTitle().contains(" 0:00:01 - "); }));
 
-    PressInNextMessageBox("Stop Recording and Close");
-    window.close();
-    for (int i = 0; i < 5; ++i) QApplication::processEvents();
-    EXPECT_FALSE(window.isVisible());
-    EXPECT_TRUE(dialog.IsClosed());
-    EXPECT_EQ(loop.quitStatus, 0);
-    EXPECT_FALSE(dialog.IsRecordingInProgress());
-    window.AttachDialog(nullptr);
+    a.pause->trigger();
+    ASSERT_TRUE(RunUntil([&] { return dialog.RecorderState() == MainDialog::kPaused; }));
+    EXPECT_FALSE(window.IndicatorLit());
+    EXPECT_TRUE(a.record->isEnabled());
+    const QString paused = window.TimeText();
+    RunUntil([] { return false; }, 300);
+    EXPECT_EQ(window.TimeText(), paused);
+
+    a.record->trigger();
+    ASSERT_TRUE(RunUntil([&] { return Recording(); }));
+    a.stop->trigger();
+    ASSERT_TRUE(RunUntil([&] { return window.StatusText() == "Ready"; }));
+    EXPECT_EQ(window.windowTitle(), "Vocarta Sound Recorder");
+    EXPECT_FALSE(window.IndicatorLit());
+    EXPECT_EQ(window.MeterLevel(0), LevelMeter::kSilenceDb);
+    EXPECT_TRUE(a.play->isEnabled());
+    EXPECT_FALSE(dialog.OutputPath().empty());
+}
+
+TEST_F(MainWindowTest, ClosingWhileRecordingAsksCloseToTray) {
+    window.Actions().record->trigger();
+    ASSERT_TRUE(RunUntil([&] { return Recording(); }));
+
+    {
+        MessageBoxAnswer answer("Cancel");
+        window.close();
+        ASSERT_TRUE(RunUntil([&] { return !answer.text.isEmpty(); }));
+        EXPECT_EQ(answer.title, "Close To Tray");
+        EXPECT_EQ(answer.text,
+                  "Vocarta Sound Recorder is currently recording. Would you like to continue "
+                  "to record in the background?");
+        EXPECT_EQ(answer.buttons,
+                  QStringList({"Record in Background", "Stop Recording and Close", "Cancel"}));
+        RunUntil([] { return false; }, 50);
+        EXPECT_TRUE(window.isVisible());
+        EXPECT_FALSE(window.isMinimized());
+        EXPECT_TRUE(Recording());
+    }
+    {
+        // The offscreen platform has no tray: the window is minimised, not lost.
+        MessageBoxAnswer answer("Record in Background");
+        window.close();
+        ASSERT_TRUE(RunUntil([&] { return window.isMinimized(); }));
+        EXPECT_TRUE(window.isVisible());
+        EXPECT_TRUE(Recording());
+        EXPECT_FALSE(dialog.IsClosed());
+    }
+    window.BringToFront();
+    EXPECT_FALSE(window.isMinimized());
+    {
+        MessageBoxAnswer answer("Stop Recording and Close");
+        window.Actions().quit->trigger();
+        ASSERT_TRUE(RunUntil([&] { return dialog.IsClosed(); }));
+        EXPECT_FALSE(window.isVisible());
+        EXPECT_FALSE(dialog.IsRecordingInProgress());
+    }
+}
+
+TEST_F(MainWindowTest, LevelBarsAndHeldPlayback) {
+    window.SetLevels({-18, 12});
+    EXPECT_EQ(window.MeterLevel(0), -18);
+    EXPECT_EQ(window.MeterLevel(1), 12);
+    window.SetLevels({-40});  // mono: both bars
+    EXPECT_EQ(window.MeterLevel(1), -40);
+    window.SetLevels({});
+    EXPECT_EQ(window.MeterLevel(0), -127);
+    EXPECT_EQ(LevelMeter::LevelText(-127), "-inf dB");
+    EXPECT_EQ(LevelMeter::LevelText(6), "+6 dB");
+    EXPECT_DOUBLE_EQ(LevelMeter::FilledFraction(12), 1.0);
+    EXPECT_DOUBLE_EQ(LevelMeter::FilledFraction(-60), 0.0);
+    EXPECT_DOUBLE_EQ(LevelMeter::FilledFraction(-24), 0.5);
+
+    // Held playback puts Play where Pause was.
+    const SessionActions& a = window.Actions();
+    QToolBar* bar = Child<QToolBar>(window, "sessionToolBar");
+    SessionButtons held;
+    held.play = true;
+    held.stop = true;
+    held.playbackPaused = true;
+    window.SetButtons(held);
+    EXPECT_EQ(bar->actions().indexOf(a.play), 1);
+    EXPECT_TRUE(a.play->isEnabled());
+    EXPECT_FALSE(a.pause->isEnabled());
+    window.SetButtons(SessionButtons{});
+    EXPECT_EQ(bar->actions().indexOf(a.pause), 1);
+    EXPECT_EQ(bar->actions().indexOf(a.play), 4);
 }
 
 TEST(GuiEntry, DisplayProbesSayNoWithoutAServer) {
-    App();
+    EnsureApplication();
     const char* display = std::getenv("DISPLAY");
     const char* wayland = std::getenv("WAYLAND_DISPLAY");
     const std::string savedDisplay = display ? display : "";
