@@ -94,10 +94,10 @@ bool MainDialog::OpenSinkFor(const std::string& path, int format) {
 
 bool MainDialog::StartRecording(int64_t limitMs) {
     if (!EnoughFreeSpace()) {
-        ShowMessage(view_, kNoFreeSpaceText, kMessageTitle, MessageBoxRequest::Icon::Warning);
         sessionEnded_ = true;
         DiscardSink();
         RecordFailure("StrtRcrdng", "LowDiskSpace");
+        ShowMessage(view_, kNoFreeSpaceText, kMessageTitle, MessageBoxRequest::Icon::Warning);
         return false;
     }
     if (RecorderState() == kRecording) {
