@@ -11,15 +11,12 @@
 #include "audio/capture/record_volume.h"
 #include "audio/capture/resampling_sink.h"
 #include "audio/capture/sound_recorder_template.h"
-#include "settings/settings.h"
+#include "audio/recorder_settings.h"
 #include "toolkit/log.h"
 
 namespace vocarta {
 
 namespace recorder_detail {
-inline constexpr const char* kRecorderSection = "Recorder";
-inline constexpr const char* kAutotrimKey = "Autotrim";
-inline constexpr bool kAutotrimDefault = false;
 inline constexpr int kDiscardedBuffers = 5;  // the device's start-up transient
 inline constexpr uint64_t kMaxFramesPerStep = 8192;
 inline constexpr LSoundTime kSilenceKept = LSoundTime(450);
@@ -221,8 +218,7 @@ void LSoundRecorderTemplate<LLC>::OnCaptureError() {
 template <class LLC>
 void LSoundRecorderTemplate<LLC>::FinishRun() {
     if (auto* converter = dynamic_cast<LResamplingSink*>(workerSink_.Get())) converter->Flush();
-    if (GetSettingBool(recorder_detail::kRecorderSection, recorder_detail::kAutotrimKey,
-                       recorder_detail::kAutotrimDefault))
+    if (AutotrimEnabled())
         workerSink_.TruncateTo(LSoundTime(lastLoudMs_.load()) + recorder_detail::kSilenceKept);
     workerSink_.Release();
     positionMs_ = sink_.Position().Milliseconds();
