@@ -11,10 +11,11 @@
 namespace vocarta::test {
 
 inline void EnsureApplication() {
+    // The device page and the session must never reach (or start) a sound server
+    // of the machine, whichever test made the application.
+    setenv("VOCARTA_CAPTURE", "simulated", 1);
     if (QApplication::instance()) return;
     setenv("QT_QPA_PLATFORM", "offscreen", 1);
-    // The device page must never reach (or start) a sound server of the machine.
-    setenv("VOCARTA_CAPTURE", "simulated", 1);
     static int argc = 1;
     static char name[] = "gui_tests";
     static char* argv[] = {name, nullptr};

@@ -81,7 +81,13 @@ class MainWindowTest : public ::testing::Test, private ApplicationFirst {
         window.AttachDialog(&dialog);
         window.show();
     }
-    ~MainWindowTest() override { window.AttachDialog(nullptr); }
+    ~MainWindowTest() override {
+        window.AttachDialog(nullptr);
+        // The controller's Quit outside a running loop leaves Qt refusing every
+        // later exec() (dialogs of the next tests); a loop run clears it.
+        QTimer::singleShot(0, [] { QCoreApplication::exit(0); });
+        QCoreApplication::exec();
+    }
 
     bool Recording() const { return dialog.RecorderState() == MainDialog::kRecording; }
 

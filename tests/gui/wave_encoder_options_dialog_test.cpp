@@ -2,6 +2,8 @@
 // follows the controls, and what OK stores. The preset rules themselves are
 // tested in tests/audio/wav/wav_presets_test.cpp.
 
+#include "gui/wave_encoder_options_dialog.h"
+
 #include <gtest/gtest.h>
 
 #include <QApplication>
@@ -9,7 +11,6 @@
 #include <QStandardItemModel>
 
 #include "audio/wav/wav_format_settings.h"
-#include "gui/wave_encoder_options_dialog.h"
 #include "settings/settings.h"
 
 using namespace vocarta;
@@ -66,10 +67,10 @@ TEST(WaveEncoderOptionsDialog, ListsPresetsAndStoresTheChoice) {
     QComboBox* channels = Combo(dialog, "channels");
     QComboBox* rate = Combo(dialog, "sampleRate");
     QComboBox* size = Combo(dialog, "sampleSize");
-    EXPECT_EQ(Items(preset), (QStringList{"Auto (Preserves Original Format)", "Custom",
-                                          "High Quality (CD/DVD Quality)",
-                                          "Medium Quality (AM Radio Quality)",
-                                          "Low Quality (Telephone Quality)"}));
+    EXPECT_EQ(
+        Items(preset),
+        (QStringList{"Auto (Preserves Original Format)", "Custom", "High Quality (CD/DVD Quality)",
+                     "Medium Quality (AM Radio Quality)", "Low Quality (Telephone Quality)"}));
     EXPECT_EQ(Items(encoding), (QStringList{"PCM", "GSM 6.10", "A-LAW", "MU-LAW"}));
     EXPECT_EQ(Items(channels), (QStringList{"Match Source", "Mono", "Stereo"}));
     EXPECT_EQ(Items(size), (QStringList{"8 bits Integer", "16 bits Integer", "24 bits Integer",
