@@ -34,7 +34,7 @@ constexpr uint64_t kFreeSpaceSeconds = 100;
 constexpr uint64_t kFreeSpaceBytesPerSample = 4;
 // With voice activation off the recorder never goes back to waiting.
 constexpr int64_t kNoPauseWaitMs = 216000000;
-constexpr int kRecorderPollMs = 20;
+constexpr int kRecorderPollMs = 50;
 }  // namespace
 
 void MainDialog::Record(int64_t limitMs) {
