@@ -180,3 +180,42 @@ TEST_F(SessionTest, CloseWhileRecordingAsksAndHeadlessFinishesTheFile) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST_F(SessionTest, IntervalToneRunsOnlyWhileRecording) {
+    SetSettingBool("Settings", "IntervalTone", true);
+    SetSettingInt("Settings", "IntervalSecs", 2);
+    SetSettingBool("Settings", "RecordTone", false);
+    Open();
+    Record();
+    EXPECT_EQ(loop.timers[MainDialog::kTimerIntervalTone], 2000);
+    loop.Fire(MainDialog::kTimerIntervalTone);
+    EXPECT_EQ(tones, std::vector<LToneKind>{LToneKind::Interval});
+    dialog->Pause();
+    EXPECT_FALSE(loop.IsTimerRunning(MainDialog::kTimerIntervalTone));
+    Record();
+    EXPECT_TRUE(loop.IsTimerRunning(MainDialog::kTimerIntervalTone));
+    dialog->Stop();
+    EXPECT_FALSE(loop.IsTimerRunning(MainDialog::kTimerIntervalTone));
+}
+
+TEST_F(SessionTest, PlayAfterStopAndTheButtonsThatHoldPlayback) {
+    SetSettingBool("Settings", "LaunchPlayWhenStop", true);
+    Open();
+    Record();
+    Pump(2);
+    dialog->Stop();
+    EXPECT_TRUE(log.Has("Play")) << "a stop that was asked for plays the new recording";
+    EXPECT_TRUE(view.buttons.pause && view.buttons.stop && !view.buttons.play);
+    dialog->Pause();  // nothing records: the button holds playback
+    EXPECT_TRUE(view.buttons.playbackPaused);
+    EXPECT_TRUE(view.buttons.play);
+    dialog->Play();  // goes on from where it was held
+    EXPECT_FALSE(view.buttons.playbackPaused);
+    dialog->Stop();
+    EXPECT_TRUE(view.buttons.play && !view.buttons.stop);
+    EXPECT_EQ(dialog->RecorderState(), MainDialog::kStopped);
+}
+
+}  // namespace

@@ -1,0 +1,58 @@
+// The headless view: the terminal's status line and the answers given when
+// nobody can be asked.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+
+#include "app/headless_view.h"
+
+using namespace vocarta;
+
+namespace {
+
+TEST(HeadlessView, StatusLineShowsStateTimeLevelsAndFormat) {
+    HeadlessView view(stderr, nullptr, false);
+    view.SetStatusText("Recording...");
+    view.SetTimeText("0:01:02.345");
+    view.SetFormatText("128 kbps Joint Stereo");
+    view.SetLevels({-12, -127});
+    EXPECT_EQ(view.StatusLine(), "Recording...  0:01:02.345  -12 -inf dB  128 kbps Joint Stereo");
+    view.SetSessionLook(SessionLook::Paused);
+    EXPECT_EQ(view.StatusLine().substr(0, 8), "Paused  ");
+    view.SetStatusText("Waiting for voice input...");
+    EXPECT_EQ(view.StatusLine().substr(0, 26), "Waiting for voice input...");
+    view.SetLevels({});
+    view.SetSessionLook(SessionLook::Idle);
+    view.SetStatusText("Ready");
+    EXPECT_EQ(view.StatusLine(), "Ready  0:01:02.345  128 kbps Joint Stereo");
+}
+
+TEST(HeadlessView, QuestionsTakeTheirUnattendedAnswer) {
+    std::FILE* out = std::tmpfile();
+    ASSERT_NE(out, nullptr);
+    HeadlessView view(out, nullptr, false);
+    MessageBoxRequest close;
+    close.text = "recording";
+    close.title = "Close To Tray";
+    close.buttons = {"Record in Background", "Stop Recording and Close", "Cancel"};
+    close.safeButton = 2;
+    close.unattendedButton = 1;
+    EXPECT_EQ(view.MessageBox(close), 1);
+    MessageBoxRequest replace;
+    replace.text = "exists";
+    replace.title = "File Exists";
+    replace.buttons = {"Replace", "Cancel"};
+    replace.safeButton = 1;
+    EXPECT_EQ(view.MessageBox(replace), 1);
+    std::string answer = "x";
+    EXPECT_FALSE(view.PromptText("Enter File Name", "Name", "Untitled 000", answer));
+    EXPECT_TRUE(answer.empty());
+    std::rewind(out);
+    char text[512] = {};
+    std::fread(text, 1, sizeof text - 1, out);
+    EXPECT_NE(std::string(text).find("Close To Tray: recording [answered \"Stop Recording and Close\"]"),
+              std::string::npos);
+    std::fclose(out);
+}
+
+}  // namespace
