@@ -70,8 +70,7 @@ void LAfterRecordingQueue::Shutdown(int graceMs) {
     LThread::Stop();
     LAutoLock hold(lock_);
     for (const std::string& path : waiting_)
-        LogEvent("After-recording steps not run at program end: %s kept as recorded",
-                 path.c_str());
+        LogEvent("After-recording steps not run at program end: %s kept as recorded", path.c_str());
     waiting_.clear();
     idle_.Set();
 }
@@ -120,8 +119,8 @@ void LAfterRecordingQueue::RunSteps(const std::string& path) {
     context.stopRequested = [this] { return StopRequested(); };
     for (const AfterRecordingStep& step : steps_) {
         if (StopRequested()) {
-            LogEvent("After-recording step %s not run at program end: %s kept as it is",
-                     step.name, path.c_str());
+            LogEvent("After-recording step %s not run at program end: %s kept as it is", step.name,
+                     path.c_str());
             continue;
         }
         step.run(path, context);

@@ -80,9 +80,9 @@ void MainDialog::OnVoiceTimeout(bool voiceActivated) {
         AfterStop(true);
         Record(kDefaultLimitMs);
         const int state = RecorderState();
-        ShowLook(state == kStopped                            ? SessionLook::Idle
+        ShowLook(state == kStopped                       ? SessionLook::Idle
                  : state == kRecording && !pausedByUser_ ? SessionLook::Recording
-                                                              : SessionLook::Paused);
+                                                         : SessionLook::Paused);
         return;
     }
     ShowStatus(kStatusWaiting);

@@ -124,8 +124,7 @@ bool MainDialog::StartRecording(int64_t limitMs) {
     soundCaptured_ = false;
     sessionEnded_ = false;
     if (session_settings::IntervalTone())
-        loop_.StartTimer(kTimerIntervalTone,
-                         std::max(1, session_settings::IntervalSecs()) * 1000);
+        loop_.StartTimer(kTimerIntervalTone, std::max(1, session_settings::IntervalSecs()) * 1000);
     loop_.StartTimer(kTimerRecorderPoll, kRecorderPollMs);
     ShowLook(SessionLook::Recording);
     CountUsage("StrtRcrdng");
@@ -165,14 +164,14 @@ bool MainDialog::StartRecorder(int64_t limitMs) {
     const int64_t recorderLimit = checkMaxTime_ ? limitMs : kDefaultLimitMs;
     lastDiskCheckMs_ = sink_.Position().Milliseconds();
     events_->voiceActivated = voiceLevel.has_value();
-    LogEvent("Recorder starting on input %d (%s)%s, limit %lld ms", int(device.device.index),
-             device.deviceName.c_str(),
-             voiceLevel ? StringPrintf(", voice level %d dB", int(voiceLevel->Value())).c_str()
-                        : "",
-             static_cast<long long>(recorderLimit));
+    LogEvent(
+        "Recorder starting on input %d (%s)%s, limit %lld ms", int(device.device.index),
+        device.deviceName.c_str(),
+        voiceLevel ? StringPrintf(", voice level %d dB", int(voiceLevel->Value())).c_str() : "",
+        static_cast<long long>(recorderLimit));
     return services_.recorder->Start(device.device, sink_, events_.get(), 0, voiceLevel,
-                                     voiceLevel.value_or(LdBLevel(-127)),
-                                     LSoundTime(recorderLimit), LSoundTime(pauseWaitMs), 0);
+                                     voiceLevel.value_or(LdBLevel(-127)), LSoundTime(recorderLimit),
+                                     LSoundTime(pauseWaitMs), 0);
 }
 
 // A start that failed: a file that holds nothing is removed; one that already

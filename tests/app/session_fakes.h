@@ -97,11 +97,11 @@ class SessionTest : public ::testing::Test {
         };
         services.playTone = [this](LToneKind kind) { tones.push_back(kind); };
         services.makePlayer = [] { return CreateNullSoundPlayer(LPlaybackRole::Media); };
-        services.afterRecordingSteps = {{"Note", [this](const std::string& path,
-                                                        const AfterRecordingContext&) {
-                                             std::lock_guard<std::mutex> lock(queuedLock);
-                                             queued.push_back(path);
-                                         }}};
+        services.afterRecordingSteps = {
+            {"Note", [this](const std::string& path, const AfterRecordingContext&) {
+                 std::lock_guard<std::mutex> lock(queuedLock);
+                 queued.push_back(path);
+             }}};
         dialog = std::make_unique<MainDialog>(view, loop, std::move(services));
     }
 

@@ -50,8 +50,9 @@ TEST(HeadlessView, QuestionsTakeTheirUnattendedAnswer) {
     std::rewind(out);
     char text[512] = {};
     std::fread(text, 1, sizeof text - 1, out);
-    EXPECT_NE(std::string(text).find("Close To Tray: recording [answered \"Stop Recording and Close\"]"),
-              std::string::npos);
+    EXPECT_NE(
+        std::string(text).find("Close To Tray: recording [answered \"Stop Recording and Close\"]"),
+        std::string::npos);
     std::fclose(out);
 }
 

@@ -24,9 +24,8 @@ std::vector<std::string> ScheduledLaunch(int seconds, std::vector<std::string> m
     std::time_t t = std::time(nullptr) + seconds;
     std::tm tm{};
     localtime_r(&t, &tm);
-    std::vector<std::string> args = {
-        "vocarta", "-scheduled_launch",
-        StringPrintf("%d:%d:%d", tm.tm_hour, tm.tm_min, tm.tm_sec)};
+    std::vector<std::string> args = {"vocarta", "-scheduled_launch",
+                                     StringPrintf("%d:%d:%d", tm.tm_hour, tm.tm_min, tm.tm_sec)};
     args.insert(args.end(), more.begin(), more.end());
     return args;
 }

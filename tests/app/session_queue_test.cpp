@@ -45,12 +45,12 @@ TEST(AfterRecordingQueue, RunsEveryStepInOrderOffTheCallingThread) {
     const pthread_t caller = pthread_self();
     std::atomic<bool> onCaller{false};
     auto step = [&](const char* name) {
-        return AfterRecordingStep{name, [&, name](const std::string& path,
-                                                  const AfterRecordingContext& context) {
-                                      if (pthread_equal(pthread_self(), caller)) onCaller = true;
-                                      context.setStatus(std::string(name) + " " + path);
-                                      steps.Add(std::string(name) + " " + path);
-                                  }};
+        return AfterRecordingStep{
+            name, [&, name](const std::string& path, const AfterRecordingContext& context) {
+                if (pthread_equal(pthread_self(), caller)) onCaller = true;
+                context.setStatus(std::string(name) + " " + path);
+                steps.Add(std::string(name) + " " + path);
+            }};
     };
     StepLog statuses;
     LAfterRecordingQueue queue({step("trim"), step("send")},
@@ -88,8 +88,10 @@ TEST(AfterRecordingQueue, ProgramEndStopsTheRunningStepAndDropsTheRest) {
     queue.Shutdown(50);  // the grace runs out: the step is told to stop
     EXPECT_TRUE(sawStop);
     EXPECT_EQ(ran.Lines(), std::vector<std::string>{"first.wav"});
-    EXPECT_TRUE(log.Has("After-recording step after not run at program end: first.wav kept as it is"));
-    EXPECT_TRUE(log.Has("After-recording steps not run at program end: second.wav kept as recorded"));
+    EXPECT_TRUE(
+        log.Has("After-recording step after not run at program end: first.wav kept as it is"));
+    EXPECT_TRUE(
+        log.Has("After-recording steps not run at program end: second.wav kept as recorded"));
     EXPECT_FALSE(queue.Add("third.wav"));
     EXPECT_EQ(queue.Pending(), 0u);
 }
