@@ -68,7 +68,8 @@ int RunWindowed(InstanceSocket& socket, const std::vector<std::string>& args) {
     char program[] = "vocarta";
     char* argv[] = {program, nullptr};
     QApplication application(argc, argv);
-    QApplication::setApplicationDisplayName("Vocarta Sound Recorder");
+    // No application display name: Qt would add it to every window title, and the
+    // message boxes keep their titles exactly.
     // The controller ends the program; a hidden window or a closed message box must not.
     QApplication::setQuitOnLastWindowClosed(false);
     QtMainLoop loop;

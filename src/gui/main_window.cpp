@@ -23,6 +23,7 @@
 #include "gui/level_meter.h"
 #include "gui/options_dialog.h"
 #include "gui/tray_icon.h"
+#include "toolkit/log.h"
 
 namespace vocarta {
 
@@ -69,6 +70,7 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
     tray_ = new TrayIcon(actions_, this);
     ConnectCommands();
     SetRecordingIndicator(false);
+    resize(460, 280);
 }
 
 MainWindow::~MainWindow() = default;
@@ -158,6 +160,7 @@ void MainWindow::ShowWindow() {
 
 void MainWindow::HideWindow() {
     if (closeRequested_ && !tray_->IsShown()) {
+        LogEvent("No tray to hide to: the window is minimised");
         showMinimized();
         return;
     }
