@@ -29,6 +29,7 @@ class TrayIcon final : public QObject {
     // An icon sits in a tray now: the window may hide to it.
     bool IsShown() const;
     void SetToolTip(const QString& text);
+    const QString& ToolTip() const { return toolTip_; }
     // Lit or dark phase while recording; `recording` false shows the plain icon.
     void SetIndicator(bool recording, bool lit);
 

@@ -24,6 +24,7 @@
 #include "gui/gui_entry.h"
 #include "gui/gui_test_support.h"
 #include "gui/level_meter.h"
+#include "gui/tray_icon.h"
 #include "settings/settings.h"
 
 using namespace vocarta;
@@ -145,6 +146,7 @@ TEST_F(MainWindowTest, ShowsTheSessionAsItRuns) {
         << window.windowTitle().toStdString();
     EXPECT_FALSE(a.record->isEnabled());
     EXPECT_TRUE(a.pause->isEnabled() && a.stop->isEnabled() && a.retake->isEnabled());
+    EXPECT_EQ(window.Tray().ToolTip(), "Vocarta - Recording");
     // The time display moves, and the indicator blinks both ways.
     const QString started = window.TimeText();
     EXPECT_TRUE(RunUntil([&] { return window.TimeText() != started; }));
@@ -166,6 +168,7 @@ TEST_F(MainWindowTest, ShowsTheSessionAsItRuns) {
     ASSERT_TRUE(RunUntil([&] { return window.StatusText() == "Ready"; }));
     EXPECT_EQ(window.windowTitle(), "Vocarta Sound Recorder");
     EXPECT_FALSE(window.IndicatorLit());
+    EXPECT_EQ(window.Tray().ToolTip(), "Vocarta Sound Recorder");
     EXPECT_EQ(window.MeterLevel(0), LevelMeter::kSilenceDb);
     EXPECT_TRUE(a.play->isEnabled());
     EXPECT_FALSE(dialog.OutputPath().empty());
