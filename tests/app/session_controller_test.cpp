@@ -163,22 +163,6 @@ TEST_F(SessionTest, OpenSinkFailureIsRecordedAndNothingStarts) {
     EXPECT_NE(view.messages.back().text.find("x.wav"), std::string::npos);
 }
 
-TEST_F(SessionTest, CloseWhileRecordingAsksAndHeadlessFinishesTheFile) {
-    Open();
-    Record();
-    Pump(1);
-    view.answers = {2};  // Cancel
-    dialog->Close();
-    EXPECT_FALSE(view.closed);
-    EXPECT_EQ(view.messages.back().UnattendedChoice(), 1) << "unattended: Stop Recording and Close";
-    view.answers = {1};
-    dialog->Close();
-    EXPECT_TRUE(view.closed);
-    EXPECT_EQ(loop.quitStatus, 0);
-    EXPECT_TRUE(log.Has("Recording complete for file: " + Take(0)));
-    EXPECT_GT(WavMs(Take(0)), 400);
-}
-
 }  // namespace
 
 namespace {

@@ -181,25 +181,6 @@ TEST_F(SessionTest, LowDiskSpaceAtTheStartEmptiesTheTrashThenRefuses) {
     EXPECT_EQ(trashEmptied, 2);
 }
 
-TEST_F(SessionTest, LowDiskSpaceWhileRecordingStopsWithAValidFile) {
-    Open();
-    Record();
-    Pump(30);
-    freeBytes = 1000;  // checked once 60 s have been recorded since the start
-    Pump(25);
-    EXPECT_TRUE(dialog->IsRecordingInProgress());
-    EXPECT_TRUE(view.messages.empty());
-    Pump(10);
-    EXPECT_FALSE(dialog->IsRecordingInProgress());
-    ASSERT_EQ(view.messages.size(), 1u);
-    EXPECT_EQ(view.messages[0].text,
-              "Recording has been stopped due to low disk space. Please free up some space and "
-              "start recording again.");
-    EXPECT_NEAR(double(WavMs(Take(0))), 60000.0, 300.0);
-    EXPECT_EQ(Queued(), std::vector<std::string>{Take(0)});
-    EXPECT_EQ(GetSettingString("UsageStats", "LastFailedReason"), "LowDiskSpace");
-}
-
 TEST_F(SessionTest, LostDeviceKeepsWhatWasRecorded) {
     loseDeviceAfterFrames = 8000 * 2;
     Open();
