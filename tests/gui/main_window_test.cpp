@@ -66,19 +66,22 @@ struct MessageBoxAnswer {
     }
 };
 
-// Made before the fixture's widgets.
+// Made before the fixture's widgets and controller, which read the settings as
+// they are built.
 struct ApplicationFirst {
-    ApplicationFirst() { EnsureApplication(); }
+    ApplicationFirst() {
+        EnsureApplication();
+        setenv("VOCARTA_CAPTURE_SOURCE", "silence", 1);
+        setenv("VOCARTA_PLAYBACK", "null", 1);
+        for (const char* section : {"Settings", "FindPlay", "Recorder"}) DeleteSettingTree(section);
+        StoreOutputFormat(kFormatWav);
+    }
 };
 
 class MainWindowTest : public ::testing::Test, private ApplicationFirst {
   protected:
     MainWindowTest() {
-        setenv("VOCARTA_CAPTURE_SOURCE", "silence", 1);
-        setenv("VOCARTA_PLAYBACK", "null", 1);
-        for (const char* section : {"Settings", "FindPlay", "Recorder"}) DeleteSettingTree(section);
         SetSettingString("FindPlay", "DefaultRecordFolder", folder.Path());
-        StoreOutputFormat(kFormatWav);
         window.AttachDialog(&dialog);
         window.show();
     }
@@ -169,7 +172,8 @@ TEST_F(MainWindowTest, ShowsTheSessionAsItRuns) {
     EXPECT_EQ(window.windowTitle(), "Vocarta Sound Recorder");
     EXPECT_FALSE(window.IndicatorLit());
     EXPECT_EQ(window.Tray().ToolTip(), "Vocarta Sound Recorder");
-    EXPECT_EQ(window.MeterLevel(0), LevelMeter::kSilenceDb);
+    // The recorder's stop notice clears the meters once the stop has finished.
+    EXPECT_TRUE(RunUntil([&] { return window.MeterLevel(0) == LevelMeter::kSilenceDb; }));
     EXPECT_TRUE(a.play->isEnabled());
     EXPECT_FALSE(dialog.OutputPath().empty());
 }
