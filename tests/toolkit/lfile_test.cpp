@@ -1,11 +1,11 @@
 #include "toolkit/lfile.h"
 
-#include <dirent.h>
 #include <gtest/gtest.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 
 #include <chrono>
+#include <filesystem>
 #include <numeric>
 
 #include "support/temp_dir.h"
@@ -13,18 +13,11 @@
 
 using namespace vocarta;
 using namespace vocarta::test;
-using Clock = std::chrono::steady_clock;
-
-TEST(LFile, LockWaitScheduleDoublesUntilTheNextSleepWouldReachTheLimit) {
-    EXPECT_EQ(LFile::LockWaitSchedule(5000), (std::vector<int>{157, 314, 628, 1256, 2512}));
-    EXPECT_EQ(LFile::LockWaitSchedule(10000), (std::vector<int>{313, 626, 1252, 2504, 5008}));
-    EXPECT_EQ(LFile::LockWaitSchedule(0), std::vector<int>{});
-}
 
 namespace {
 
 // A child that holds a flock of `kind` on `path` until the parent closes the
-// pipe (or dies). Returns once the child holds the lock.
+// pipe (or dies).
 struct LockHolder {
     TestPipe ready, release;
     pid_t pid = -1;
@@ -51,65 +44,55 @@ struct LockHolder {
 
 }  // namespace
 
-TEST(LFile, LockHeldByAnotherProcessFailsAfterTheWholeSchedule) {
+TEST(LFile, LockWaitSleepsTheWholeScheduleAndReadersShareButKeepWritersOut) {
+    EXPECT_EQ(LFile::LockWaitSchedule(5000), (std::vector<int>{157, 314, 628, 1256, 2512}));
+    EXPECT_EQ(LFile::LockWaitSchedule(10000), (std::vector<int>{313, 626, 1252, 2504, 5008}));
+    EXPECT_EQ(LFile::LockWaitSchedule(0), std::vector<int>{});
     TempDir dir;
     std::string path = dir.File("locked");
-    LockHolder holder(path, LOCK_EX);
-    ASSERT_TRUE(holder.Locked());
-
-    LFile file;
-    ASSERT_TRUE(file.Open(path, LFile::Mode::ReadWrite));
-    std::vector<int> sleeps = LFile::LockWaitSchedule(500);
-    auto start = Clock::now();
-    EXPECT_FALSE(file.LockWait(LFile::LockKind::Exclusive, 500));
-    auto waited = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start);
-    // Giving up early would turn a busy file into a failed save.
-    EXPECT_GE(waited.count(), std::accumulate(sleeps.begin(), sleeps.end(), 0));
-    EXPECT_FALSE(file.LockWait(LFile::LockKind::Shared, 40)) << "a reader got in past a writer";
-
-    EXPECT_EQ(holder.Release(), 0);
-    EXPECT_TRUE(file.LockWait(LFile::LockKind::Exclusive, 5000));
-}
-
-TEST(LFile, SharedReadersShareButKeepWritersOut) {
-    TempDir dir;
-    std::string path = dir.File("shared");
+    LFile reader, writer;
+    {
+        LockHolder holder(path, LOCK_EX);
+        ASSERT_TRUE(holder.Locked());
+        ASSERT_TRUE(writer.Open(path, LFile::Mode::ReadWrite));
+        std::vector<int> sleeps = LFile::LockWaitSchedule(500);
+        auto start = std::chrono::steady_clock::now();
+        EXPECT_FALSE(writer.LockWait(LFile::LockKind::Exclusive, 500));
+        // Giving up early would turn a busy file into a failed save.
+        EXPECT_GE(std::chrono::steady_clock::now() - start,
+                  std::chrono::milliseconds(std::accumulate(sleeps.begin(), sleeps.end(), 0)));
+        EXPECT_FALSE(writer.LockWait(LFile::LockKind::Shared, 40))
+            << "a reader got in past a writer";
+        EXPECT_EQ(holder.Release(), 0);
+        EXPECT_TRUE(writer.LockWait(LFile::LockKind::Exclusive, 5000));
+        writer.Unlock();
+    }
     LockHolder holder(path, LOCK_SH);
     ASSERT_TRUE(holder.Locked());
-
-    LFile reader, writer;
     ASSERT_TRUE(reader.Open(path, LFile::Mode::Read));
-    ASSERT_TRUE(writer.Open(path, LFile::Mode::ReadWrite));
     // A limit of 0 allows one try and no sleep: the reader must get in at once.
     EXPECT_TRUE(reader.LockWait(LFile::LockKind::Shared, 0)) << "the reader had to wait";
     EXPECT_FALSE(writer.LockWait(LFile::LockKind::Exclusive, 100));
     reader.Unlock();
-    EXPECT_FALSE(writer.LockWait(LFile::LockKind::Exclusive, 100))
-        << "the other reader still holds it";
+    EXPECT_FALSE(writer.LockWait(LFile::LockKind::Exclusive, 100)) << "the other reader holds it";
     EXPECT_EQ(holder.Release(), 0);
     EXPECT_TRUE(writer.LockWait(LFile::LockKind::Exclusive, 5000));
 }
 
 TEST(LFile, WriteAtomicallyReplacesWholeFilesAndLeavesNoTemporaries) {
     TempDir dir;
-    std::string path = dir.File("prefs.conf");
+    std::string path = dir.File("prefs.conf"), text;
     ASSERT_TRUE(LFile::WriteAtomically(path, "old", 0600));
     ASSERT_TRUE(LFile::WriteAtomically(path, std::string(100000, 'n'), 0640));
-    std::string text;
     ASSERT_TRUE(LFile::ReadAll(path, text));
     EXPECT_EQ(text, std::string(100000, 'n'));
     struct stat st;
     ASSERT_EQ(stat(path.c_str(), &st), 0);
     EXPECT_EQ(st.st_mode & 0777, 0640u);
-
     // A folder that does not exist: refused, nothing half-made.
     EXPECT_FALSE(LFile::WriteAtomically(dir.File("missing/x"), "y"));
-    int entries = 0;
-    DIR* d = opendir(dir.Path().c_str());
-    while (dirent* e = readdir(d)) entries += e->d_name[0] != '.';
-    closedir(d);
-    EXPECT_EQ(entries, 1) << "a temporary file was left behind";
-
+    auto entries = std::filesystem::directory_iterator(dir.Path());
+    EXPECT_EQ(std::distance(begin(entries), end(entries)), 1) << "a temporary file was left";
     EXPECT_FALSE(LFile::ReadAll(dir.File("absent"), text));
     EXPECT_EQ(LFile::GetFileSizeBytes64(dir.File("absent")), -1);
     LFile exclusive;
