@@ -7,7 +7,7 @@
 #include "audio/codecs/mp3_sink.h"
 #include "audio/codecs/sink_factory.h"
 #include "audio/wav/wav_sink.h"
-#include "codec_test_util.h"
+#include "support/audio_test_util.h"
 #include "support/temp_dir.h"
 
 using namespace vocarta;
@@ -45,22 +45,6 @@ std::vector<Written> WriteEveryFormat(const TempDir& dir) {
     return files;
 }
 
-// Reads a source to its end; -1 when it reported an error. Bounded, so a
-// decoder that never ends fails the test instead of hanging it.
-int64_t ReadAll(LSoundSourceBase& source, std::vector<float>* out = nullptr) {
-    std::vector<float> buf(4096 * size_t(source.Channels()));
-    int64_t total = 0;
-    for (int i = 0; i < 100000; ++i) {
-        int64_t n = source.Read(buf.data(), 4096);
-        if (n < 0) return -1;
-        if (n == 0) return total;
-        total += n;
-        if (out) out->insert(out->end(), buf.begin(), buf.begin() + n * source.Channels());
-    }
-    ADD_FAILURE() << "the decoder never reached an end";
-    return total;
-}
-
 }  // namespace
 
 TEST(Decoders, EveryFormatReadsBackWithItsLengthAndTone) {
@@ -77,7 +61,7 @@ TEST(Decoders, EveryFormatReadsBackWithItsLengthAndTone) {
         EXPECT_EQ(source->FormatDescription().rfind(w.description, 0), 0u)
             << source->FormatDescription();
         std::vector<float> pcm;
-        ASSERT_EQ(ReadAll(*source, &pcm), 44100);
+        ASSERT_EQ(ReadToEnd(*source, &pcm), 44100);
         ToneMeasure tone = MeasureTone(pcm, 2, 44100);
         EXPECT_NEAR(tone.hz, 1000, 1);
         EXPECT_NEAR(tone.peak, 0.5, 0.05);
@@ -85,9 +69,7 @@ TEST(Decoders, EveryFormatReadsBackWithItsLengthAndTone) {
         ASSERT_TRUE(source->Seek(30000));
         float frame[2];
         ASSERT_EQ(source->Read(frame, 1), 1);
-        if (w.lossless) {
-            EXPECT_NEAR(frame[0], Tone(1000, 0.5, 44100, 1, 1, 30000)[0], 1e-4);
-        }
+        EXPECT_NEAR(frame[0], Tone(1000, 0.5, 44100, 1, 1, 30000)[0], w.lossless ? 1e-4 : 0.1);
     }
 }
 
@@ -119,16 +101,14 @@ TEST(Decoders, DamagedFilesGiveErrorsNotCrashes) {
             ASSERT_TRUE(WriteFile(damaged, bytes));
             std::string error;
             auto source = OpenSoundSource(damaged, &error);
-            if (round == 0) {
-                EXPECT_FALSE(source) << "an empty file is no recording";
-            }
+            EXPECT_TRUE(round > 0 || !source) << "an empty file is no recording";
             if (!source) {
                 EXPECT_FALSE(error.empty());
                 continue;
             }
-            EXPECT_GE(ReadAll(*source), -1);
+            ReadToEnd(*source);
             source->Seek(100);
-            ReadAll(*source);
+            ReadToEnd(*source);
         }
     }
 }

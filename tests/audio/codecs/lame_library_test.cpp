@@ -4,7 +4,7 @@
 
 #include <cstdlib>
 
-#include "codec_test_util.h"
+#include "support/audio_test_util.h"
 #include "support/temp_dir.h"
 
 using namespace vocarta;
@@ -20,7 +20,7 @@ std::string BuildIncompleteLame(const TempDir& dir, const std::string& leaveOut)
     if (std::string(#name) != leaveOut) source += "void " #name "(void) {}\n";
     VOCARTA_LAME_FUNCTIONS(VOCARTA_TEST_STUB)
 #undef VOCARTA_TEST_STUB
-    const std::string c = dir.File("stub.c"), so = dir.File("libincomplete.so");
+    const std::string c = dir.File("stub.c"), so = dir.File("lib" + leaveOut + ".so");
     EXPECT_TRUE(WriteFile(c, source));
     ToolResult r = RunTool({"cc", "-shared", "-fPIC", "-o", so, c}, true);
     EXPECT_EQ(r.status, 0) << "cc is needed to build the test library: " << r.out;
@@ -41,18 +41,13 @@ TEST(LameLibrary, ResolvesTheWholeTableOrNothing) {
     TempDir dir;
     LameFunctions table;
     std::string error;
-
-    // Missing one function near the end: nothing of the table may be used.
-    std::string so = BuildIncompleteLame(dir, "lame_encode_flush");
-    EXPECT_FALSE(ResolveLameLibrary(so, table, &error));
-    EXPECT_NE(error.find("lame_encode_flush"), std::string::npos) << error;
-    EXPECT_TRUE(TableIsEmpty(table));
-
-    // The last of the table missing.
-    so = BuildIncompleteLame(dir, "lame_get_lametag_frame");
-    EXPECT_FALSE(ResolveLameLibrary(so, table, &error));
-    EXPECT_NE(error.find("lame_get_lametag_frame"), std::string::npos) << error;
-    EXPECT_TRUE(TableIsEmpty(table));
+    // One function missing, near the end or the last of the table: nothing of
+    // the table may be used.
+    for (const char* missing : {"lame_encode_flush", "lame_get_lametag_frame"}) {
+        EXPECT_FALSE(ResolveLameLibrary(BuildIncompleteLame(dir, missing), table, &error));
+        EXPECT_NE(error.find(missing), std::string::npos) << error;
+        EXPECT_TRUE(TableIsEmpty(table));
+    }
 
     // A library file that is not there: the message names the package.
     EXPECT_FALSE(ResolveLameLibrary(dir.File("libmp3lame.so.0"), table, &error));
@@ -62,7 +57,6 @@ TEST(LameLibrary, ResolvesTheWholeTableOrNothing) {
     // The real library resolves completely.
     ASSERT_TRUE(ResolveLameLibrary(kLameLibraryName, table, &error)) << error;
     EXPECT_NE(table.lame_encode_buffer_interleaved_ieee_float, nullptr);
-    EXPECT_NE(table.lame_get_lametag_frame, nullptr);
     EXPECT_STRNE(table.get_lame_short_version(), "");
 }
 

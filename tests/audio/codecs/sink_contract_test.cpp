@@ -4,13 +4,11 @@
 
 #include <gtest/gtest.h>
 
-#include <functional>
-
 #include "audio/codecs/aiff_sink.h"
 #include "audio/codecs/flac_sink.h"
 #include "audio/codecs/mp3_sink.h"
 #include "audio/codecs/sink_factory.h"
-#include "codec_test_util.h"
+#include "support/audio_test_util.h"
 #include "support/temp_dir.h"
 #include "toolkit/paths.h"
 
@@ -19,8 +17,7 @@ using namespace vocarta::test;
 
 namespace {
 
-using Opener =
-    std::function<std::shared_ptr<LSoundSinkBase>(const std::string&, uint8_t, std::string*)>;
+using Opener = std::shared_ptr<LSoundSinkBase> (*)(const std::string&, uint8_t, std::string*);
 struct SinkCase {
     const char* file;
     Opener open;          // at 44100 Hz with the channels given
@@ -29,20 +26,12 @@ struct SinkCase {
 };
 
 const SinkCase kSinks[] = {
-    {"c.mp3",
-     [](const std::string& p, uint8_t ch, std::string* e) {
-         return OpenMp3Sink(p, Mp3Settings(), 44100, ch, e);
-     },
-     2, false},
-    {"c.flac",
-     [](const std::string& p, uint8_t ch, std::string* e) {
-         return OpenFlacSink(p, FlacSettings(), 44100, ch, e);
-     },
-     8, false},
+    {"c.mp3", [](auto& p, uint8_t ch, auto* e) { return OpenMp3Sink(p, {}, 44100, ch, e); }, 2,
+     false},
+    {"c.flac", [](auto& p, uint8_t ch, auto* e) { return OpenFlacSink(p, {}, 44100, ch, e); }, 8,
+     false},
     {"c.aiff",
-     [](const std::string& p, uint8_t ch, std::string* e) {
-         return OpenAiffSink(p, AiffEncoding::Pcm24, 44100, ch, e);
-     },
+     [](auto& p, uint8_t ch, auto* e) { return OpenAiffSink(p, AiffEncoding::Pcm24, 44100, ch, e); },
      64, true},
 };
 
@@ -60,17 +49,32 @@ TEST(SinkContract, DeviceFormatCutBackCloseAndRefusal) {
         ASSERT_TRUE(sink->SetFormat(22050, 1)) << "the device delivers mono at 22050 Hz";
         ASSERT_TRUE(WriteTone(*sink, 500, 0.5, 1.0));
         EXPECT_FALSE(sink->SetFormat(44100, 2)) << "frames were written";
-        EXPECT_EQ(sink->TruncateTo(LSoundTime(400)), c.cutsBack);
         EXPECT_FALSE(sink->TruncateTo(LSoundTime(5000))) << "beyond what was written";
+        EXPECT_EQ(sink->TruncateTo(LSoundTime(400)), c.cutsBack);
+        if (c.cutsBack) {
+            EXPECT_EQ(Soxi("-s", path), "8820") << "sizes on disk follow the cut at once";
+        }
+        const uint64_t kept = c.cutsBack ? 8820 : 22050;
+        std::vector<float> quiet(2205, 0.0f);
+        ASSERT_EQ(sink->Write(quiet.data(), 2205), 2205) << "writing goes on after a cut";
         ASSERT_TRUE(sink->Close());
         EXPECT_TRUE(sink->Close()) << "Close twice is harmless";
-        EXPECT_LT(sink->Write(Tone(500, 0.5, 22050, 1, 10).data(), 10), 0);
+        EXPECT_LT(sink->Write(quiet.data(), 10), 0);
 
         EXPECT_EQ(Soxi("-r", path), "22050");
         EXPECT_EQ(Soxi("-c", path), "1");
         auto source = OpenSoundSource(path, &error);
         ASSERT_TRUE(source) << error;
-        EXPECT_EQ(source->TotalFrames(), c.cutsBack ? 8820u : 22050u);
+        EXPECT_EQ(source->TotalFrames(), kept + 2205);
+        if (c.cutsBack) {
+            std::vector<float> pcm = Decode(path);
+            ASSERT_EQ(pcm.size(), kept + 2205);
+            float before = 0;
+            for (uint64_t f = kept - 50; f < kept; ++f) before = std::max(before, std::fabs(pcm[f]));
+            EXPECT_GT(before, 0.4f) << "the tone up to the cut";
+            EXPECT_TRUE(std::all_of(pcm.begin() + kept, pcm.end(), [](float v) { return v == 0; }))
+                << "then the new frames";
+        }
 
         const std::string refused = dir.File(std::string("refused-") + c.file);
         EXPECT_FALSE(c.open(refused, uint8_t(c.maxChannels + 1), &error));
