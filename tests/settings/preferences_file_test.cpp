@@ -1,7 +1,6 @@
 // The preferences file as several processes meet it: concurrent writers, a
 // reader beside a writer, a writer killed half-way, a damaged file.
 
-#include <dirent.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/stat.h>
@@ -10,7 +9,7 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
-#include <cstring>
+#include <filesystem>
 #include <memory>
 #include <thread>
 
@@ -141,12 +140,9 @@ TEST_F(PreferencesFile, KilledWriterLeavesAReadableFileWithEveryFinishedWrite) {
     // A process starting now clears the temporary files the dead writers left.
     FilePreferencesStore fresh(Path());
     ASSERT_TRUE(fresh.SetValue("Settings/Fresh", "1"));
-    DIR* dir = opendir(AppConfigDir().c_str());
     std::vector<std::string> names;
-    while (const dirent* entry = readdir(dir))
-        if (entry->d_name[0] != '.' || std::strlen(entry->d_name) > 2)
-            names.push_back(entry->d_name);
-    closedir(dir);
+    for (const auto& entry : std::filesystem::directory_iterator(AppConfigDir()))
+        names.push_back(entry.path().filename());
     std::sort(names.begin(), names.end());
     EXPECT_EQ(names, (std::vector<std::string>{std::string(kAppDomain) + ".conf",
                                                std::string(kAppDomain) + ".conf.lock"}));
