@@ -6,41 +6,28 @@
 
 #include "audio/wav/wav_format_settings.h"
 #include "settings/settings.h"
-#include "support/temp_dir.h"
 #include "toolkit/log.h"
 #include "toolkit/paths.h"
+#include "wav_test_util.h"
 
 using namespace vocarta;
 using namespace vocarta::test;
 
 namespace {
-
-void ExpectAutomatic(const LSoundFormat& f) {
-    EXPECT_EQ(f.formatTag, 1);
-    EXPECT_EQ(f.sampleRate, 44100u);
-    EXPECT_EQ(f.channels, 2);
-    EXPECT_EQ(f.bitsPerSample, 32);
-}
-
+const std::tuple<int, uint32_t, int, int> kAutomatic{1, 44100, 2, 32};
 }  // namespace
 
 TEST(WavFormatSettings, DamagedRecordFallsBackWithALogLine) {
     DeleteSettingTree("WavSettings");
     unlink(WavCodecPath().c_str());
-    ExpectAutomatic(LoadWavFormat());  // missing: the automatic format, quietly
-
-    std::string garbage(1028, '\xAB');
-    std::string tooLong(2000, '\0');
-    struct Case {
-        const char* what;
-        std::string bytes;
-    } cases[] = {{"empty", ""}, {"short", "RIFF0123"}, {"garbage", garbage}, {"too long", tooLong}};
+    EXPECT_EQ(Fields(LoadWavFormat()), kAutomatic);  // missing: the automatic format, quietly
     ASSERT_TRUE(MakeDirs(AppConfigDir()));
-    for (const auto& c : cases) {
-        SCOPED_TRACE(c.what);
+    for (const std::string& bytes : {std::string(), std::string("RIFF0123"),
+                                     std::string(1028, '\xAB'), std::string(2000, '\0')}) {
+        SCOPED_TRACE(bytes.size());
         unlink(ErrorLogPath().c_str());
-        ASSERT_TRUE(WriteFile(WavCodecPath(), c.bytes));
-        ExpectAutomatic(LoadWavFormat());
+        ASSERT_TRUE(WriteFile(WavCodecPath(), bytes));
+        EXPECT_EQ(Fields(LoadWavFormat()), kAutomatic);
         std::string log = ReadFile(ErrorLogPath());
         EXPECT_NE(log.find("WavCodec.wff"), std::string::npos) << "no log line: " << log;
     }
@@ -51,19 +38,12 @@ TEST(WavFormatSettings, StoredRecordAndOverrideKeys) {
     LSoundFormat alaw;
     ASSERT_TRUE(MakeWavFormat(6, 8000, 1, 8, alaw));
     ASSERT_TRUE(SaveWavFormat(alaw));
-    LSoundFormat f = LoadWavFormat();
-    EXPECT_EQ(f.formatTag, 6);
-    EXPECT_EQ(f.sampleRate, 8000u);
-    EXPECT_EQ(f.channels, 1);
-
+    EXPECT_EQ(Fields(LoadWavFormat()), std::make_tuple(6, 8000u, 1, 8));
     SetSettingBool("WavSettings", "FormatAuto", true);
-    f = LoadWavFormat();
-    EXPECT_EQ(f.formatTag, 1);
-    EXPECT_EQ(f.bitsPerSample, 8);
-    SetSettingBool("WavSettings", "SampleRateAuto", true);
-    SetSettingBool("WavSettings", "BPSAuto", true);
-    SetSettingBool("WavSettings", "ChansAuto", true);
-    ExpectAutomatic(LoadWavFormat());
+    EXPECT_EQ(Fields(LoadWavFormat()), std::make_tuple(1, 8000u, 1, 8));
+    for (const char* key : {"SampleRateAuto", "BPSAuto", "ChansAuto"})
+        SetSettingBool("WavSettings", key, true);
+    EXPECT_EQ(Fields(LoadWavFormat()), kAutomatic);
     DeleteSettingTree("WavSettings");
 
     // GSM's 0 bits turned to PCM by FormatAuto become 16 bits.
@@ -71,8 +51,6 @@ TEST(WavFormatSettings, StoredRecordAndOverrideKeys) {
     ASSERT_TRUE(MakeWavFormat(49, 8000, 1, 0, gsm));
     ASSERT_TRUE(SaveWavFormat(gsm));
     SetSettingBool("WavSettings", "FormatAuto", true);
-    f = LoadWavFormat();
-    EXPECT_EQ(f.formatTag, 1);
-    EXPECT_EQ(f.bitsPerSample, 16);
+    EXPECT_EQ(Fields(LoadWavFormat()), std::make_tuple(1, 8000u, 1, 16));
     DeleteSettingTree("WavSettings");
 }

@@ -6,8 +6,10 @@
 #include "audio/wav/wav_format_settings.h"
 #include "audio/wav/wav_presets.h"
 #include "settings/settings.h"
+#include "wav_test_util.h"
 
 using namespace vocarta;
+using vocarta::test::Fields;
 
 namespace {
 
@@ -92,63 +94,49 @@ TEST(WavPresets, ControlsFollowTheEncoding) {
     EXPECT_EQ(ConformWavChoice(Fixed(9, 7, 0, 16)), Fixed(0, 2, 44100, 16));  // junk repaired
 }
 
+// What "OK" stores: (Preset, FormatAuto, SampleRateAuto, ChansAuto) and the record.
 TEST(WavPresets, OkStoresKeysAndRecord) {
     const char* s = kWavSettingsSection;
     DeleteSettingTree(s);
     SetSettingBool(s, kWavBpsAutoKey, false);
+    auto keys = [s] {
+        return std::make_tuple(GetSettingInt(s, "Preset", -1), GetSettingBool(s, kWavFormatAutoKey, false),
+                               GetSettingBool(s, kWavSampleRateAutoKey, false),
+                               GetSettingBool(s, kWavChansAutoKey, false));
+    };
 
     // Auto: the three automatic keys, and a PCM 16-bit record.
     ASSERT_TRUE(SaveWavEncoderChoice(WavPreset::Auto, ApplyWavPreset(WavPreset::Auto, {})));
-    EXPECT_EQ(GetSettingInt(s, "Preset", -1), 0);
+    EXPECT_EQ(keys(), std::make_tuple(0, true, true, true));
     EXPECT_EQ(GetSettingInt(s, "CodecIndex", -1), 0);
-    EXPECT_TRUE(GetSettingBool(s, kWavFormatAutoKey, false));
-    EXPECT_TRUE(GetSettingBool(s, kWavSampleRateAutoKey, false));
-    EXPECT_TRUE(GetSettingBool(s, kWavChansAutoKey, false));
-    LSoundFormat f = LoadWavFormat();
-    EXPECT_EQ(f.formatTag, 1);
-    EXPECT_EQ(f.bitsPerSample, 16);
-    EXPECT_EQ(f.sampleRate, 44100u);
-    EXPECT_EQ(f.channels, 2);
+    EXPECT_EQ(Fields(LoadWavFormat()), std::make_tuple(1, 44100u, 2, 16));
     EXPECT_EQ(DeriveWavPreset(LoadWavEncoderChoice()), WavPreset::Auto);
 
     // Custom PCM with channels following the source: only ChansAuto.
     WavEncoderChoice custom = Fixed(0, 1, 48000, 24);
     custom.matchChannels = true;
     ASSERT_TRUE(SaveWavEncoderChoice(WavPreset::Custom, custom));
-    EXPECT_EQ(GetSettingInt(s, "Preset", -1), 1);
-    EXPECT_FALSE(GetSettingBool(s, kWavFormatAutoKey, true));
-    EXPECT_FALSE(GetSettingBool(s, kWavSampleRateAutoKey, true));
-    EXPECT_TRUE(GetSettingBool(s, kWavChansAutoKey, false));
-    f = LoadWavFormat();
-    EXPECT_EQ(f.sampleRate, 48000u);
-    EXPECT_EQ(f.bitsPerSample, 24);
-    EXPECT_EQ(f.channels, 2);
+    EXPECT_EQ(keys(), std::make_tuple(1, false, false, true));
+    EXPECT_EQ(Fields(LoadWavFormat()), std::make_tuple(1, 48000u, 2, 24));
     WavEncoderChoice loaded = LoadWavEncoderChoice();
-    EXPECT_TRUE(loaded.matchChannels);
-    EXPECT_FALSE(loaded.matchRate);
+    EXPECT_TRUE(loaded.matchChannels && !loaded.matchRate);
     EXPECT_EQ(loaded.sampleRate, 48000u);
 
     // Custom GSM 6.10: no automatic keys even where a control followed the source.
     WavEncoderChoice gsm;
     gsm.codecIndex = 1;
     ASSERT_TRUE(SaveWavEncoderChoice(WavPreset::Custom, gsm));
+    EXPECT_EQ(keys(), std::make_tuple(1, false, false, false));
     EXPECT_EQ(GetSettingInt(s, "CodecIndex", -1), 1);
-    EXPECT_FALSE(GetSettingBool(s, kWavSampleRateAutoKey, true));
-    EXPECT_FALSE(GetSettingBool(s, kWavChansAutoKey, true));
-    f = LoadWavFormat();
-    EXPECT_EQ(f.formatTag, 49);
+    LSoundFormat f = LoadWavFormat();
+    EXPECT_EQ(Fields(f), std::make_tuple(49, 8000u, 1, 0));
     EXPECT_EQ(f.blockAlign, 65);
-    EXPECT_EQ(f.channels, 1);
     EXPECT_EQ(LoadWavEncoderChoice(), ConformWavChoice(gsm));
 
     // Low: the record takes the preset's values, every automatic key cleared.
     ASSERT_TRUE(SaveWavEncoderChoice(WavPreset::Low, ApplyWavPreset(WavPreset::Low, gsm)));
-    EXPECT_EQ(GetSettingInt(s, "Preset", -1), 4);
-    f = LoadWavFormat();
-    EXPECT_EQ(f.formatTag, 1);
-    EXPECT_EQ(f.sampleRate, 8000u);
-    EXPECT_EQ(f.channels, 1);
-    EXPECT_EQ(f.bitsPerSample, 8);
+    EXPECT_EQ(keys(), std::make_tuple(4, false, false, false));
+    EXPECT_EQ(Fields(LoadWavFormat()), std::make_tuple(1, 8000u, 1, 8));
     EXPECT_EQ(DeriveWavPreset(LoadWavEncoderChoice()), WavPreset::Low);
     DeleteSettingTree(s);
 }

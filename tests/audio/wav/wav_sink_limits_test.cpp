@@ -46,22 +46,6 @@ std::string BytesAt(const std::string& path, uint64_t offset, int64_t size) {
     return ToHex(out);
 }
 
-// Lowers the file-size limit for this process and lifts it again on scope exit.
-class FileSizeLimit {
-public:
-    explicit FileSizeLimit(rlim_t bytes) {
-        signal(SIGXFSZ, SIG_IGN);  // a refused write then fails with EFBIG instead of killing us
-        getrlimit(RLIMIT_FSIZE, &old_);
-        rlimit lower = old_;
-        lower.rlim_cur = bytes;
-        setrlimit(RLIMIT_FSIZE, &lower);
-    }
-    ~FileSizeLimit() { setrlimit(RLIMIT_FSIZE, &old_); }
-
-private:
-    rlimit old_{};
-};
-
 }  // namespace
 
 // Data beyond 4 GB goes into further "data" chunks. Three regions of real frames
@@ -140,6 +124,7 @@ TEST(WavSinkLimits, TruncateAcrossAChunkBoundary) {
 // already written stay, and closing still finishes the header.
 TEST(WavSinkLimits, ShortWriteIsReportedAndTheFileStaysValid) {
     TempDir dir;
+    signal(SIGXFSZ, SIG_IGN);  // over the limit, write() fails instead of killing us
     struct Case {
         LSoundFormat format;
         uint64_t headerSize, unitBytes;
@@ -151,13 +136,14 @@ TEST(WavSinkLimits, ShortWriteIsReportedAndTheFileStaysValid) {
         std::string path = dir.File("full.wav"), error;
         auto sink = OpenWavSink(path, c.format, &error);
         ASSERT_TRUE(sink) << error;
-        auto tone = Tone(300, c.format.channels, 440, 0.5, 8000);
+        auto tone = Tone(440, 0.5, 8000, c.format.channels, 300);
         int64_t result = 0;
-        int writes = 0;
-        {
-            FileSizeLimit limit(1001);
-            while ((result = sink->Write(tone.data(), 300)) > 0 && writes < 1000) ++writes;
-        }
+        rlimit old{}, lower{};
+        getrlimit(RLIMIT_FSIZE, &old);
+        lower = {1001, old.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &lower);  // a refused write then fails with EFBIG
+        for (int writes = 0; writes < 1000 && (result = sink->Write(tone.data(), 300)) > 0;) ++writes;
+        setrlimit(RLIMIT_FSIZE, &old);
         ASSERT_LT(result, 0) << "the limit never stopped the sink";
         EXPECT_NE(sink->LastError().find("File too large"), std::string::npos) << sink->LastError();
         const uint64_t units = (1001 - c.headerSize) / c.unitBytes;
@@ -183,7 +169,7 @@ TEST(WavSinkLimits, WriterKilledMidRecordingLeavesAPlayableFile) {
         std::string error;
         auto sink = OpenWavSink(path, Format(1, 44100, 2, 16), &error);
         if (!sink) _exit(3);
-        auto tone = Tone(441, 2, 1000, 0.5, 44100);
+        auto tone = Tone(1000, 0.5, 44100, 2, 441);
         while (true) {
             sink->Write(tone.data(), 441);
             usleep(200);
@@ -197,10 +183,7 @@ TEST(WavSinkLimits, WriterKilledMidRecordingLeavesAPlayableFile) {
     const int64_t size = LFile::GetFileSizeBytes64(path);
     const uint64_t frames = uint64_t(size - 46) / 4;
 
-    std::string stat = Tool({"sox", path, "-n", "stat"});
-    EXPECT_NE(stat.find("Samples read:"), std::string::npos) << stat;
-    uint64_t samplesRead = std::stoull(stat.substr(stat.find("Samples read:") + 13));
-    EXPECT_EQ(samplesRead, frames * 2);
+    EXPECT_EQ(Decode(path).size(), frames * 2) << "sox plays it to the last whole frame";
 
     std::string error;
     auto source = OpenWavSource(path, &error);

@@ -1,19 +1,17 @@
 #pragma once
-// Helpers shared by the WAV tests: hex comparison of header bytes, tones, and
-// running the independent command-line tools (sox, soxi) with an argument vector.
+// Helpers of the WAV tests: header bytes in hex, formats in one line, and files
+// written through our sinks.
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <cmath>
 #include <cstdint>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "audio/sound_format.h"
 #include "audio/wav/wav_sink.h"
+#include "support/audio_test_util.h"
 #include "support/temp_dir.h"
 
 namespace vocarta::test {
@@ -39,60 +37,25 @@ inline std::string ToHex(const std::string& bytes) {
     return out;
 }
 
-inline std::vector<float> Tone(uint64_t frames, unsigned channels, double hz, double amplitude,
-                               double rate) {
-    std::vector<float> v(frames * channels);
-    for (uint64_t f = 0; f < frames; ++f)
-        for (unsigned c = 0; c < channels; ++c)
-            v[f * channels + c] = float(amplitude * std::sin(2 * M_PI * hz * double(f) / rate));
-    return v;
-}
-
 inline LSoundFormat Format(uint16_t tag, uint32_t rate, uint16_t channels, uint16_t bits) {
     LSoundFormat f(rate, uint8_t(channels), bits);
     f.formatTag = tag;
     return f;
 }
 
-struct CommandResult {
-    int status = -1;  // exit status; 127 when the program could not be started
-    std::string out;  // standard output and standard error together
-};
-
-// Runs argv[0] from PATH with the arguments as they are (no shell).
-inline CommandResult RunCommand(const std::vector<std::string>& argv) {
-    CommandResult result;
-    int fds[2];
-    if (pipe(fds) != 0) return result;
-    pid_t pid = fork();
-    if (pid == 0) {
-        dup2(fds[1], 1);
-        dup2(fds[1], 2);
-        close(fds[0]);
-        close(fds[1]);
-        std::vector<char*> args;
-        for (const auto& a : argv) args.push_back(const_cast<char*>(a.c_str()));
-        args.push_back(nullptr);
-        execvp(args[0], args.data());
-        _exit(127);
-    }
-    close(fds[1]);
-    char buf[4096];
-    ssize_t n;
-    while ((n = read(fds[0], buf, sizeof buf)) > 0) result.out.append(buf, size_t(n));
-    close(fds[0]);
-    int status = 0;
-    waitpid(pid, &status, 0);
-    result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-    return result;
+// Tag, rate, channels and bits, to compare a format in one line.
+inline std::tuple<int, uint32_t, int, int> Fields(const LSoundFormat& f) {
+    return {f.formatTag, f.sampleRate, f.channels, f.bitsPerSample};
 }
 
-// Runs a tool the test needs; a missing tool fails the test loudly.
-inline std::string Tool(const std::vector<std::string>& argv) {
-    CommandResult r = RunCommand(argv);
-    EXPECT_NE(r.status, 127) << argv[0] << " is not installed (scripts/install-deps.sh --with-tests)";
-    EXPECT_EQ(r.status, 0) << argv[0] << " failed: " << r.out;
-    return r.out;
+// Writes interleaved `samples` through a WAV sink of `format` and closes it.
+inline bool WriteWav(const std::string& path, const LSoundFormat& format,
+                     const std::vector<float>& samples) {
+    std::string error;
+    auto sink = OpenWavSink(path, format, &error);
+    EXPECT_TRUE(sink) << error;
+    const uint64_t frames = samples.size() / format.channels;
+    return sink && sink->Write(samples.data(), frames) == int64_t(frames) && sink->Close();
 }
 
 }  // namespace vocarta::test
