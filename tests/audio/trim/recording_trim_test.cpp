@@ -4,10 +4,11 @@
 
 #include "audio/trim/recording_trim.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <signal.h>
 #include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -27,31 +28,20 @@ using test::Ms;
 using test::Runs;
 using test::Signal;
 
-std::vector<std::string> FilesIn(const std::string& folder) {
-    std::vector<std::string> names;
-    DIR* dir = opendir(folder.c_str());
-    while (dirent* e = readdir(dir))
-        if (e->d_name[0] != '.' || std::string(e->d_name).size() > 2) names.push_back(e->d_name);
-    closedir(dir);
-    std::sort(names.begin(), names.end());
-    return names;
-}
-
 class RecordingTrimTest : public ::testing::Test {
   protected:
     void SetUp() override {
-        path_ = dir_.File("take 1.raw");
-        Signal s;
-        s.channels = 2;
+        path_ = dir_.File("take 1.wav");
+        Signal s{2, {}};
         s.Loud(Ms(1000)).Silent(Ms(1000)).Loud(Ms(1000)).Silent(Ms(2000)).Loud(Ms(300));
-        ASSERT_TRUE(test::WriteRawFile(path_, s));
+        ASSERT_TRUE(test::WriteRecording(path_, s));
         original_ = test::ReadFile(path_);
     }
     // The recording must be exactly what it was, and alone in its folder.
     void ExpectUntouched(const TrimOutcome& outcome) {
         EXPECT_FALSE(outcome.replaced);
         EXPECT_EQ(test::ReadFile(path_), original_);
-        EXPECT_EQ(FilesIn(dir_.Path()), std::vector<std::string>{"take 1.raw"});
+        EXPECT_EQ(test::FilesIn(dir_.Path()), std::vector<std::string>{"take 1.wav"});
     }
     void ExpectFailure(const TrimOutcome& outcome, const char* section, const char* tag) {
         EXPECT_EQ(outcome.status, TrimStatus::Failed);
@@ -68,7 +58,7 @@ class RecordingTrimTest : public ::testing::Test {
     TrimSettings settings_;
 };
 
-TEST_F(RecordingTrimTest, ReplacesTheRecordingWithTheTrimmedAudio) {
+TEST_F(RecordingTrimTest, ReplacesTheRecordingOnlyWhenSomethingIsCut) {
     ASSERT_EQ(chmod(path_.c_str(), 0640), 0);
     struct timespec old[2] = {{1000000000, 0}, {1000000000, 0}};
     ASSERT_EQ(utimensat(AT_FDCWD, path_.c_str(), old, 0), 0);
@@ -76,15 +66,14 @@ TEST_F(RecordingTrimTest, ReplacesTheRecordingWithTheTrimmedAudio) {
     std::vector<std::string> passes;
     TrimProgress progress;
     progress.passStarted = [&](const char* text) { passes.push_back(text); };
-    TrimOutcome outcome = TrimRecording(path_, settings_, test::RawFileIo(), progress);
+    TrimOutcome outcome = TrimRecording(path_, settings_, RealTrimFileIo(), progress);
     ASSERT_EQ(outcome.status, TrimStatus::Ok) << outcome.error;
     EXPECT_TRUE(outcome.replaced);
     EXPECT_EQ(passes, (std::vector<std::string>{kTrimPeakText, kTrimSearchText, kTrimRemoveText}));
 
-    unsigned channels = 0;
-    std::vector<float> trimmed = test::ReadRawFile(path_, &channels);
-    EXPECT_EQ(channels, 2u);
-    EXPECT_EQ(test::RunsOf(trimmed, 2, 0.001f), (Runs{{true, Ms(1000)},
+    Signal trimmed = test::ReadRecording(path_);
+    EXPECT_EQ(trimmed.channels, 2u);
+    EXPECT_EQ(test::RunsOf(trimmed.samples, 2, 0.001f), (Runs{{true, Ms(1000)},
                                                       {false, Ms(400)},
                                                       {true, Ms(1000)},
                                                       {false, Ms(400)},
@@ -96,22 +85,21 @@ TEST_F(RecordingTrimTest, ReplacesTheRecordingWithTheTrimmedAudio) {
     ASSERT_EQ(stat(path_.c_str(), &st), 0);
     EXPECT_EQ(st.st_mode & 07777, 0640u);
     EXPECT_EQ(st.st_mtim.tv_sec, 1000000000);  // still dated when it was recorded
-    EXPECT_EQ(FilesIn(dir_.Path()), std::vector<std::string>{"take 1.raw"});
+    EXPECT_EQ(test::FilesIn(dir_.Path()), std::vector<std::string>{"take 1.wav"});
 
     // Nothing left to cut: the file is not rewritten at all.
     ASSERT_EQ(stat(path_.c_str(), &st), 0);
-    outcome = TrimRecording(path_, settings_, test::RawFileIo(), {});
+    outcome = TrimRecording(path_, settings_, RealTrimFileIo(), {});
     EXPECT_EQ(outcome.status, TrimStatus::Ok);
     EXPECT_FALSE(outcome.replaced);
     struct stat after {};
     ASSERT_EQ(stat(path_.c_str(), &after), 0);
     EXPECT_EQ(after.st_ino, st.st_ino);
-}
 
-TEST_F(RecordingTrimTest, EmptyRecordingIsLeftAsItIs) {
-    ASSERT_TRUE(test::WriteRawFile(path_, Signal{2, {}}));
+    // Nor is an empty one.
+    ASSERT_TRUE(test::WriteRecording(path_, Signal{2, {}}));
     original_ = test::ReadFile(path_);
-    TrimOutcome outcome = TrimRecording(path_, settings_, test::RawFileIo(), {});
+    outcome = TrimRecording(path_, settings_, RealTrimFileIo(), {});
     EXPECT_EQ(outcome.status, TrimStatus::Ok);
     ExpectUntouched(outcome);
 }
@@ -120,12 +108,12 @@ TEST_F(RecordingTrimTest, FailuresWhileOpening) {
     // Not audio the decoder knows.
     ASSERT_TRUE(test::WriteFile(path_, "RIF"));
     original_ = "RIF";
-    ExpectFailure(TrimRecording(path_, settings_, test::RawFileIo(), {}), "TrimSilence",
+    ExpectFailure(TrimRecording(path_, settings_, RealTrimFileIo(), {}), "TrimSilence",
                   "OpenSourceFailed");
 
     // Decoded, but the file itself cannot be opened (it is gone).
-    TrimFileIo io = test::RawFileIo();
-    const std::string gone = dir_.File("gone.raw");
+    TrimFileIo io = RealTrimFileIo();
+    const std::string gone = dir_.File("gone.wav");
     io.openSource = [](const std::string&, std::string&) {
         return LSoundSource(std::make_shared<test::MemorySource>(Signal{1, {0, 0, 0}}));
     };
@@ -137,11 +125,11 @@ TEST_F(RecordingTrimTest, FailuresWhileOpening) {
 
 TEST_F(RecordingTrimTest, FailuresOfTheTrimItself) {
     // The recording cannot be read to the end (a damaged file).
-    TrimFileIo io = test::RawFileIo();
+    TrimFileIo io = RealTrimFileIo();
     std::shared_ptr<test::MemorySource> memory;
     auto openMemory = [&](uint64_t failReadAt) {
         return [&, failReadAt](const std::string& path, std::string&) {
-            memory = std::make_shared<test::MemorySource>(Signal{2, test::ReadRawFile(path)});
+            memory = std::make_shared<test::MemorySource>(test::ReadRecording(path));
             memory->failReadAt = failReadAt;
             return LSoundSource(memory);
         };
@@ -163,16 +151,22 @@ TEST_F(RecordingTrimTest, FailuresOfTheTrimItself) {
     ExpectFailure(TrimRecording(path_, settings_, io, breakAtRemoval), "TrimSilnce",
                   "OpenTrimmedSourceFailed");
 
-    // No writer, and a writer that runs out of disk space half way.
-    io = test::RawFileIo();
+    // No writer, and a disk that fills up half way through the new file.
+    io = RealTrimFileIo();
     io.openSinkLike = [](const std::string&, const std::string&, const LSoundSourceBase&,
                          std::string& error) {
         error = "no encoder";
         return LSoundSink();
     };
     ExpectFailure(TrimRecording(path_, settings_, io, {}), "TrimSilnce", "OpenTrimmedSinkFailed");
-    ExpectFailure(TrimRecording(path_, settings_, test::RawFileIo(Ms(1500)), {}), "TrimSilnce",
-                  "OpenTrimmedSinkFailed");
+    signal(SIGXFSZ, SIG_IGN);  // over the limit, write() fails instead of killing us
+    rlimit old{};
+    getrlimit(RLIMIT_FSIZE, &old);
+    rlimit full{original_.size() / 2, old.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &full);
+    TrimOutcome outcome = TrimRecording(path_, settings_, RealTrimFileIo(), {});
+    setrlimit(RLIMIT_FSIZE, &old);
+    ExpectFailure(outcome, "TrimSilnce", "OpenTrimmedSinkFailed");
 }
 
 TEST_F(RecordingTrimTest, ARecordingReplacedMeanwhileIsNotOverwritten) {
@@ -180,11 +174,11 @@ TEST_F(RecordingTrimTest, ARecordingReplacedMeanwhileIsNotOverwritten) {
     TrimProgress progress;
     progress.passStarted = [&](const char* text) {
         if (std::string(text) != kTrimRemoveText) return;
-        ASSERT_TRUE(test::WriteRawFile(dir_.File("new.raw"), Signal{1, {0.25f}}));
-        ASSERT_EQ(rename(dir_.File("new.raw").c_str(), path_.c_str()), 0);
+        ASSERT_TRUE(test::WriteRecording(dir_.File("new.wav"), Signal{1, {0.25f}}));
+        ASSERT_EQ(rename(dir_.File("new.wav").c_str(), path_.c_str()), 0);
         original_ = test::ReadFile(path_);
     };
-    ExpectFailure(TrimRecording(path_, settings_, test::RawFileIo(), progress), "TrimSilnce",
+    ExpectFailure(TrimRecording(path_, settings_, RealTrimFileIo(), progress), "TrimSilnce",
                   "OpenFileFailed");
 }
 
@@ -200,28 +194,28 @@ TEST_F(RecordingTrimTest, CancellingAnyStepLeavesTheRecording) {
         };
         progress.progress = [&](double) { reports += removing; };
         progress.cancelRequested = [&] { return reports >= cancelAt; };
-        TrimOutcome outcome = TrimRecording(path_, settings_, test::RawFileIo(), progress);
+        TrimOutcome outcome = TrimRecording(path_, settings_, RealTrimFileIo(), progress);
         EXPECT_EQ(outcome.status, TrimStatus::Cancelled) << cancelAt;
         ExpectUntouched(outcome);
     }
     TrimProgress atOnce;
     atOnce.cancelRequested = [] { return true; };
-    ExpectUntouched(TrimRecording(path_, settings_, test::RawFileIo(), atOnce));
+    ExpectUntouched(TrimRecording(path_, settings_, RealTrimFileIo(), atOnce));
 }
 
 TEST_F(RecordingTrimTest, LeftoversOfAKilledTrimAreRemovedNextTime) {
-    const std::string leftover = dir_.File(".vctrim-Ab12Cd.raw");
-    const std::string live = dir_.File(".vctrim-Xy34Zw.raw");
+    const std::string leftover = dir_.File(".vctrim-Ab12Cd.wav");
+    const std::string live = dir_.File(".vctrim-Xy34Zw.wav");
     ASSERT_TRUE(test::WriteFile(leftover, "half a file"));
     ASSERT_TRUE(test::WriteFile(live, "being written"));
     ASSERT_TRUE(test::WriteFile(dir_.File(".vctrim"), "not ours"));
     int liveFd = open(live.c_str(), O_RDONLY);
     ASSERT_EQ(flock(liveFd, LOCK_EX), 0);  // another trim is writing this one
 
-    TrimOutcome outcome = TrimRecording(path_, settings_, test::RawFileIo(), {});
+    TrimOutcome outcome = TrimRecording(path_, settings_, RealTrimFileIo(), {});
     EXPECT_EQ(outcome.status, TrimStatus::Ok);
-    EXPECT_EQ(FilesIn(dir_.Path()),
-              (std::vector<std::string>{".vctrim", ".vctrim-Xy34Zw.raw", "take 1.raw"}));
+    EXPECT_EQ(test::FilesIn(dir_.Path()),
+              (std::vector<std::string>{".vctrim", ".vctrim-Xy34Zw.wav", "take 1.wav"}));
     close(liveFd);
     EXPECT_EQ(SweepStaleTrimFiles(dir_.Path()), 1);
 }

@@ -43,90 +43,59 @@ Trimmed Trim(const Signal& signal, const TrimSettings& settings = {},
     return t;
 }
 
-TEST(SilenceSearch, InteriorPausesWithDefaultSettings) {
-    Signal s;
-    s.Loud(Ms(1000)).Silent(Ms(150)).Loud(Ms(1000)).Silent(Ms(1000)).Loud(Ms(1000));
-    Trimmed t = Trim(s);
-    // The 150 ms pause is below the shortest silence and stays; the 1 s pause
-    // becomes 400 ms.
+// What is left of each pause, frame for frame.
+TEST(SilenceSearch, PausesComeOutAtTheirNewLength) {
+    TrimSettings half;
+    half.newFixedLengthMs = 0;
+    half.newLengthFractionThousandths = 500;
+    TrimSettings capped;  // 400 ms plus ten times the pause: no more than the pause
+    capped.newLengthFractionThousandths = 10000;
+    Signal oneChannel{2, {}};
+    oneChannel.Loud(Ms(500));
+    for (uint64_t f = 0; f < Ms(1000); ++f) oneChannel.samples.insert(oneChannel.samples.end(), {0.0f, kLoud});
+    oneChannel.Loud(Ms(500));
+    const Signal twoPauses = Signal().Loud(Ms(1000)).Silent(Ms(150)).Loud(Ms(1000)).Silent(Ms(1000)).Loud(Ms(1000));
+    const Signal longStart = Signal().Silent(Ms(2000)).Loud(Ms(500));
+    const Signal longPause = Signal().Loud(Ms(500)).Silent(Ms(2000)).Loud(Ms(500));
+    struct {
+        const char* what;
+        Signal signal;
+        TrimSettings settings;
+        Runs runs;
+    } cases[] = {
+        {"150 ms stays, 1 s becomes 400 ms", twoPauses, {},
+         {{true, Ms(1000)}, {false, Ms(150)}, {true, Ms(1000)}, {false, Ms(400)}, {true, Ms(1000)}}},
+        {"a short start is committed but capped", Signal().Silent(Ms(150)).Loud(Ms(500)), {},
+         {{false, Ms(150)}, {true, Ms(500)}}},
+        {"2 s at the start become 400 ms", longStart, {}, {{false, Ms(400)}, {true, Ms(500)}}},
+        // The frame past the end counts in the region's length.
+        {"the end", Signal().Loud(Ms(500)).Silent(Ms(1000)), {},
+         {{true, Ms(500)}, {false, Ms(400) - 1}}},
+        {"a short end is committed but capped", Signal().Loud(Ms(500)).Silent(Ms(100)), {},
+         {{true, Ms(500)}, {false, Ms(100)}}},
+        {"half the length", longPause, half, {{true, Ms(500)}, {false, Ms(1000)}, {true, Ms(500)}}},
+        {"fixed and fraction capped", longPause, capped,
+         {{true, Ms(500)}, {false, Ms(2000)}, {true, Ms(500)}}},
+        {"one loud channel makes the frame loud", oneChannel, {}, {{true, Ms(2000)}}},
+    };
+    for (const auto& c : cases) EXPECT_EQ(Trim(c.signal, c.settings).runs, c.runs) << c.what;
+
+    // Where the cuts fall: in the middle of a pause, 200 ms kept on either side.
+    Trimmed t = Trim(twoPauses);
     const uint64_t pause = Ms(2150);
-    ASSERT_EQ(t.cuts.regions.size(), 1u);
-    EXPECT_EQ(t.cuts.regions[0], (SilentRegion{pause, pause + Ms(1000), Ms(400)}));
-    EXPECT_EQ(t.runs, (Runs{{true, Ms(1000)},
-                            {false, Ms(150)},
-                            {true, Ms(1000)},
-                            {false, Ms(400)},
-                            {true, Ms(1000)}}));
-    // Centred: 200 ms of the pause are kept before the cut and 200 ms after it.
+    EXPECT_EQ(t.cuts.regions, (std::vector<SilentRegion>{{pause, pause + Ms(1000), Ms(400)}}));
     ASSERT_EQ(t.kept.size(), 2u);
     EXPECT_EQ(t.kept[0].sourceEnd, pause + Ms(200));
-    EXPECT_EQ(t.kept[1].sourceStart, pause + Ms(1000) - Ms(200));
-}
-
-TEST(SilenceSearch, LeadingSilenceIsCommittedButCapped) {
-    Signal shortStart;
-    shortStart.Silent(Ms(150)).Loud(Ms(500));
-    Trimmed t = Trim(shortStart);
-    // Committed although shorter than the shortest silence, with a new length
-    // capped at its own: nothing is removed.
-    ASSERT_EQ(t.cuts.regions.size(), 1u);
-    EXPECT_EQ(t.cuts.regions[0], (SilentRegion{0, Ms(150), Ms(150)}));
-    EXPECT_EQ(t.runs, (Runs{{false, Ms(150)}, {true, Ms(500)}}));
-
-    Signal longStart;
-    longStart.Silent(Ms(2000)).Loud(Ms(500));
+    EXPECT_EQ(t.kept[1].sourceStart, pause + Ms(800));
     t = Trim(longStart);
-    EXPECT_EQ(t.runs, (Runs{{false, Ms(400)}, {true, Ms(500)}}));
     ASSERT_EQ(t.kept.size(), 2u);
     EXPECT_EQ(t.kept[0].sourceEnd, Ms(200));
     EXPECT_EQ(t.kept[1].sourceStart, Ms(1800));
-}
-
-TEST(SilenceSearch, TrailingSilenceEndsOnePastTheFile) {
-    Signal s;
-    s.Loud(Ms(500)).Silent(Ms(1000));
-    Trimmed t = Trim(s);
-    ASSERT_EQ(t.cuts.regions.size(), 1u);
-    EXPECT_EQ(t.cuts.regions[0], (SilentRegion{Ms(500), Ms(1500) + 1, Ms(400)}));
+    t = Trim(cases[1].signal);  // committed although shorter than the shortest silence
+    EXPECT_EQ(t.cuts.regions, (std::vector<SilentRegion>{{0, Ms(150), Ms(150)}}));
+    t = Trim(cases[3].signal);
+    EXPECT_EQ(t.cuts.regions, (std::vector<SilentRegion>{{Ms(500), Ms(1500) + 1, Ms(400)}}));
     EXPECT_EQ(t.cuts.totalFrames, Ms(1500));
-    // The frame past the end counts in the region's length, so one frame less
-    // than 400 ms of silence remains.
-    EXPECT_EQ(t.runs, (Runs{{true, Ms(500)}, {false, Ms(400) - 1}}));
-
-    // A short trailing silence is committed like a leading one, and capped.
-    Signal shortEnd;
-    shortEnd.Loud(Ms(500)).Silent(Ms(100));
-    t = Trim(shortEnd);
-    ASSERT_EQ(t.cuts.regions.size(), 1u);
-    EXPECT_EQ(t.runs, (Runs{{true, Ms(500)}, {false, Ms(100)}}));
-}
-
-TEST(SilenceSearch, FractionOfTheLength) {
-    TrimSettings settings;
-    settings.newFixedLengthMs = 0;
-    settings.newLengthFractionThousandths = 500;
-    Signal s;
-    s.Loud(Ms(500)).Silent(Ms(2000)).Loud(Ms(500));
-    EXPECT_EQ(Trim(s, settings).runs, (Runs{{true, Ms(500)}, {false, Ms(1000)}, {true, Ms(500)}}));
-
-    // Fixed and proportional parts add up, capped at the silence's length.
-    settings.newFixedLengthMs = 400;
-    settings.newLengthFractionThousandths = 10000;
-    EXPECT_EQ(Trim(s, settings).runs, (Runs{{true, Ms(500)}, {false, Ms(2000)}, {true, Ms(500)}}));
-}
-
-TEST(SilenceSearch, OneLoudChannelMakesTheFrameLoud) {
-    Signal s;
-    s.channels = 2;
-    s.Loud(Ms(500));
-    for (uint64_t f = 0; f < Ms(1000); ++f) {
-        s.samples.push_back(0.0f);
-        s.samples.push_back(kLoud);  // right channel carries sound, left is silent
-    }
-    s.Loud(Ms(500));
-    Trimmed t = Trim(s);
-    EXPECT_TRUE(t.cuts.regions.empty());
-    EXPECT_EQ(t.runs, (Runs{{true, Ms(2000)}}));
 }
 
 TEST(SilenceSearch, ThresholdIsInclusiveAndRelativeToThePeak) {

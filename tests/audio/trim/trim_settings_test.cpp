@@ -18,47 +18,31 @@ void Clear() {
         DeleteSetting("Settings", key);
 }
 
+// Threshold, absolute, shortest silence, fixed length, fraction, start and end only.
+auto Fields(const TrimSettings& s) {
+    return std::make_tuple(s.thresholdDb, s.thresholdIsAbsolute, s.shortestSilenceMs,
+                           s.newFixedLengthMs, s.newLengthFractionThousandths, s.startAndEndOnly);
+}
+
 TEST(TrimSettings, DefaultsAndClamping) {
     Clear();
-    TrimSettings s = ReadTrimSettings();
-    EXPECT_EQ(s.thresholdDb, -20);
-    EXPECT_FALSE(s.thresholdIsAbsolute);
-    EXPECT_EQ(s.shortestSilenceMs, 200);
-    EXPECT_EQ(s.newFixedLengthMs, 400);
-    EXPECT_EQ(s.newLengthFractionThousandths, 0);
-    EXPECT_FALSE(s.startAndEndOnly);
+    EXPECT_EQ(Fields(ReadTrimSettings()), std::make_tuple(-20, false, 200, 400, 0, false));
 
-    // Values out of range, as a hand-edited preferences file may hold them.
-    SetSettingString("Settings", "AutoTrimThreshold", "-300");
-    SetSettingString("Settings", "AutoTrimShortestSilence", "3");
-    SetSettingString("Settings", "AutoTrimNewFixedLength", "-40");
-    SetSettingString("Settings", "AutoTrimNewLengthFraction", "99999999999");
-    SetSettingString("Settings", "AutoTrimStartAndEndOnly", "yes");
-    s = ReadTrimSettings();
-    EXPECT_EQ(s.thresholdDb, -127);
-    EXPECT_EQ(s.shortestSilenceMs, 25);
-    EXPECT_EQ(s.newFixedLengthMs, 0);
-    EXPECT_EQ(s.newLengthFractionThousandths, 10000);
-    EXPECT_DOUBLE_EQ(s.NewLengthFraction(), 10.0);
-    EXPECT_TRUE(s.startAndEndOnly);  // false only when the text begins with "0"
+    // Values out of range, as a hand-edited preferences file may hold them;
+    // "yes" is true (false only when the text begins with "0").
+    const char* keys[] = {"AutoTrimThreshold", "AutoTrimShortestSilence", "AutoTrimNewFixedLength",
+                          "AutoTrimNewLengthFraction", "AutoTrimStartAndEndOnly"};
+    const char* oneWay[] = {"-300", "3", "-40", "99999999999", "yes"};
+    const char* otherWay[] = {"400", "60000", "10001", "-1", "0"};
+    for (int i = 0; i < 5; ++i) SetSettingString("Settings", keys[i], oneWay[i]);
+    EXPECT_EQ(Fields(ReadTrimSettings()), std::make_tuple(-127, false, 25, 0, 10000, true));
+    EXPECT_DOUBLE_EQ(ReadTrimSettings().NewLengthFraction(), 10.0);
+    for (int i = 0; i < 5; ++i) SetSettingString("Settings", keys[i], otherWay[i]);
+    EXPECT_EQ(Fields(ReadTrimSettings()), std::make_tuple(127, false, 10000, 10000, 0, false));
 
-    SetSettingString("Settings", "AutoTrimThreshold", "400");
-    SetSettingString("Settings", "AutoTrimShortestSilence", "60000");
-    SetSettingString("Settings", "AutoTrimNewFixedLength", "10001");
-    s = ReadTrimSettings();
-    EXPECT_EQ(s.thresholdDb, 127);
-    EXPECT_EQ(s.shortestSilenceMs, 10000);
-    EXPECT_EQ(s.newFixedLengthMs, 10000);
-
-    // Storing clamps too, and what is stored reads back.
-    TrimSettings wanted{-33, true, 50, 12000, 250, true};
-    StoreTrimSettings(wanted);
-    s = ReadTrimSettings();
-    EXPECT_EQ(s.thresholdDb, -33);
-    EXPECT_TRUE(s.thresholdIsAbsolute);
-    EXPECT_EQ(s.shortestSilenceMs, 50);
-    EXPECT_EQ(s.newFixedLengthMs, 10000);
-    EXPECT_EQ(s.newLengthFractionThousandths, 250);
+    // Storing clamps too.
+    StoreTrimSettings(TrimSettings{-33, true, 50, 12000, 250, true});
+    EXPECT_EQ(Fields(ReadTrimSettings()), std::make_tuple(-33, true, 50, 10000, 250, true));
     Clear();
 }
 

@@ -1,19 +1,20 @@
 #pragma once
 // Test audio for the trim tests: signals built from loud and silent stretches,
 // an in-memory source that can misbehave on request, a run-length view of
-// decoded audio, and a plain raw-float file format (source and sink on real
-// files) so the file replacement can be tested before any codec is involved.
+// decoded audio, and recordings written and read by the program's own codecs.
 
+#include <algorithm>
 #include <cmath>
-#include <cstdio>
+#include <filesystem>
 #include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "audio/sound_sink.h"
+#include "audio/codecs/sink_factory.h"
+#include "audio/output_format.h"
 #include "audio/sound_source.h"
-#include "audio/trim/recording_trim.h"
+#include "support/audio_test_util.h"
 
 namespace vocarta::test {
 
@@ -99,114 +100,32 @@ class MemorySource : public LSoundSourceBase {
     uint64_t position_ = 0;
 };
 
-// Reads a whole source.
-inline std::vector<float> ReadAll(LSoundSourceBase& source) {
-    std::vector<float> all, block(4096 * source.Channels());
-    for (;;) {
-        int64_t got = source.Read(block.data(), 4096);
-        if (got <= 0) break;
-        all.insert(all.end(), block.begin(), block.begin() + got * source.Channels());
-    }
-    return all;
+// Writes `signal` as a recording of the format its extension names, through
+// the program's own sinks with the stored encoder settings.
+inline bool WriteRecording(const std::string& path, const Signal& signal) {
+    std::string error;
+    auto sink = OpenRecordingSink(OutputFormatFromPath(path), path, &error);
+    EXPECT_TRUE(sink) << error;
+    return sink && sink->SetFormat(kRate, uint8_t(signal.channels)) &&
+           sink->Write(signal.samples.data(), signal.Frames()) == int64_t(signal.Frames()) &&
+           sink->Close();
 }
 
-// Raw float files: rate and channel count (two little-endian uint32), then the
-// interleaved floats.
-class RawFileSource : public LSoundSourceBase {
-  public:
-    bool Open(const std::string& path) {
-        file_ = std::fopen(path.c_str(), "rb");
-        uint32_t header[2];
-        if (!file_ || std::fread(header, 4, 2, file_) != 2 || header[1] == 0) return false;
-        sampleRate_ = header[0];
-        channels_ = uint8_t(header[1]);
-        std::fseek(file_, 0, SEEK_END);
-        totalFrames_ = uint64_t(std::ftell(file_) - 8) / (4 * channels_);
-        return std::fseek(file_, 8, SEEK_SET) == 0;
-    }
-    ~RawFileSource() override {
-        if (file_) std::fclose(file_);
-    }
-    int64_t Read(float* out, uint64_t frames) override {
-        return int64_t(std::fread(out, 4 * channels_, frames, file_));
-    }
-    bool Seek(uint64_t frame) override {
-        return std::fseek(file_, long(8 + frame * 4 * channels_), SEEK_SET) == 0;
-    }
-
-  private:
-    FILE* file_ = nullptr;
-};
-
-class RawFileSink : public LSoundSinkBase {
-  public:
-    RawFileSink(const std::string& path, uint32_t rate, uint8_t channels)
-        : LSoundSinkBase(path, rate, channels) {}
-    ~RawFileSink() override { Close(); }
-    bool Open() {
-        file_ = std::fopen(path_.c_str(), "wb");
-        uint32_t header[2] = {sampleRate_, channels_};
-        return file_ && std::fwrite(header, 4, 2, file_) == 2;
-    }
-    uint64_t failAfterFrames = UINT64_MAX;  // a full disk, simulated
-    int64_t Write(const float* samples, uint64_t frames) override {
-        if (framesWritten_ + frames > failAfterFrames) {
-            SetError("simulated write error: no space left on device");
-            return -1;
-        }
-        if (frames == 0) return 0;
-        size_t n = std::fwrite(samples, 4 * channels_, frames, file_);
-        framesWritten_ += n;
-        return int64_t(n);
-    }
-    bool Close() override {
-        bool ok = !file_ || std::fclose(file_) == 0;
-        file_ = nullptr;
-        return ok;
-    }
-
-  private:
-    FILE* file_ = nullptr;
-};
-
-inline bool WriteRawFile(const std::string& path, const Signal& signal, uint32_t rate = kRate) {
-    RawFileSink sink(path, rate, uint8_t(signal.channels));
-    return sink.Open() &&
-           sink.Write(signal.samples.data(), signal.Frames()) == int64_t(signal.Frames()) &&
-           sink.Close();
+// A recording decoded by the program's own decoders.
+inline Signal ReadRecording(const std::string& path) {
+    std::string error;
+    auto source = OpenSoundSource(path, &error);
+    EXPECT_TRUE(source) << error;
+    return source ? Signal{source->Channels(), ReadAll(*source)} : Signal{};
 }
 
-inline std::vector<float> ReadRawFile(const std::string& path, unsigned* channels = nullptr) {
-    RawFileSource source;
-    if (!source.Open(path)) return {};
-    if (channels) *channels = source.Channels();
-    return ReadAll(source);
-}
-
-// File access over raw files; `sinkFailAfter` makes every sink fail after that
-// many frames.
-inline TrimFileIo RawFileIo(uint64_t sinkFailAfter = UINT64_MAX) {
-    TrimFileIo io;
-    io.openSource = [](const std::string& path, std::string& error) {
-        auto source = std::make_shared<RawFileSource>();
-        if (!source->Open(path)) {
-            error = "not a raw audio file";
-            return LSoundSource();
-        }
-        return LSoundSource(source);
-    };
-    io.openSinkLike = [sinkFailAfter](const std::string& newPath, const std::string&,
-                                      const LSoundSourceBase& decoded, std::string& error) {
-        auto sink =
-            std::make_shared<RawFileSink>(newPath, decoded.SampleRate(), decoded.Channels());
-        sink->failAfterFrames = sinkFailAfter;
-        if (!sink->Open()) {
-            error = "cannot create the file";
-            return LSoundSink();
-        }
-        return LSoundSink(sink);
-    };
-    return io;
+// The names in a folder, sorted.
+inline std::vector<std::string> FilesIn(const std::string& folder) {
+    std::vector<std::string> names;
+    for (const auto& e : std::filesystem::directory_iterator(folder))
+        names.push_back(e.path().filename());
+    std::sort(names.begin(), names.end());
+    return names;
 }
 
 }  // namespace vocarta::test
