@@ -1,12 +1,10 @@
 """A private PulseAudio daemon for end-to-end tests (the Python twin of
 pulse_daemon.h): its own runtime folder and socket, no default modules.
 
-    with PulseDaemon(tmpdir) as pulse:
-        pulse.load_module("module-null-sink", "sink_name=nul rate=48000")
-        env = pulse.env()          # PULSE_SERVER etc. for programs under test
-        subprocess.run([vocarta, "-devices"], env=env)
-
-Programs are run with argument lists, never through a shell.
+    pulse = PulseDaemon(tmpdir).start()
+    pulse.load_module("module-null-sink", "sink_name=nul rate=48000")
+    subprocess.run([vocarta, "-devices"], env=pulse.env())  # PULSE_SERVER etc. set
+    pulse.stop()
 """
 
 import os
@@ -33,9 +31,8 @@ class PulseDaemon:
         os.makedirs(self.runtime, mode=0o700, exist_ok=True)
         log = os.path.join(self.folder, "pulse.log")
         self.process = subprocess.Popen(
-            ["pulseaudio", "-n", "--daemonize=no", "--exit-idle-time=-1",
-             "--use-pid-file=no", "--high-priority=no", "--realtime=no",
-             "--no-cpu-limit=yes", "--log-target=file:" + log,
+            ["pulseaudio", "-n", "--daemonize=no", "--exit-idle-time=-1", "--use-pid-file=no",
+             "--high-priority=no", "--realtime=no", "--no-cpu-limit=yes", "--log-target=file:" + log,
              "-L", "module-native-protocol-unix auth-anonymous=1 socket=" + self.socket],
             env=self.env(), stdin=subprocess.DEVNULL)
         deadline = time.monotonic() + timeout
@@ -66,9 +63,6 @@ class PulseDaemon:
         args = ["load-module", name] + ([arguments] if arguments else [])
         return int(self.pactl(*args).stdout.strip())
 
-    def unload_module(self, index):
-        self.pactl("unload-module", str(index))
-
     def play(self, path, sink, wait=True):
         """paplay with a low latency, so that a monitor of `sink` gets the sound
         in small blocks; returns the Popen when not waiting."""
@@ -78,9 +72,3 @@ class PulseDaemon:
             if process.wait() != 0:
                 raise RuntimeError("paplay failed on " + path)
         return process
-
-    def __enter__(self):
-        return self.start()
-
-    def __exit__(self, *exc):
-        self.stop()

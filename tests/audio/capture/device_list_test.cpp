@@ -1,51 +1,58 @@
-// Naming rules of the device and channel lists, over a fake enumerator.
+// Device and channel names over a fake enumerator, the stored device choice with
+// its fall-back, and the device panel's model.
 #include "audio/capture/device_list.h"
 
 #include <gtest/gtest.h>
+
+#include "audio/capture/device_choice.h"
+#include "audio/capture/device_panel_model.h"
+#include "audio/capture/record_volume.h"
+#include "settings/settings.h"
 
 namespace vocarta {
 namespace {
 
 LRawDevice Raw(uint32_t id, const std::string& description, const std::string& bus,
-               std::vector<std::vector<std::string>> buffers) {
-    LRawDevice d;
-    d.id = id;
-    d.name = "dev" + std::to_string(id);
-    d.description = description;
-    d.bus = bus;
-    d.buffers = std::move(buffers);
-    return d;
+               std::vector<std::vector<std::string>> buffers, std::string name = "") {
+    return {id,
+            name.empty() ? "dev" + std::to_string(id) : name,
+            description,
+            bus,
+            0,
+            false,
+            std::move(buffers)};
 }
 
 class FakeEnumerator : public LDeviceEnumerator {
   public:
-    std::vector<LRawDevice> inputs, outputs;
-    bool failAfterInputs = false;
-    bool Enumerate(LDeviceDirection direction, std::vector<LRawDevice>& out,
-                   std::string& error) override {
-        out = direction == LDeviceDirection::Input ? inputs : outputs;
-        if (failAfterInputs) error = "server went away";
-        return !failAfterInputs;
+    std::vector<LRawDevice> inputs = {
+        Raw(4, "Built-in Audio", "pci", {{"Front Left", "Front Right"}},
+            "alsa_input.pci.analog-stereo"),
+        Raw(9, "USB Mic", "usb", {{""}}, "alsa_input.usb-Mic.mono")};
+    bool fail = false;
+    bool Enumerate(LDeviceDirection, std::vector<LRawDevice>& out, std::string& error) override {
+        out = inputs;
+        if (fail) error = "server went away";
+        return !fail;
     }
 };
 
-std::vector<std::string> Names(const std::vector<LChannelEntry>& channels) {
+template <typename Entries>
+std::vector<std::string> Names(const Entries& entries) {
     std::vector<std::string> names;
-    for (const auto& c : channels) names.push_back(c.displayName);
+    for (const auto& e : entries) names.push_back(e.displayName);
     return names;
 }
 
 TEST(DeviceNaming, TransportPrefixesCountEachKindSeparately) {
-    auto entries =
-        NameDevices({Raw(7, "Mic A", "firewire", {{""}}), Raw(3, "Headset", "usb", {{""}}),
-                     Raw(9, "Mic B", "ieee1394", {{""}}), Raw(1, "Built-in", "", {{""}}),
-                     Raw(4, "Card", "pci", {{""}}), Raw(5, "Phone", "bluetooth", {{""}}),
-                     Raw(6, "Headset 2", "USB", {{""}}), Raw(8, "Odd", "isa", {{""}})});
-    std::vector<std::string> names;
-    for (const auto& e : entries) names.push_back(e.displayName);
-    EXPECT_EQ(names, (std::vector<std::string>{"[FireWire 0] Mic A", "[USB 0] Headset",
-                                               "[FireWire 1] Mic B", "Built-in", "[PCI 0] Card",
-                                               "[Bluetooth 0] Phone", "[USB 1] Headset 2", "Odd"}));
+    EXPECT_EQ(
+        Names(NameDevices({Raw(7, "Mic A", "firewire", {{""}}), Raw(3, "Headset", "usb", {{""}}),
+                           Raw(9, "Mic B", "ieee1394", {{""}}), Raw(1, "Built-in", "", {{""}}),
+                           Raw(4, "Card", "pci", {{""}}), Raw(5, "Phone", "bluetooth", {{""}}),
+                           Raw(6, "Headset 2", "USB", {{""}}), Raw(8, "Odd", "isa", {{""}})})),
+        (std::vector<std::string>{"[FireWire 0] Mic A", "[USB 0] Headset", "[FireWire 1] Mic B",
+                                  "Built-in", "[PCI 0] Card", "[Bluetooth 0] Phone",
+                                  "[USB 1] Headset 2", "Odd"}));
     // A device without a description is shown by its server name; long names are cut.
     auto cut = NameDevices({Raw(2, "", "usb", {{""}}), Raw(3, std::string(400, 'x'), "", {{""}})});
     EXPECT_EQ(cut[0].displayName, "[USB 0] dev2");
@@ -53,25 +60,23 @@ TEST(DeviceNaming, TransportPrefixesCountEachKindSeparately) {
 }
 
 TEST(DeviceNaming, ChannelNamesFollowBufferLayout) {
-    EXPECT_EQ(Names(NameChannels(Raw(0, "m", "", {{""}}))), std::vector<std::string>{"Default"});
-    EXPECT_EQ(Names(NameChannels(Raw(0, "m", "", {{"", ""}}))),
-              (std::vector<std::string>{"Channel 1", "Channel 2"}));
+    using Names_ = std::vector<std::string>;
+    EXPECT_EQ(Names(NameChannels(Raw(0, "m", "", {{""}}))), Names_{"Default"});
+    EXPECT_EQ(Names(NameChannels(Raw(0, "m", "", {{"", ""}}))), (Names_{"Channel 1", "Channel 2"}));
     EXPECT_EQ(Names(NameChannels(Raw(0, "m", "", {{"Mic", "Mic"}}))),
-              (std::vector<std::string>{"Mic (Channel 1)", "Mic (Channel 2)"}));
-    EXPECT_EQ(Names(NameChannels(Raw(0, "m", "", {{"Front Left"}}))),
-              std::vector<std::string>{"Front Left"});
+              (Names_{"Mic (Channel 1)", "Mic (Channel 2)"}));
+    EXPECT_EQ(Names(NameChannels(Raw(0, "m", "", {{"Front Left"}}))), Names_{"Front Left"});
     // Two one-channel buffers: each numbered from 1 within its buffer, and the
     // device channel counts across the device.
     auto two = NameChannels(Raw(0, "m", "", {{""}, {"Line"}}));
-    EXPECT_EQ(Names(two), (std::vector<std::string>{"Default", "Line"}));
+    EXPECT_EQ(Names(two), (Names_{"Default", "Line"}));
     EXPECT_EQ(two[1].index, 0u);
     EXPECT_EQ(two[1].deviceChannel, 1);
-    auto mixed = NameChannels(Raw(0, "m", "", {{"", "Rear"}, {"", ""}}));
-    EXPECT_EQ(Names(mixed), (std::vector<std::string>{"Channel 1", "Rear (Channel 2)", "Channel 1",
-                                                      "Channel 2"}));
+    EXPECT_EQ(Names(NameChannels(Raw(0, "m", "", {{"", "Rear"}, {"", ""}}))),
+              (Names_{"Channel 1", "Rear (Channel 2)", "Channel 1", "Channel 2"}));
 }
 
-TEST(DeviceList, LookUpsAndDevicesWithoutInputs) {
+TEST(DeviceList, LookUpsSkipDevicesWithoutInputsAndAFailedQueryKeepsItsEntries) {
     FakeEnumerator fake;
     fake.inputs = {Raw(10, "Monitor of Speakers", "", {{"Front Left", "Front Right"}}),
                    Raw(11, "Output only", "usb", {}), Raw(12, "Mic", "usb", {{""}})};
@@ -92,17 +97,109 @@ TEST(DeviceList, LookUpsAndDevicesWithoutInputs) {
     EXPECT_EQ(Names(list.Channels(0)),
               (std::vector<std::string>{"Front Left (Channel 1)", "Front Right (Channel 2)"}));
     EXPECT_TRUE(list.Channels(5).empty());
+
+    fake.fail = true;
+    auto failed = LSoundDeviceList::Query(LDeviceDirection::Input, fake);
+    EXPECT_FALSE(failed.Ok());
+    EXPECT_EQ(failed.Error(), "server went away");
+    EXPECT_EQ(failed.Count(), 2);
 }
 
-TEST(DeviceList, FailedQueryKeepsEntriesAlreadyMade) {
+TEST(RecordChoice, TextFormRoundTripsAndRejectsJunkChannels) {
+    EXPECT_EQ(FormatRecordChoice("alsa_input.usb-Mic.mono", -1), "alsa_input.usb-Mic.mono");
+    EXPECT_EQ(FormatRecordChoice("src", 1), "src#2");
+    auto parsed = ParseRecordChoice(" src#2 ");
+    EXPECT_EQ(parsed.device, "src");
+    EXPECT_EQ(parsed.channel, 1);
+    // A "#" that is not followed by a channel number is part of the name.
+    for (const char* text : {"a#b", "a#0", "a#", "a#-1", "a#99999"}) {
+        auto p = ParseRecordChoice(text);
+        EXPECT_EQ(p.device, text);
+        EXPECT_EQ(p.channel, -1);
+    }
+    EXPECT_EQ(NearestSampleRate({}, 22050u), 22050u);
+    EXPECT_EQ(NearestSampleRate({44100, 48000, 96000}, 47000u), 48000u);
+    EXPECT_EQ(NearestSampleRate({44100, 48000}, 8000u), 44100u);
+    EXPECT_EQ(NearestSampleRate({44000, 46000}, 45000u), 46000u);  // a tie takes the higher
+}
+
+TEST(RecordChoice, UsbPhoneSelectsTheOtherKeyPair) {
+    ASSERT_TRUE(SaveRecordChoice("plain", 0, LdBLevel(-6)));
+    ASSERT_TRUE(SetSettingBool("Settings", "UseUSBPhone", true));
+    ASSERT_TRUE(SaveRecordChoice("phone", -1, LdBLevel(9)));
+    EXPECT_EQ(GetSettingString("Settings", "RecordDeviceUSB"), "phone");
+    EXPECT_EQ(GetSettingInt("Settings", "RecordVolumeUSB", 0), 9);
+    EXPECT_EQ(LoadRecordChoice().device, "phone");
+    ASSERT_TRUE(SetSettingBool("Settings", "UseUSBPhone", false));
+    auto plain = LoadRecordChoice();
+    EXPECT_EQ(plain.device, "plain");
+    EXPECT_EQ(plain.channel, 0);
+    EXPECT_EQ(plain.volume.Value(), -6);
+    EXPECT_EQ(GetSettingString("Settings", "RecordDevice"), "plain#1");
+    // A volume outside the signed byte is clamped, not wrapped.
+    ASSERT_TRUE(SetSettingInt("Settings", "RecordVolume", 300));
+    EXPECT_EQ(LoadRecordChoice().volume.Value(), 127);
+    DeleteSetting("Settings", "RecordVolume");
+    DeleteSetting("Settings", "RecordDevice");
+}
+
+TEST(RecordChoice, ResolvesByNameOrDisplayNameAndFallsBackToFirst) {
     FakeEnumerator fake;
-    fake.inputs = {Raw(1, "First", "pci", {{""}})};
-    fake.failAfterInputs = true;
     auto list = LSoundDeviceList::Query(LDeviceDirection::Input, fake);
-    EXPECT_FALSE(list.Ok());
-    EXPECT_EQ(list.Error(), "server went away");
-    ASSERT_EQ(list.Count(), 1);
-    EXPECT_EQ(list.Entry(0).displayName, "[PCI 0] First");
+    auto byName = ResolveRecordChoice(list, ParseRecordChoice("alsa_input.usb-Mic.mono#1"));
+    EXPECT_EQ(byName.device.index, 1);
+    EXPECT_EQ(byName.device.channel, 0);
+    EXPECT_FALSE(byName.fellBack);
+    // Devices re-ordered (after a reboot): the name still finds it.
+    std::swap(fake.inputs[0], fake.inputs[1]);
+    auto reordered = LSoundDeviceList::Query(LDeviceDirection::Input, fake);
+    EXPECT_EQ(
+        ResolveRecordChoice(reordered, ParseRecordChoice("alsa_input.usb-Mic.mono#1")).device.index,
+        0);
+    auto byDisplay = ResolveRecordChoice(list, ParseRecordChoice("[pci 0] built-in audio#2"));
+    EXPECT_EQ(byDisplay.device.index, 0);
+    EXPECT_EQ(byDisplay.device.channel, 1);
+    auto gone = ResolveRecordChoice(list, ParseRecordChoice("unplugged#2"));
+    EXPECT_TRUE(gone.fellBack);
+    EXPECT_EQ(gone.device.index, 0);
+    EXPECT_EQ(gone.device.channel, -1);
+    EXPECT_EQ(gone.deviceName, "alsa_input.pci.analog-stereo");
+    auto badChannel = ResolveRecordChoice(list, ParseRecordChoice("alsa_input.usb-Mic.mono#3"));
+    EXPECT_EQ(badChannel.device.channel, -1);
+    EXPECT_EQ(ResolveRecordChoice(LSoundDeviceList(), ParseRecordChoice("x")).device.index, -1);
+}
+
+TEST(DevicePanelModel, LoadsSavesAndAppliesVolumeLive) {
+    FakeEnumerator fake;
+    LRecordVolumeTable::Instance().Clear();
+    SetSettingString("Settings", "RecordDevice", "alsa_input.usb-Mic.mono#1");
+    SetSettingInt("Settings", "RecordVolume", 99);
+    LDevicePanelModel model;
+    ASSERT_TRUE(model.Load(fake));
+    EXPECT_EQ(model.DeviceNames(),
+              (std::vector<std::string>{"[PCI 0] Built-in Audio", "[USB 0] USB Mic"}));
+    EXPECT_EQ(model.SelectedDevice(), 1);
+    EXPECT_EQ(model.SelectedChannelRow(), 1);
+    EXPECT_EQ(model.ChannelNames(), (std::vector<std::string>{"All Channels", "Default"}));
+    EXPECT_EQ(model.Volume(), model.VolumeMax());  // 99 dB is beyond the slider
+    model.SelectDevice(0);
+    EXPECT_EQ(model.SelectedChannelRow(), 0);
+    model.SelectChannelRow(2);
+    model.SelectChannelRow(7);  // out of range: ignored
+    model.SetVolume(-12);
+    auto& table = LRecordVolumeTable::Instance();
+    EXPECT_EQ(table.Get("alsa_input.pci.analog-stereo", 1).Value(), -12);
+    EXPECT_NEAR(table.Gain("alsa_input.pci.analog-stereo", 1), 0.251f, 1e-3);
+    ASSERT_TRUE(model.Save());
+    EXPECT_EQ(GetSettingString("Settings", "RecordDevice"), "alsa_input.pci.analog-stereo#2");
+    EXPECT_EQ(GetSettingInt("Settings", "RecordVolume", 0), -12);
+    // The stored device is unplugged: the panel shows the first device.
+    SetSettingString("Settings", "RecordDevice", "gone.device");
+    LDevicePanelModel again;
+    ASSERT_TRUE(again.Load(fake));
+    EXPECT_TRUE(again.FellBack());
+    EXPECT_EQ(again.SelectedDevice(), 0);
+    table.Clear();
 }
 
 }  // namespace

@@ -1,12 +1,8 @@
 #pragma once
 // A sink that keeps every frame in memory, for checking exactly what the
 // recorder wrote; it can refuse a new format (like a sink that already holds
-// frames), fail after a number of frames, and save itself as a float WAV file
-// for real decoders.
+// frames) and fail after a number of frames.
 
-#include <cstdio>
-#include <cstring>
-#include <string>
 #include <vector>
 
 #include "audio/sound_sink.h"
@@ -24,7 +20,6 @@ class MemorySink : public LSoundSinkBase {
         }
         samples_.insert(samples_.end(), samples, samples + frames * channels_);
         framesWritten_ += frames;
-        ++writes_;
         return int64_t(frames);
     }
     bool TruncateToFrame(uint64_t frame) override {
@@ -47,34 +42,10 @@ class MemorySink : public LSoundSinkBase {
     }
     int Truncations() const { return truncations_; }
 
-    // 32-bit float WAV of what the sink holds.
-    bool SaveWav(const std::string& path) const {
-        FILE* f = std::fopen(path.c_str(), "wb");
-        if (!f) return false;
-        uint32_t data = uint32_t(samples_.size() * 4);
-        uint16_t tag = 3, ch = channels_, bits = 32, align = uint16_t(channels_ * 4);
-        uint32_t rate = sampleRate_, bps = sampleRate_ * align, fmtSize = 16, riff = 36 + data;
-        std::fwrite("RIFF", 1, 4, f);
-        std::fwrite(&riff, 4, 1, f);
-        std::fwrite("WAVEfmt ", 1, 8, f);
-        std::fwrite(&fmtSize, 4, 1, f);
-        std::fwrite(&tag, 2, 1, f);
-        std::fwrite(&ch, 2, 1, f);
-        std::fwrite(&rate, 4, 1, f);
-        std::fwrite(&bps, 4, 1, f);
-        std::fwrite(&align, 2, 1, f);
-        std::fwrite(&bits, 2, 1, f);
-        std::fwrite("data", 1, 4, f);
-        std::fwrite(&data, 4, 1, f);
-        std::fwrite(samples_.data(), 4, samples_.size(), f);
-        return std::fclose(f) == 0;
-    }
-
   private:
     std::vector<float> samples_;
     bool fixedFormat_ = false;
     int64_t failAfter_ = -1;
-    int writes_ = 0;
     int truncations_ = 0;
 };
 

@@ -6,13 +6,7 @@
 
 #include <array>
 #include <atomic>
-#include <chrono>
-#include <cmath>
-#include <cstdio>
-#include <cstring>
-#include <fstream>
 #include <functional>
-#include <thread>
 
 #include "audio/capture/device_list.h"
 #include "audio/capture/device_listing.h"
@@ -20,6 +14,7 @@
 #include "audio/sound_format.h"
 #include "audio/wav/wav_sink.h"
 #include "memory_sink.h"
+#include "support/audio_test_util.h"
 #include "support/pulse_daemon.h"
 #include "support/temp_dir.h"
 
@@ -44,22 +39,18 @@ class PulseEndToEnd : public ::testing::Test {
         pulse_ = new PulseDaemon();
         std::string error;
         ASSERT_TRUE(pulse_->Start(dir_->Path(), &error)) << error;
-        ASSERT_GE(pulse_->LoadModule("module-null-sink", "sink_name=nul rate=48000 channels=2"), 0);
-        ASSERT_GE(
-            pulse_->LoadModule("module-sine-source", "source_name=sine frequency=440 rate=48000"),
-            0);
-        ASSERT_GE(pulse_->LoadModule("module-remap-source",
-                                     "source_name=usbmic master=nul.monitor channels=2 "
-                                     "channel_map=mono,aux0 source_properties=device.bus=usb"),
-                  0);
-        ASSERT_GE(pulse_->LoadModule("module-remap-source",
-                                     "source_name=pcimic master=sine "
-                                     "source_properties=device.bus=pci"),
-                  0);
-        ASSERT_GE(pulse_->LoadModule("module-remap-source",
-                                     "source_name=usbmic2 master=nul.monitor "
-                                     "source_properties=device.bus=usb"),
-                  0);
+        const std::pair<const char*, const char*> modules[] = {
+            {"module-null-sink", "sink_name=nul rate=48000 channels=2"},
+            {"module-sine-source", "source_name=sine frequency=440 rate=48000"},
+            {"module-remap-source",
+             "source_name=usbmic master=nul.monitor channels=2 "
+             "channel_map=mono,aux0 source_properties=device.bus=usb"},
+            {"module-remap-source",
+             "source_name=pcimic master=sine source_properties=device.bus=pci"},
+            {"module-remap-source",
+             "source_name=usbmic2 master=nul.monitor source_properties=device.bus=usb"}};
+        for (const auto& [module, arguments] : modules)
+            ASSERT_GE(pulse_->LoadModule(module, arguments), 0) << arguments;
     }
     static void TearDownTestSuite() {
         if (pulse_ && !pulse_->IsAlive()) {
@@ -71,9 +62,6 @@ class PulseEndToEnd : public ::testing::Test {
         delete dir_;
     }
 
-    static int IndexOf(const std::string& name) {
-        return LSoundDeviceList::QueryInputs().IndexOfName(name);
-    }
     // Records from `source` into a 48 kHz stereo 16-bit WAV file, polling like
     // the user interface does, while `during` runs on another thread; stops
     // when `until` holds (after `during` has ended), 20 s at most.
@@ -81,7 +69,7 @@ class PulseEndToEnd : public ::testing::Test {
                        std::optional<LdBLevel> voice, LSoundTime silence,
                        const std::function<void()>& during,
                        const std::function<bool(LSoundRecorder&)>& until, Notes& notes) {
-        int index = IndexOf(source);
+        int index = LSoundDeviceList::QueryInputs().IndexOfName(source);
         EXPECT_GE(index, 0) << source;
         std::string path = dir_->File(file), error;
         auto sink = OpenWavSink(path, LSoundFormat(48000, 2, 16), &error);
@@ -107,57 +95,33 @@ class PulseEndToEnd : public ::testing::Test {
         sink->Close();
         return path;
     }
-    static std::function<void()> Sleep(int ms) {
-        return [ms] { std::this_thread::sleep_for(std::chrono::milliseconds(ms)); };
-    }
     static bool Now(LSoundRecorder&) { return true; }
-    // A 48 kHz stereo float WAV of `parts` (seconds, amplitude, left Hz, right Hz),
+    // A 48 kHz stereo WAV of `parts` (seconds, amplitude, left Hz, right Hz),
     // after 1 s of silence: a stream that starts into a running null sink may lose
     // its first moments to the sink's rewind, so the sound must not start at once.
     static std::string PlayedFile(const std::string& name,
                                   std::vector<std::array<double, 4>> parts) {
-        MemorySink played(48000, 2);
+        std::string path = dir_->File(name), error;
+        auto file = OpenWavSink(path, LSoundFormat(48000, 2, 16), &error);
+        EXPECT_TRUE(file) << error;
         parts.insert(parts.begin(), {1.0, 0.0, 0.0, 0.0});
         std::vector<float> frames;
         for (const auto& p : parts)
-            for (int f = 0; f < int(p[0] * 48000); ++f) {
-                frames.push_back(float(p[1] * std::sin(2 * M_PI * p[2] * f / 48000)));
-                frames.push_back(float(p[1] * std::sin(2 * M_PI * p[3] * f / 48000)));
-            }
-        played.Write(frames.data(), frames.size() / 2);
-        std::string path = dir_->File(name);
-        EXPECT_TRUE(played.SaveWav(path));
+            for (int f = 0; f < int(p[0] * 48000); ++f)
+                for (int c : {2, 3})
+                    frames.push_back(float(p[1] * std::sin(2 * M_PI * p[c] * f / 48000)));
+        EXPECT_EQ(file->Write(frames.data(), frames.size() / 2), int64_t(frames.size() / 2));
+        EXPECT_TRUE(file->Close());
         return path;
     }
-
-    // sox's "stat" figures of one channel of a file.
-    static double SoxStat(const std::string& path, const std::string& what, int channel = 1) {
-        std::string out;
-        PulseDaemon::Run({"sox", path, "-n", "remix", std::to_string(channel), "stat"}, &out, true);
-        size_t at = out.find(what);
-        if (at == std::string::npos) {
-            ADD_FAILURE() << "sox stat gave no " << what << ":\n" << out;
-            return -1;
-        }
-        return std::atof(out.c_str() + out.find(':', at) + 1);
+    // Frequency of one channel of a decoded stereo file.
+    static double Hz(const std::vector<float>& s, unsigned channel) {
+        return MeasureTone(s, 2, 48000, channel).hz;
     }
-    static double Duration(const std::string& path) {
-        std::string out;
-        EXPECT_EQ(PulseDaemon::Run({"soxi", "-D", path}, &out), 0) << "soxi cannot read " << path;
-        return std::atof(out.c_str());
-    }
-    // Channel 1 of a file as floats, decoded by sox.
-    static std::vector<float> Samples(const std::string& path) {
-        std::string raw = path + ".raw";
-        EXPECT_EQ(PulseDaemon::Run({"sox", path, "-t", "raw", "-e", "floating-point", "-b", "32",
-                                    raw, "remix", "1"},
-                                   nullptr),
-                  0);
-        std::ifstream in(raw, std::ios::binary);
-        std::vector<char> bytes((std::istreambuf_iterator<char>(in)), {});
-        std::vector<float> samples(bytes.size() / 4);
-        std::memcpy(samples.data(), bytes.data(), samples.size() * 4);
-        return samples;
+    static double Peak(const std::vector<float>& s) {
+        double peak = 0;
+        for (float v : s) peak = std::max(peak, double(std::fabs(v)));
+        return peak;
     }
 
     static TempDir* dir_;
@@ -172,24 +136,20 @@ TEST_F(PulseEndToEnd, DevicesInServerOrderWithPrefixesAndChannels) {
     std::vector<std::string> names;
     for (const auto& e : list.Entries()) names.push_back(e.raw.name + "=" + e.displayName);
     ASSERT_EQ(names.size(), 5u);
-    auto startsWith = [](const std::string& text, const std::string& prefix) {
-        return text.compare(0, prefix.size(), prefix) == 0;
-    };
-    EXPECT_TRUE(startsWith(names[0], "nul.monitor=Monitor of ")) << names[0];  // an input too
-    EXPECT_TRUE(startsWith(names[1], "sine=")) << names[1];
-    EXPECT_FALSE(startsWith(names[1], "sine=[")) << names[1];  // no bus, no prefix
-    EXPECT_TRUE(startsWith(names[2], "usbmic=[USB 0] ")) << names[2];
-    EXPECT_TRUE(startsWith(names[3], "pcimic=[PCI 0] ")) << names[3];
-    EXPECT_TRUE(startsWith(names[4], "usbmic2=[USB 1] ")) << names[4];
-    auto channels = [&](int i) {
-        std::vector<std::string> c;
-        for (const auto& ch : list.Channels(i)) c.push_back(ch.displayName);
-        return c;
-    };
-    EXPECT_EQ(channels(0),
-              (std::vector<std::string>{"Front Left (Channel 1)", "Front Right (Channel 2)"}));
-    EXPECT_EQ(channels(1), std::vector<std::string>{"Default"});  // mono counts as unnamed
-    EXPECT_EQ(channels(2), (std::vector<std::string>{"Channel 1", "Channel 2"}));  // mono, aux0
+    // The monitor is an input too; a source without a bus gets no prefix.
+    const char* prefixes[] = {"nul.monitor=Monitor of ", "sine=", "usbmic=[USB 0] ",
+                              "pcimic=[PCI 0] ", "usbmic2=[USB 1] "};
+    for (size_t i = 0; i < names.size(); ++i) EXPECT_TRUE(names[i].starts_with(prefixes[i])) << i;
+    EXPECT_FALSE(names[1].starts_with("sine=[")) << names[1];
+    std::vector<std::vector<std::string>> channels;
+    for (int i = 0; i < 3; ++i) {
+        channels.emplace_back();
+        for (const auto& ch : list.Channels(i)) channels.back().push_back(ch.displayName);
+    }
+    EXPECT_EQ(channels, (std::vector<std::vector<std::string>>{
+                            {"Front Left (Channel 1)", "Front Right (Channel 2)"},
+                            {"Default"},                    // mono counts as unnamed
+                            {"Channel 1", "Channel 2"}}));  // mono, aux0
     // The output list holds the sink and none of the sources.
     auto outputs = LSoundDeviceList::QueryOutputs();
     ASSERT_EQ(outputs.Count(), 1);
@@ -227,12 +187,13 @@ TEST_F(PulseEndToEnd, SineComesBackAt440HzAtTheLevelMetered) {
     std::string path = Record(
         "sine.wav", "sine", -1, std::nullopt, LSoundTime(216000000), nullptr,
         [](LSoundRecorder& r) { return r.Position().Milliseconds() >= 3000; }, notes);
-    double seconds = Duration(path);
+    double seconds = std::atof(Soxi("-D", path).c_str());
     EXPECT_GE(seconds, 3.0);
     EXPECT_LE(seconds, 4.5);
-    EXPECT_NEAR(SoxStat(path, "Rough   frequency"), 440.0, 5.0);
-    EXPECT_NEAR(SoxStat(path, "Rough   frequency", 2), 440.0, 5.0);
-    double peak = SoxStat(path, "Maximum amplitude");
+    std::vector<float> s = Decode(path);
+    EXPECT_NEAR(Hz(s, 0), 440.0, 5.0);
+    EXPECT_NEAR(Hz(s, 1), 440.0, 5.0);
+    double peak = Peak(s);
     ASSERT_GT(notes.levelUpdates, 0);
     int expected = int(std::lround(20.0 * std::log10(peak / kLevelReference)));
     EXPECT_NEAR(notes.levels.Combined().Value(), expected, 1) << "peak " << peak;
@@ -252,12 +213,12 @@ TEST_F(PulseEndToEnd, VoiceActivationKeepsSoundAndShortensTheSilence) {
             std::this_thread::sleep_for(std::chrono::milliseconds(2500));
         },
         Now, notes);
-    std::vector<float> s = Samples(path);
+    std::vector<float> s = Decode(path);
     // Loud stretches, bridging the zero crossings of the sine.
     std::vector<std::pair<double, double>> runs;
-    for (size_t i = 0; i < s.size(); ++i) {
+    for (size_t i = 0; i < s.size(); i += 2) {
         if (std::fabs(s[i]) < 0.05f) continue;
-        double t = double(i) / 48000;
+        double t = double(i / 2) / 48000;
         if (!runs.empty() && t - runs.back().second < 0.01)
             runs.back().second = t;
         else
@@ -274,7 +235,7 @@ TEST_F(PulseEndToEnd, VoiceActivationKeepsSoundAndShortensTheSilence) {
     double gap = runs[1].first - runs[0].second;
     EXPECT_GE(gap, 1.0);
     EXPECT_LE(gap, 1.26);
-    double tail = double(s.size()) / 48000 - runs[1].second;
+    double tail = double(s.size() / 2) / 48000 - runs[1].second;
     EXPECT_GE(tail, 1.0);
     EXPECT_LE(tail, 1.26);
 }
@@ -286,8 +247,9 @@ TEST_F(PulseEndToEnd, ChosenChannelFeedsBothChannels) {
     std::string path = Record(
         "right.wav", "nul.monitor", 1, std::nullopt, LSoundTime(216000000),
         [&] { EXPECT_TRUE(pulse_->Play(file, "nul")); }, Now, notes);
-    EXPECT_NEAR(SoxStat(path, "Rough   frequency", 1), 880.0, 10.0);
-    EXPECT_NEAR(SoxStat(path, "Rough   frequency", 2), 880.0, 10.0);
+    std::vector<float> s = Decode(path);
+    EXPECT_NEAR(Hz(s, 0), 880.0, 10.0);
+    EXPECT_NEAR(Hz(s, 1), 880.0, 10.0);
 }
 
 TEST_F(PulseEndToEnd, UnloadedSourceEndsTheRecordingWithItsAudio) {
@@ -305,7 +267,7 @@ TEST_F(PulseEndToEnd, UnloadedSourceEndsTheRecordingWithItsAudio) {
         [&] {
             player = pulse_->PlayInBackground(file, "nul");
             auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-            struct stat st{};
+            struct stat st {};
             while ((stat(path.c_str(), &st) != 0 || st.st_size < before) &&
                    std::chrono::steady_clock::now() < deadline)
                 std::this_thread::sleep_for(std::chrono::milliseconds(10));
@@ -316,9 +278,10 @@ TEST_F(PulseEndToEnd, UnloadedSourceEndsTheRecordingWithItsAudio) {
     PulseDaemon::WaitFor(player);
     // A valid file (sox reads it) that kept the audio written before the loss and
     // what was still in flight, and the sound in it.
-    EXPECT_GE(Duration(path), 1.5);
-    EXPECT_LE(Duration(path), 2.5);
-    EXPECT_NEAR(SoxStat(path, "Maximum amplitude"), 0.5, 0.01);
+    double seconds = std::atof(Soxi("-D", path).c_str());
+    EXPECT_GE(seconds, 1.5);
+    EXPECT_LE(seconds, 2.5);
+    EXPECT_NEAR(Peak(Decode(path)), 0.5, 0.01);
 }
 
 }  // namespace

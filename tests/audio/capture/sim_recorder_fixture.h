@@ -68,6 +68,13 @@ class SimRecorderTest : public ::testing::Test {
             std::this_thread::sleep_for(std::chrono::milliseconds(10));
         ASSERT_EQ(recorder.BuffersProcessed(), count);
     }
+    // Polls like the user interface until the recorder reports its end.
+    void WaitFinished() {
+        for (int i = 0; i < 500 && events.finishedResult < 0; ++i) {
+            recorder.Poll();
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+    }
     static std::vector<LSegmentGenerator::Segment> Discarded() {
         return {{5 * kBuffer, 0.0}};  // what the recorder drops at every start
     }

@@ -5,23 +5,14 @@
 // heard.
 
 #include <gtest/gtest.h>
-#include <signal.h>
-#include <spawn.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <algorithm>
 #include <chrono>
 #include <cmath>
-#include <cstring>
-#include <filesystem>
-#include <memory>
 #include <numbers>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "audio/playback/memory_source.h"
+#include "support/audio_test_util.h"
 #include "support/pulse_daemon.h"
 #include "support/temp_dir.h"
 
@@ -31,19 +22,8 @@ inline constexpr uint32_t kTestRate = 48000;
 
 // Half-scale mono sine at 48 kHz.
 inline LSoundSource SineSource(double frequency, double seconds) {
-    std::vector<float> out(size_t(seconds * kTestRate));
-    for (size_t i = 0; i < out.size(); ++i)
-        out[i] = float(0.5 * std::sin(2.0 * std::numbers::pi * frequency * double(i) / kTestRate));
-    return LSoundSource(MakeMemorySource(std::move(out), kTestRate, 1));
-}
-
-// Starts a program in the background (argument vector, no shell); -1 on failure.
-inline pid_t Spawn(std::vector<std::string> argv) {
-    std::vector<char*> args;
-    for (auto& a : argv) args.push_back(a.data());
-    args.push_back(nullptr);
-    pid_t pid = -1;
-    return posix_spawnp(&pid, args[0], nullptr, nullptr, args.data(), environ) == 0 ? pid : -1;
+    auto samples = Tone(frequency, 0.5, kTestRate, 1, uint64_t(seconds * kTestRate));
+    return LSoundSource(MakeMemorySource(std::move(samples), kTestRate, 1));
 }
 
 // The daemon every Pulse test of this program shares, with the null sink "out"
@@ -60,27 +40,25 @@ struct SharedPulseRig {
         if (!daemon.Start(folder.Path(), &error)) return;
         if (daemon.LoadModule("module-null-sink",
                               "sink_name=out rate=48000 channels=1 format=float32le") < 0 ||
-            PulseDaemon::Run({"pactl", "set-default-sink", "out"}, nullptr) != 0) {
-            error = "cannot set up the null sink";
-            daemon.Stop();
-            return;
-        }
-        keeper = Spawn({"pacat", "--latency-msec=10", "--rate=48000", "--channels=1",
-                        "--format=float32le", "/dev/zero"});
-        if (keeper < 0) {
-            error = "cannot start pacat";
+            RunTool({"pactl", "set-default-sink", "out"}).status != 0 ||
+            (keeper = PulseDaemon::Spawn({"pacat", "--latency-msec=10", "--rate=48000",
+                                          "--channels=1", "--format=float32le", "/dev/zero"})) <
+                0) {
+            error = "cannot set up the null sink and its keeper";
             daemon.Stop();
             return;
         }
         // The block the sink rendered before the keeper came runs out first.
         std::this_thread::sleep_for(std::chrono::milliseconds(2200));
+        if (waitpid(keeper, nullptr, WNOHANG) == keeper) {
+            error = "pacat (the keeper stream) ended; is pulseaudio-utils installed?";
+            keeper = -1;
+            daemon.Stop();
+        }
     }
     ~SharedPulseRig() {
-        if (keeper > 0) {
-            kill(keeper, SIGTERM);
-            waitpid(keeper, nullptr, 0);
-        }
-        daemon.Stop();
+        if (keeper > 0) kill(keeper, SIGTERM);
+        PulseDaemon::WaitFor(keeper);
     }
 };
 
@@ -92,45 +70,29 @@ inline PulseDaemon* SharedPulse() {
     return rig.daemon.IsRunning() ? &rig.daemon : nullptr;
 }
 
-// The process id of the daemon listening on `socket` (from /proc), or -1.
-inline pid_t DaemonPid(const std::string& socket) {
-    for (const auto& entry : std::filesystem::directory_iterator("/proc")) {
-        std::string cmdline = ReadFile(entry.path().string() + "/cmdline");
-        std::replace(cmdline.begin(), cmdline.end(), '\0', ' ');
-        if (cmdline.rfind("pulseaudio ", 0) == 0 &&
-            cmdline.find("socket=" + socket) != std::string::npos)
-            return pid_t(std::atoi(entry.path().filename().c_str()));
-    }
-    return -1;
-}
-
 // Records what the monitor of a sink hears, as 48 kHz mono float WAV.
 class MonitorRecorder {
   public:
     MonitorRecorder(const std::string& sink, const std::string& file)
         : file_(file),
-          pid_(Spawn({"parecord", "--device=" + sink + ".monitor", "--rate=48000", "--channels=1",
-                      "--format=float32le", "--file-format=wav", "--latency-msec=20", file})) {
+          pid_(PulseDaemon::Spawn({"parecord", "--device=" + sink + ".monitor", "--rate=48000",
+                                   "--channels=1", "--format=float32le", "--file-format=wav",
+                                   "--latency-msec=20", file})) {
         // Let the recording stream settle before anything is played.
         std::this_thread::sleep_for(std::chrono::milliseconds(400));
     }
     ~MonitorRecorder() { Finish(); }
 
     bool Started() const { return pid_ > 0; }
-    // Ends the recording (parecord closes the file on SIGINT) and reads it back
-    // with sox as 48 kHz mono floats.
+    // Ends the recording (parecord closes the file on SIGINT) and decodes it.
     std::vector<float> Finish() {
         if (pid_ > 0) {
             std::this_thread::sleep_for(std::chrono::milliseconds(300));
             kill(pid_, SIGINT);
-            waitpid(pid_, nullptr, 0);
+            PulseDaemon::WaitFor(pid_);
             pid_ = -1;
         }
-        std::string raw;
-        PulseDaemon::Run({"sox", file_, "-t", "f32", "-r", "48000", "-c", "1", "-"}, &raw);
-        std::vector<float> samples(raw.size() / sizeof(float));
-        std::memcpy(samples.data(), raw.data(), samples.size() * sizeof(float));
-        return samples;
+        return Decode(file_);
     }
 
   private:
@@ -139,11 +101,11 @@ class MonitorRecorder {
 };
 
 // Amplitude of the `frequency` component in samples[from, from + count).
-inline double AmplitudeAt(const std::vector<float>& s, size_t from, size_t count, double frequency,
-                          uint32_t rate = kTestRate) {
+inline double AmplitudeAt(const std::vector<float>& s, size_t from, size_t count,
+                          double frequency) {
     double re = 0, im = 0;
     for (size_t i = 0; i < count && from + i < s.size(); ++i) {
-        double phase = 2.0 * std::numbers::pi * frequency * double(i) / rate;
+        double phase = 2.0 * std::numbers::pi * frequency * double(i) / kTestRate;
         re += s[from + i] * std::cos(phase);
         im -= s[from + i] * std::sin(phase);
     }
@@ -152,13 +114,12 @@ inline double AmplitudeAt(const std::vector<float>& s, size_t from, size_t count
 
 // Where `frequency` is heard at more than `minAmplitude`, in 10 ms steps (20 ms
 // windows): the times in milliseconds of each step it is heard.
-inline std::vector<int> HeardAt(const std::vector<float>& s, double frequency, double minAmplitude,
-                                uint32_t rate = kTestRate) {
+inline std::vector<int> HeardAt(const std::vector<float>& s, double frequency,
+                                double minAmplitude) {
     std::vector<int> times;
-    const size_t window = rate / 50, hop = rate / 100;
-    for (size_t at = 0; at + window <= s.size(); at += hop)
-        if (AmplitudeAt(s, at, window, frequency, rate) > minAmplitude)
-            times.push_back(int(at * 1000 / rate));
+    for (size_t at = 0; at + kTestRate / 50 <= s.size(); at += kTestRate / 100)
+        if (AmplitudeAt(s, at, kTestRate / 50, frequency) > minAmplitude)
+            times.push_back(int(at * 1000 / kTestRate));
     return times;
 }
 
