@@ -1,50 +1,85 @@
-// Our WAV files as an independent program sees them: soxi reports the rate,
-// channels and length we wrote, and sox decodes a 1 kHz tone back at 1 kHz and
-// its level. Our G.711 coder matches sox's on every input.
+// Our WAV files as an independent program and our own reader see them, and our
+// G.711 coder against sox's on every input.
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 
 #include "audio/wav/g711.h"
+#include "audio/wav/wav_reader.h"
 #include "wav_test_util.h"
 
 using namespace vocarta;
 using namespace vocarta::test;
 
-TEST(WavSox, SoxReadsEveryCodecWithRateChannelsLengthAndTone) {
+// Each codec's file as sox sees it (rate, channels, length, encoding, a 1 kHz
+// tone at its frequency and level) and as our reader does (description, length,
+// the samples written, seeking).
+TEST(WavCodecs, EachCodecReadsBackInSoxAndInOurReader) {
     TempDir dir;
     struct Case {
         uint16_t tag, channels, bits;
         uint32_t rate;
-        double levelDb;  // how far the decoded RMS may stray from the tone's
-        const char* encoding;
+        double levelDb;   // how far sox's RMS may stray from the tone's
+        float tolerance;  // of our reader's samples; GSM is lossy: its level only
+        const char *encoding, *description;
     } cases[] = {
-        {1, 1, 8, 44100, 0.1, "Unsigned Integer PCM"},
-        {1, 2, 16, 44100, 0.01, "Signed Integer PCM"},
-        {1, 2, 24, 48000, 0.01, "Signed Integer PCM"},
-        {1, 2, 32, 96000, 0.01, "Signed Integer PCM"},
-        {3, 2, 32, 44100, 0.01, "Floating Point PCM"},
-        {6, 2, 8, 8000, 0.1, "A-law"},
-        {7, 1, 8, 22050, 0.1, "u-law"},
-        {49, 1, 0, 8000, 1.5, "GSM"},
+        {1, 1, 8, 44100, 0.1, 1.01f / 127, "Unsigned Integer PCM",
+         "Microsoft PCM Format, 8 bit, 44100 Hz, Mono"},
+        {1, 2, 16, 44100, 0.01, 1.0f / 32767, "Signed Integer PCM",
+         "Microsoft PCM Format, 16 bit, 44100 Hz, Stereo"},
+        {1, 3, 24, 48000, 0.01, 1e-6f, "Signed Integer PCM",
+         "Microsoft PCM Format, 24 bit, 48000 Hz, 3 Channels"},
+        {1, 2, 32, 96000, 0.01, 1e-6f, "Signed Integer PCM",
+         "Microsoft PCM Format, 32 bit, 96000 Hz, Stereo"},
+        {3, 2, 32, 44100, 0.01, 0, "Floating Point PCM", "IEEE Float, 32 bit, 44100 Hz, Stereo"},
+        {6, 2, 8, 8000, 0.1, 0.02f, "A-law", "Microsoft ALAW (CCITT A-Law), 8 bit, 8000 Hz, Stereo"},
+        {7, 1, 8, 22050, 0.1, 0.02f, "u-law", "Microsoft MULAW (CCITT u-Law), 8 bit, 22050 Hz, Mono"},
+        // Stereo in, mixed down to one channel; 16000 frames are 50 blocks exactly.
+        {49, 2, 0, 8000, 1.5, 0, "GSM", "Microsoft GSM 6.10, 8000 Hz, Mono"},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(c.encoding + std::string(" ") + std::to_string(c.bits));
-        std::string path = dir.File("tone.wav");
-        const uint64_t frames = 2 * c.rate;  // a whole number of GSM blocks at 8000 Hz
-        ASSERT_TRUE(WriteWav(path, Format(c.tag, c.rate, c.channels, c.bits),
-                             Tone(1000, 0.5, c.rate, c.channels, frames)));
+        SCOPED_TRACE(c.description);
+        const std::string path = dir.File("tone.wav");
+        const bool gsm = c.tag == 49;
+        const unsigned channels = gsm ? 1 : c.channels;
+        const uint64_t frames = 2 * c.rate + (gsm ? 0 : 1);
+        const auto tone = Tone(1000, 0.5, c.rate, c.channels, frames);
+        ASSERT_TRUE(WriteWav(path, Format(c.tag, c.rate, c.channels, c.bits), tone));
         EXPECT_EQ(Soxi("-r", path), std::to_string(c.rate));
-        EXPECT_EQ(Soxi("-c", path), std::to_string(c.channels));
+        EXPECT_EQ(Soxi("-c", path), std::to_string(channels));
         EXPECT_EQ(Soxi("-s", path), std::to_string(frames));
         EXPECT_NE(Soxi("-e", path).find(c.encoding), std::string::npos);
-
         auto decoded = Decode(path);
-        ASSERT_EQ(decoded.size(), frames * c.channels);
-        ToneMeasure tone = MeasureTone(decoded, c.channels, c.rate);
-        EXPECT_NEAR(tone.hz, 1000.0, 1.0);
-        EXPECT_NEAR(20 * std::log10(tone.rms / (0.5 / std::sqrt(2.0))), 0.0, c.levelDb);
+        ASSERT_EQ(decoded.size(), frames * channels);
+        ToneMeasure measured = MeasureTone(decoded, channels, c.rate);
+        EXPECT_NEAR(measured.hz, 1000.0, 1.0);
+        EXPECT_NEAR(20 * std::log10(measured.rms / (0.5 / std::sqrt(2.0))), 0.0, c.levelDb);
+
+        std::string error;
+        auto source = OpenWavSource(path, &error);
+        ASSERT_TRUE(source) << error;
+        EXPECT_EQ(source->SampleRate(), c.rate);
+        EXPECT_EQ(source->Channels(), channels);
+        EXPECT_EQ(source->TotalFrames(), frames);
+        EXPECT_EQ(source->Length().Milliseconds(), 2000);
+        EXPECT_EQ(source->FormatDescription(), c.description);
+        auto back = ReadAll(*source, 777);  // an odd size crosses every boundary
+        ASSERT_EQ(back.size(), frames * channels);
+        if (gsm) {
+            ToneMeasure ours = MeasureTone(back, 1, c.rate);
+            EXPECT_NEAR(ours.hz, 1000.0, 1.0);
+            EXPECT_NEAR(20 * std::log10(ours.rms / (0.5 / std::sqrt(2.0))), 0.0, 2.0);
+        } else {
+            EXPECT_LE(MaxError(back, tone), c.tolerance);
+        }
+        // Seeking, into the middle of a GSM block too, reads what reading on does.
+        ASSERT_TRUE(source->Seek(4321));
+        std::vector<float> after(100 * channels);
+        ASSERT_EQ(source->Read(after.data(), 100), 100);
+        auto onward = std::vector<float>(back.begin() + 4321 * channels, back.begin() + 4421 * channels);
+        EXPECT_LE(MaxError(after, onward), gsm ? 0.01f : 0.0f);
+        EXPECT_FALSE(source->Seek(frames + 1));
     }
 }
 

@@ -43,6 +43,13 @@ inline LSoundFormat Format(uint16_t tag, uint32_t rate, uint16_t channels, uint1
     return f;
 }
 
+inline float MaxError(const std::vector<float>& a, const std::vector<float>& b) {
+    float worst = 0;
+    for (std::size_t i = 0; i < std::min(a.size(), b.size()); ++i)
+        worst = std::max(worst, std::fabs(a[i] - b[i]));
+    return worst;
+}
+
 // Tag, rate, channels and bits, to compare a format in one line.
 inline std::tuple<int, uint32_t, int, int> Fields(const LSoundFormat& f) {
     return {f.formatTag, f.sampleRate, f.channels, f.bitsPerSample};
