@@ -78,7 +78,8 @@ inline ToolResult RunTool(const std::vector<std::string>& argv, bool mergeErrors
 // Runs a program the test needs and expects it to succeed; its output.
 inline std::string Tool(const std::vector<std::string>& argv, bool mergeErrors = true) {
     ToolResult r = RunTool(argv, mergeErrors);
-    EXPECT_NE(r.status, 127) << argv[0] << " is not installed (scripts/install-deps.sh --with-tests)";
+    EXPECT_NE(r.status, 127) << argv[0]
+                             << " is not installed (scripts/install-deps.sh --with-tests)";
     EXPECT_EQ(r.status, 0) << argv[0] << " failed on " << argv.back() << ": " << r.out;
     return r.out;
 }

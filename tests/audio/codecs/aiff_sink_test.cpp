@@ -26,8 +26,8 @@ std::vector<float> DecodeCompanded(const std::string& path, const TempDir& dir, 
     EXPECT_EQ(b.substr(comm + 26, 4), type);
     size_t data = ssnd + 16 + Be32(b, ssnd + 8);
     EXPECT_TRUE(WriteFile(dir.File("c.raw"), b.substr(data, Be32(b, ssnd + 4) - 8)));
-    std::string raw = Tool({"sox", "-t", "raw", "-e", alaw ? "a-law" : "u-law", "-b", "8", "-c", "2",
-                            "-r", "22050", dir.File("c.raw"), "-t", "f32", "-"},
+    std::string raw = Tool({"sox", "-t", "raw", "-e", alaw ? "a-law" : "u-law", "-b", "8", "-c",
+                            "2", "-r", "22050", dir.File("c.raw"), "-t", "f32", "-"},
                            false);
     std::vector<float> out(raw.size() / sizeof(float));
     std::memcpy(out.data(), raw.data(), out.size() * sizeof(float));
@@ -41,7 +41,7 @@ TEST(AiffSink, EveryEncodingOpensInSoxWithItsTone) {
     struct {
         AiffEncoding encoding;
         const char *form, *bits, *encodingName;  // soxi -b, soxi -e
-        double tolerance;                          // of the peak after the round trip
+        double tolerance;                        // of the peak after the round trip
     } cases[] = {
         {AiffEncoding::Pcm8, "AIFF", "8", "Signed Integer PCM", 0.01},
         {AiffEncoding::Pcm16, "AIFF", "16", "Signed Integer PCM", 1e-4},

@@ -77,9 +77,9 @@ TEST(Crash, KilledWriterLeavesAudioThatDecodesUpToTheKill) {
         uint64_t behind, ahead;  // frames the decoded length may fall short of / exceed the writes
         double ourTolerance;     // between our decoder's length and the outside one's
     } cases[] = {
-        {"killed.flac", 4608 + 4096, 0, 0},  // the encoder holds back a block and a chunk
+        {"killed.flac", 4608 + 4096, 0, 0},    // the encoder holds back a block and a chunk
         {"killed.mp3", 4 * 1152, 1152, 1152},  // LAME's look-ahead of a few MPEG frames
-        {"killed.aiff", 4410, 4410, 0},  // header sizes follow each write
+        {"killed.aiff", 4410, 4410, 0},        // header sizes follow each write
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);

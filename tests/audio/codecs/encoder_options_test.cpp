@@ -1,6 +1,7 @@
+#include "audio/codecs/encoder_options.h"
+
 #include <gtest/gtest.h>
 
-#include "audio/codecs/encoder_options.h"
 #include "audio/codecs/encoder_settings.h"
 #include "audio/output_format.h"
 #include "audio/wav/wav_format_settings.h"
@@ -20,6 +21,14 @@ bool Parse(int format, std::vector<std::string> tail, int* end = nullptr) {
     return ok;
 }
 
+// (CBR, CBR rate, high quality, channel mode, CRC, VBR min, VBR max, VBR quality)
+auto StoredMp3() {
+    Mp3Settings r;
+    LoadMp3Settings(r);
+    return std::make_tuple(r.constantBitRate, r.cbrBitRate, r.highQuality, r.channelMode,
+                           r.errorProtection, r.vbrMinBitRate, r.vbrMaxBitRate, r.vbrQuality);
+}
+
 }  // namespace
 
 TEST(EncoderOptions, Mp3ConstantAndVariableBitRates) {
@@ -27,22 +36,13 @@ TEST(EncoderOptions, Mp3ConstantAndVariableBitRates) {
     int end = 0;
     ASSERT_TRUE(Parse(kFormatMp3, {"-cbr", "-b", "128", "-h", "-m", "j", "-p"}, &end));
     EXPECT_EQ(end, 9);  // left on "-p", the last word taken
-    Mp3Settings r;
-    LoadMp3Settings(r);
-    EXPECT_TRUE(r.constantBitRate);
-    EXPECT_EQ(r.cbrBitRate, 128);
-    EXPECT_TRUE(r.highQuality);
-    EXPECT_EQ(r.channelMode, kMp3Joint);
-    EXPECT_TRUE(r.errorProtection);
+    auto [cbr, rate, high, mode, crc, min, max, quality] = StoredMp3();
+    EXPECT_EQ(std::make_tuple(cbr, rate, high, mode, crc),
+              std::make_tuple(true, 128, true, kMp3Joint, true));
 
+    // Fields not named keep their stored values.
     ASSERT_TRUE(Parse(kFormatMp3, {"-VBR", "-b", "64", "-B", "256", "-q", "2", "-m", "m", "-p"}));
-    LoadMp3Settings(r);
-    EXPECT_FALSE(r.constantBitRate);
-    EXPECT_EQ(r.vbrMinBitRate, 64);
-    EXPECT_EQ(r.vbrMaxBitRate, 256);
-    EXPECT_EQ(r.vbrQuality, 2);
-    EXPECT_EQ(r.channelMode, kMp3Mono);
-    EXPECT_EQ(r.cbrBitRate, 128);  // fields not named keep their stored values
+    EXPECT_EQ(StoredMp3(), std::make_tuple(false, 128, true, kMp3Mono, true, 64, 256, 2));
 }
 
 TEST(EncoderOptions, TruncatedListsStoreNothing) {

@@ -31,7 +31,9 @@ const SinkCase kSinks[] = {
     {"c.flac", [](auto& p, uint8_t ch, auto* e) { return OpenFlacSink(p, {}, 44100, ch, e); }, 8,
      false},
     {"c.aiff",
-     [](auto& p, uint8_t ch, auto* e) { return OpenAiffSink(p, AiffEncoding::Pcm24, 44100, ch, e); },
+     [](auto& p, uint8_t ch, auto* e) {
+         return OpenAiffSink(p, AiffEncoding::Pcm24, 44100, ch, e);
+     },
      64, true},
 };
 
@@ -70,7 +72,8 @@ TEST(SinkContract, DeviceFormatCutBackCloseAndRefusal) {
             std::vector<float> pcm = Decode(path);
             ASSERT_EQ(pcm.size(), kept + 2205);
             float before = 0;
-            for (uint64_t f = kept - 50; f < kept; ++f) before = std::max(before, std::fabs(pcm[f]));
+            for (uint64_t f = kept - 50; f < kept; ++f)
+                before = std::max(before, std::fabs(pcm[f]));
             EXPECT_GT(before, 0.4f) << "the tone up to the cut";
             EXPECT_TRUE(std::all_of(pcm.begin() + kept, pcm.end(), [](float v) { return v == 0; }))
                 << "then the new frames";

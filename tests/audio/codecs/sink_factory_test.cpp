@@ -7,8 +7,8 @@
 #include "audio/codecs/encoder_settings.h"
 #include "audio/output_format.h"
 #include "audio/wav/wav_format_settings.h"
-#include "support/audio_test_util.h"
 #include "settings/settings.h"
+#include "support/audio_test_util.h"
 #include "support/temp_dir.h"
 #include "toolkit/paths.h"
 

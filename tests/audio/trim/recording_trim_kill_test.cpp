@@ -26,7 +26,8 @@ int CountTempFiles(const std::string& folder) {
 
 // Trims `path` in a child process, killed after `killAfter` unless it is zero.
 // Returns the time it ran.
-std::chrono::microseconds TrimInChild(const std::string& path, std::chrono::microseconds killAfter) {
+std::chrono::microseconds TrimInChild(const std::string& path,
+                                      std::chrono::microseconds killAfter) {
     const auto start = std::chrono::steady_clock::now();
     pid_t child = fork();
     if (child == 0) {

@@ -32,9 +32,7 @@ class RecordingTrimTest : public ::testing::Test {
   protected:
     void SetUp() override {
         path_ = dir_.File("take 1.wav");
-        Signal s{2, {}};
-        s.Loud(Ms(1000)).Silent(Ms(1000)).Loud(Ms(1000)).Silent(Ms(2000)).Loud(Ms(300));
-        ASSERT_TRUE(test::WriteRecording(path_, s));
+        ASSERT_TRUE(test::WriteRecording(path_, test::SignalOf("L1000 S1000 L1000 S2000 L300", 2)));
         original_ = test::ReadFile(path_);
     }
     // The recording must be exactly what it was, and alone in its folder.
@@ -73,11 +71,8 @@ TEST_F(RecordingTrimTest, ReplacesTheRecordingOnlyWhenSomethingIsCut) {
 
     Signal trimmed = test::ReadRecording(path_);
     EXPECT_EQ(trimmed.channels, 2u);
-    EXPECT_EQ(test::RunsOf(trimmed.samples, 2, 0.001f), (Runs{{true, Ms(1000)},
-                                                      {false, Ms(400)},
-                                                      {true, Ms(1000)},
-                                                      {false, Ms(400)},
-                                                      {true, Ms(300)}}));
+    EXPECT_EQ(test::RunsOf(trimmed.samples, 2, 0.001f),
+              test::StretchRuns("L1000 S400 L1000 S400 L300"));
     EXPECT_EQ(outcome.framesBefore, Ms(5300));
     EXPECT_EQ(outcome.framesAfter, Ms(3100));
 

@@ -21,6 +21,8 @@ using test::kLoud;
 using test::Ms;
 using test::Runs;
 using test::Signal;
+using test::SignalOf;
+using test::StretchRuns;
 
 struct Trimmed {
     CutList cuts;
@@ -43,59 +45,57 @@ Trimmed Trim(const Signal& signal, const TrimSettings& settings = {},
     return t;
 }
 
-// What is left of each pause, frame for frame.
+// What is left of each pause, frame for frame, read whole or in short pieces.
 TEST(SilenceSearch, PausesComeOutAtTheirNewLength) {
     TrimSettings half;
     half.newFixedLengthMs = 0;
     half.newLengthFractionThousandths = 500;
     TrimSettings capped;  // 400 ms plus ten times the pause: no more than the pause
     capped.newLengthFractionThousandths = 10000;
-    Signal oneChannel{2, {}};
+    Signal oneChannel = SignalOf("L500", 2);
+    for (uint64_t f = 0; f < Ms(1000); ++f)
+        oneChannel.samples.insert(oneChannel.samples.end(), {0.0f, kLoud});
     oneChannel.Loud(Ms(500));
-    for (uint64_t f = 0; f < Ms(1000); ++f) oneChannel.samples.insert(oneChannel.samples.end(), {0.0f, kLoud});
-    oneChannel.Loud(Ms(500));
-    const Signal twoPauses = Signal().Loud(Ms(1000)).Silent(Ms(150)).Loud(Ms(1000)).Silent(Ms(1000)).Loud(Ms(1000));
-    const Signal longStart = Signal().Silent(Ms(2000)).Loud(Ms(500));
-    const Signal longPause = Signal().Loud(Ms(500)).Silent(Ms(2000)).Loud(Ms(500));
     struct {
         const char* what;
         Signal signal;
         TrimSettings settings;
-        Runs runs;
+        const char* runs;
     } cases[] = {
-        {"150 ms stays, 1 s becomes 400 ms", twoPauses, {},
-         {{true, Ms(1000)}, {false, Ms(150)}, {true, Ms(1000)}, {false, Ms(400)}, {true, Ms(1000)}}},
-        {"a short start is committed but capped", Signal().Silent(Ms(150)).Loud(Ms(500)), {},
-         {{false, Ms(150)}, {true, Ms(500)}}},
-        {"2 s at the start become 400 ms", longStart, {}, {{false, Ms(400)}, {true, Ms(500)}}},
+        {"150 ms stays, 1 s becomes 400 ms",
+         SignalOf("L1000 S150 L1000 S1000 L1000"),
+         {},
+         "L1000 S150 L1000 S400 L1000"},
+        {"a short start is committed but capped", SignalOf("S150 L500"), {}, "S150 L500"},
+        {"2 s at the start become 400 ms", SignalOf("S2000 L500"), {}, "S400 L500"},
         // The frame past the end counts in the region's length.
-        {"the end", Signal().Loud(Ms(500)).Silent(Ms(1000)), {},
-         {{true, Ms(500)}, {false, Ms(400) - 1}}},
-        {"a short end is committed but capped", Signal().Loud(Ms(500)).Silent(Ms(100)), {},
-         {{true, Ms(500)}, {false, Ms(100)}}},
-        {"half the length", longPause, half, {{true, Ms(500)}, {false, Ms(1000)}, {true, Ms(500)}}},
-        {"fixed and fraction capped", longPause, capped,
-         {{true, Ms(500)}, {false, Ms(2000)}, {true, Ms(500)}}},
-        {"one loud channel makes the frame loud", oneChannel, {}, {{true, Ms(2000)}}},
-        {"nothing at all", Signal(), {}, {}},
-        {"pauses at both ends and a tiny sound", Signal().Silent(Ms(700)).Loud(Ms(300)).Silent(Ms(900)).Loud(Ms(20)).Silent(Ms(400)), {},
-         {{false, Ms(400)}, {true, Ms(300)}, {false, Ms(400)}, {true, Ms(20)}, {false, Ms(400) - 1}}},
+        {"the end", SignalOf("L500 S1000"), {}, "L500 S400-1"},
+        {"a short end is committed but capped", SignalOf("L500 S100"), {}, "L500 S100"},
+        {"half the length", SignalOf("L500 S2000 L500"), half, "L500 S1000 L500"},
+        {"fixed and fraction capped", SignalOf("L500 S2000 L500"), capped, "L500 S2000 L500"},
+        {"one loud channel makes the frame loud", oneChannel, {}, "L2000"},
+        {"nothing at all", Signal(), {}, ""},
+        {"pauses at both ends and a tiny sound",
+         SignalOf("S700 L300 S900 L20 S400"),
+         {},
+         "S400 L300 S400 L20 S400-1"},
     };
     for (const auto& c : cases) {
-        EXPECT_EQ(Trim(c.signal, c.settings).runs, c.runs) << c.what;
+        EXPECT_EQ(Trim(c.signal, c.settings).runs, StretchRuns(c.runs)) << c.what;
         auto dribbling = std::make_shared<test::MemorySource>(c.signal);
         dribbling->maxFramesPerRead = 1151;  // an MP3 decoder's frame, roughly
-        EXPECT_EQ(Trim(c.signal, c.settings, dribbling).runs, c.runs) << c.what << ", short reads";
+        EXPECT_EQ(Trim(c.signal, c.settings, dribbling).runs, StretchRuns(c.runs))
+            << c.what << ", short reads";
     }
 
     // Where the cuts fall: in the middle of a pause, 200 ms kept on either side.
-    Trimmed t = Trim(twoPauses);
+    Trimmed t = Trim(cases[0].signal);
     const uint64_t pause = Ms(2150);
     EXPECT_EQ(t.cuts.regions, (std::vector<SilentRegion>{{pause, pause + Ms(1000), Ms(400)}}));
     ASSERT_EQ(t.kept.size(), 2u);
     EXPECT_EQ(t.kept[0].sourceEnd, pause + Ms(200));
     EXPECT_EQ(t.kept[1].sourceStart, pause + Ms(800));
-    t = Trim(longStart);
+    t = Trim(cases[2].signal);
     ASSERT_EQ(t.kept.size(), 2u);
     EXPECT_EQ(t.kept[0].sourceEnd, Ms(200));
     EXPECT_EQ(t.kept[1].sourceStart, Ms(1800));
@@ -131,8 +131,7 @@ TEST(SilenceSearch, StartAndEndOnly) {
     TrimSettings settings;
     settings.startAndEndOnly = true;
     settings.thresholdIsAbsolute = true;  // no peak pass reading the whole file
-    Signal s;
-    s.Silent(Ms(1000)).Loud(Ms(1000)).Silent(Ms(1000));
+    Signal s = SignalOf("S1000 L1000 S1000");
     for (int i = 0; i < 20; ++i) s.Loud(Ms(1000)).Silent(Ms(1000));  // long interior
     s.Silent(Ms(1000));
     const uint64_t total = s.Frames();
@@ -161,9 +160,7 @@ TEST(SilenceSearch, StartAndEndOnly) {
     }
 
     // All silent: one region to the end, no backward scan needed.
-    Signal silent;
-    silent.Silent(Ms(3000));
-    t = Trim(silent, settings);
+    t = Trim(SignalOf("S3000"), settings);
     ASSERT_EQ(t.cuts.regions.size(), 1u);
     EXPECT_EQ(t.cuts.regions[0], (SilentRegion{0, Ms(3000) + 1, Ms(400)}));
 }
@@ -217,8 +214,7 @@ TEST(SilenceSearch, EachPassCanBeCancelled) {
 }
 
 TEST(SilenceSearch, BrokenSourcesFail) {
-    Signal s;
-    s.Loud(Ms(500)).Silent(Ms(1000)).Loud(Ms(500));
+    const Signal s = SignalOf("L500 S1000 L500");
     std::string error;
     CutList cuts;
     test::MemorySource failing(s);
@@ -236,8 +232,7 @@ TEST(SilenceSearch, BrokenSourcesFail) {
 }
 
 TEST(SilenceSearch, RemovalRefusesACutListThatDoesNotFit) {
-    Signal s;
-    s.Loud(Ms(3000));
+    const Signal s = SignalOf("L3000");
     auto source = std::make_shared<test::MemorySource>(s);
     std::string error;
     for (CutList bad : {CutList{{{Ms(2000), Ms(2500), 0}, {Ms(1000), Ms(1500), 0}}, s.Frames()},

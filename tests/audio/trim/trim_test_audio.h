@@ -5,9 +5,10 @@
 
 #include <algorithm>
 #include <cmath>
-#include <filesystem>
 #include <cstring>
+#include <filesystem>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -54,6 +55,22 @@ inline Runs RunsOf(const std::vector<float>& samples, unsigned channels, float t
         ++runs.back().second;
     }
     return runs;
+}
+
+// Stretches written as text, "L500 S1000": loud or silent, in milliseconds
+// ("S400-1" is one frame short of 400 ms).
+inline Runs StretchRuns(const std::string& text) {
+    Runs runs;
+    std::istringstream in(text);
+    for (std::string w; in >> w;)
+        runs.push_back({w[0] == 'L', Ms(std::stoull(w.substr(1))) - (w.ends_with("-1") ? 1 : 0)});
+    return runs;
+}
+
+inline Signal SignalOf(const std::string& text, unsigned channels = 1) {
+    Signal s{channels, {}};
+    for (auto [loud, frames] : StretchRuns(text)) s.Add(frames, loud ? kLoud : 0.0f);
+    return s;
 }
 
 class MemorySource : public LSoundSourceBase {

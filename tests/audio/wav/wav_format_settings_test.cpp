@@ -1,10 +1,11 @@
-// The chosen WAV format: WavCodec.wff and the "WavSettings" override keys. A
-// damaged record must fall back to the automatic format and say so in the log.
+// A damaged WavCodec.wff must fall back to the automatic format and say so in
+// the log. (The record and its override keys are checked with the presets.)
+
+#include "audio/wav/wav_format_settings.h"
 
 #include <gtest/gtest.h>
 #include <unistd.h>
 
-#include "audio/wav/wav_format_settings.h"
 #include "settings/settings.h"
 #include "toolkit/log.h"
 #include "toolkit/paths.h"
@@ -31,26 +32,4 @@ TEST(WavFormatSettings, DamagedRecordFallsBackWithALogLine) {
         std::string log = ReadFile(ErrorLogPath());
         EXPECT_NE(log.find("WavCodec.wff"), std::string::npos) << "no log line: " << log;
     }
-}
-
-TEST(WavFormatSettings, StoredRecordAndOverrideKeys) {
-    DeleteSettingTree("WavSettings");
-    LSoundFormat alaw;
-    ASSERT_TRUE(MakeWavFormat(6, 8000, 1, 8, alaw));
-    ASSERT_TRUE(SaveWavFormat(alaw));
-    EXPECT_EQ(Fields(LoadWavFormat()), std::make_tuple(6, 8000u, 1, 8));
-    SetSettingBool("WavSettings", "FormatAuto", true);
-    EXPECT_EQ(Fields(LoadWavFormat()), std::make_tuple(1, 8000u, 1, 8));
-    for (const char* key : {"SampleRateAuto", "BPSAuto", "ChansAuto"})
-        SetSettingBool("WavSettings", key, true);
-    EXPECT_EQ(Fields(LoadWavFormat()), kAutomatic);
-    DeleteSettingTree("WavSettings");
-
-    // GSM's 0 bits turned to PCM by FormatAuto become 16 bits.
-    LSoundFormat gsm;
-    ASSERT_TRUE(MakeWavFormat(49, 8000, 1, 0, gsm));
-    ASSERT_TRUE(SaveWavFormat(gsm));
-    SetSettingBool("WavSettings", "FormatAuto", true);
-    EXPECT_EQ(Fields(LoadWavFormat()), std::make_tuple(1, 8000u, 1, 16));
-    DeleteSettingTree("WavSettings");
 }

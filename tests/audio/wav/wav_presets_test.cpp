@@ -1,10 +1,11 @@
 // The "Wave Encoder Options" logic without the window: presets derived from the
 // controls, the controls a preset sets, and what OK stores.
 
+#include "audio/wav/wav_presets.h"
+
 #include <gtest/gtest.h>
 
 #include "audio/wav/wav_format_settings.h"
-#include "audio/wav/wav_presets.h"
 #include "settings/settings.h"
 #include "wav_test_util.h"
 
@@ -29,7 +30,8 @@ TEST(WavPresets, ListsInOrder) {
     const char* expected[] = {"Auto (Preserves Original Format)", "Custom",
                               "High Quality (CD/DVD Quality)", "Medium Quality (AM Radio Quality)",
                               "Low Quality (Telephone Quality)"};
-    for (int i = 0; i < kWavPresetCount; ++i) EXPECT_STREQ(WavPresetName(WavPreset(i)), expected[i]);
+    for (int i = 0; i < kWavPresetCount; ++i)
+        EXPECT_STREQ(WavPresetName(WavPreset(i)), expected[i]);
     const uint16_t tags[] = {1, 49, 6, 7};
     for (int i = 0; i < kWavEncodingCount; ++i) EXPECT_EQ(WavEncodingAt(i).tag, tags[i]);
     EXPECT_STREQ(WavEncodingAt(2).name, "A-LAW");
@@ -90,7 +92,7 @@ TEST(WavPresets, ControlsFollowTheEncoding) {
 
     c.codecIndex = 0;  // back to PCM: 8 bits are offered, so they stay
     EXPECT_EQ(ConformWavChoice(c).bits, 8);
-    EXPECT_EQ(ConformWavChoice(Fixed(0, 2, 8000, 0)).bits, 16);  // from GSM's none
+    EXPECT_EQ(ConformWavChoice(Fixed(0, 2, 8000, 0)).bits, 16);               // from GSM's none
     EXPECT_EQ(ConformWavChoice(Fixed(9, 7, 0, 16)), Fixed(0, 2, 44100, 16));  // junk repaired
 }
 
@@ -100,7 +102,8 @@ TEST(WavPresets, OkStoresKeysAndRecord) {
     DeleteSettingTree(s);
     SetSettingBool(s, kWavBpsAutoKey, false);
     auto keys = [s] {
-        return std::make_tuple(GetSettingInt(s, "Preset", -1), GetSettingBool(s, kWavFormatAutoKey, false),
+        return std::make_tuple(GetSettingInt(s, "Preset", -1),
+                               GetSettingBool(s, kWavFormatAutoKey, false),
                                GetSettingBool(s, kWavSampleRateAutoKey, false),
                                GetSettingBool(s, kWavChansAutoKey, false));
     };
@@ -132,6 +135,9 @@ TEST(WavPresets, OkStoresKeysAndRecord) {
     EXPECT_EQ(Fields(f), std::make_tuple(49, 8000u, 1, 0));
     EXPECT_EQ(f.blockAlign, 65);
     EXPECT_EQ(LoadWavEncoderChoice(), ConformWavChoice(gsm));
+    // FormatAuto alone turns the record into PCM; GSM's 0 bits become 16.
+    SetSettingBool(s, kWavFormatAutoKey, true);
+    EXPECT_EQ(Fields(LoadWavFormat()), std::make_tuple(1, 8000u, 1, 16));
 
     // Low: the record takes the preset's values, every automatic key cleared.
     ASSERT_TRUE(SaveWavEncoderChoice(WavPreset::Low, ApplyWavPreset(WavPreset::Low, gsm)));

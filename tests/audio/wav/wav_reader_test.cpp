@@ -2,12 +2,13 @@
 // damaged input (which must give an error, not a crash). The files of every
 // codec are read back in wav_sox_test.cpp.
 
+#include "audio/wav/wav_reader.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <random>
 
-#include "audio/wav/wav_reader.h"
 #include "wav_test_util.h"
 
 using namespace vocarta;
@@ -39,11 +40,13 @@ TEST(WavReader, EightAndSixteenBitSurviveReadAndRewriteUnchanged) {
     const std::string fmt8 = FromHex("01000100 401f0000 401f0000 01000800");
     const std::string fmt16 = FromHex("01000100 401f0000 803e0000 02001000");
     for (auto [fmt, data, bits] : {std::tuple{fmt8, data8, 8}, std::tuple{fmt16, data16, 16}}) {
-        ASSERT_TRUE(WriteFile(dir.File("in.wav"), WavFile({Chunk("fmt ", fmt), Chunk("data", data)})));
+        ASSERT_TRUE(
+            WriteFile(dir.File("in.wav"), WavFile({Chunk("fmt ", fmt), Chunk("data", data)})));
         std::string error;
         auto source = OpenWavSource(dir.File("in.wav"), &error);
         ASSERT_TRUE(source) << error;
-        ASSERT_TRUE(WriteWav(dir.File("out.wav"), Format(1, 8000, 1, uint16_t(bits)), ReadAll(*source)));
+        ASSERT_TRUE(
+            WriteWav(dir.File("out.wav"), Format(1, 8000, 1, uint16_t(bits)), ReadAll(*source)));
         EXPECT_TRUE(ReadFile(dir.File("out.wav")).substr(46) == data) << bits << " bits changed";
     }
 }
@@ -82,11 +85,13 @@ TEST(WavReader, OrdinaryFilesFromElsewhere) {
     std::string error;
     // Extensible 24-bit stereo PCM with a LIST chunk before the data and an odd
     // "junk" chunk that carries a pad byte.
-    std::string ext = FromHex("feff0200 80bb0000 00650400 06001800 1600 1800 03000000"
-                              "01000000 00001000 800000aa 00389b71");
+    std::string ext = FromHex(
+        "feff0200 80bb0000 00650400 06001800 1600 1800 03000000"
+        "01000000 00001000 800000aa 00389b71");
     std::string samples = FromHex("00004000 00c0ffff 7f000080");  // 0.5 -0.5 / 1.0 -1.0
-    std::string file = WavFile({Chunk("fmt ", ext), Chunk("LIST", std::string("INFOISFT\x04\0\0\0abc\0", 16)),
-                                Chunk("junk", "odd"), Chunk("data", samples)});
+    std::string file =
+        WavFile({Chunk("fmt ", ext), Chunk("LIST", std::string("INFOISFT\x04\0\0\0abc\0", 16)),
+                 Chunk("junk", "odd"), Chunk("data", samples)});
     ASSERT_TRUE(WriteFile(dir.File("e.wav"), file));
     auto source = OpenWavSource(dir.File("e.wav"), &error);
     ASSERT_TRUE(source) << error;
@@ -97,10 +102,12 @@ TEST(WavReader, OrdinaryFilesFromElsewhere) {
     EXPECT_LE(MaxError(back, {0.5f, -0.5f, 1.0f, -1.0f}), 1e-6f);
 
     // Extensible float, 64-bit doubles.
-    std::string ext64 = FromHex("feff0100 44ac0000 20620500 08004000 1600 4000 04000000"
-                                "03000000 00001000 800000aa 00389b71");
+    std::string ext64 = FromHex(
+        "feff0100 44ac0000 20620500 08004000 1600 4000 04000000"
+        "03000000 00001000 800000aa 00389b71");
     std::string doubles = FromHex("00000000 0000e03f 00000000 0000e0bf");  // 0.5, -0.5
-    ASSERT_TRUE(WriteFile(dir.File("d.wav"), WavFile({Chunk("fmt ", ext64), Chunk("data", doubles)})));
+    ASSERT_TRUE(
+        WriteFile(dir.File("d.wav"), WavFile({Chunk("fmt ", ext64), Chunk("data", doubles)})));
     source = OpenWavSource(dir.File("d.wav"), &error);
     ASSERT_TRUE(source) << error;
     EXPECT_EQ(ReadAll(*source), (std::vector<float>{0.5f, -0.5f}));
@@ -126,17 +133,20 @@ TEST(WavReader, DamagedFilesGiveErrors) {
         {"text", "hello, this is not audio at all", "not a WAV file"},
         {"no format", WavFile({Chunk("data", "abcd")}), "before its format"},
         {"no data", WavFile({Chunk("fmt ", fmt16)}), "no audio data"},
-        {"short format", WavFile({Chunk("fmt ", std::string("\x01\0\x01\0", 4)), Chunk("data", "ab")}),
+        {"short format",
+         WavFile({Chunk("fmt ", std::string("\x01\0\x01\0", 4)), Chunk("data", "ab")}),
          "too short"},
-        {"no channels", WavFile({Chunk("fmt ", FromHex("01000000 401f0000 803e0000 02001000")),
-                                 Chunk("data", "ab")}),
+        {"no channels",
+         WavFile(
+             {Chunk("fmt ", FromHex("01000000 401f0000 803e0000 02001000")), Chunk("data", "ab")}),
          "0 channels"},
         {"zero block align",
-         WavFile({Chunk("fmt ", FromHex("01000100 401f0000 803e0000 00001000")),
-                  Chunk("data", "ab")}),
+         WavFile(
+             {Chunk("fmt ", FromHex("01000100 401f0000 803e0000 00001000")), Chunk("data", "ab")}),
          "inconsistent"},
-        {"ADPCM", WavFile({Chunk("fmt ", FromHex("02000100 401f0000 803e0000 00010400")),
-                           Chunk("data", "ab")}),
+        {"ADPCM",
+         WavFile(
+             {Chunk("fmt ", FromHex("02000100 401f0000 803e0000 00010400")), Chunk("data", "ab")}),
          "Microsoft ADPCM Format"},
     };
     for (const auto& c : cases) {
@@ -155,10 +165,11 @@ TEST(WavReader, DamagedFilesGiveErrors) {
 TEST(WavReader, SurvivesTruncationAndFlippedBytes) {
     TempDir dir;
     std::vector<std::string> originals;
-    for (auto [tag, channels, bits] : {std::tuple{1, 2, 16}, std::tuple{1, 1, 8},
-                                       std::tuple{1, 2, 24}, std::tuple{3, 1, 32},
-                                       std::tuple{6, 1, 8}, std::tuple{49, 1, 0}}) {
-        ASSERT_TRUE(WriteWav(dir.File("o.wav"), Format(uint16_t(tag), 8000, uint16_t(channels), uint16_t(bits)),
+    for (auto [tag, channels, bits] :
+         {std::tuple{1, 2, 16}, std::tuple{1, 1, 8}, std::tuple{1, 2, 24}, std::tuple{3, 1, 32},
+          std::tuple{6, 1, 8}, std::tuple{49, 1, 0}}) {
+        ASSERT_TRUE(WriteWav(dir.File("o.wav"),
+                             Format(uint16_t(tag), 8000, uint16_t(channels), uint16_t(bits)),
                              Tone(300, 0.7, 8000, channels, 700)));
         originals.push_back(ReadFile(dir.File("o.wav")));
     }
@@ -170,7 +181,8 @@ TEST(WavReader, SurvivesTruncationAndFlippedBytes) {
         int flips = int(random() % 6);
         for (int i = 0; i < flips && !bytes.empty(); ++i) {
             // Mostly in the header, where the structure lives.
-            std::size_t at = random() % std::min<std::size_t>(bytes.size(), random() % 2 ? 64 : bytes.size());
+            std::size_t at =
+                random() % std::min<std::size_t>(bytes.size(), random() % 2 ? 64 : bytes.size());
             bytes[at] = char(random());
         }
         ASSERT_TRUE(WriteFile(dir.File("f.wav"), bytes));

@@ -29,27 +29,43 @@ TEST(WavSinkHeader, HeadersSamplesAndPadByte) {
          "02001000 00006461 74611400 0000",
          "00000000 00000000 00000000 00000000 00000000"},
         // 8 bits: truncate(x*127+128); odd data gets a zero pad byte.
-        {Format(1, 8000, 1, 8), {1.0f, -1.0f, 0.0f}, 46, 50,
+        {Format(1, 8000, 1, 8),
+         {1.0f, -1.0f, 0.0f},
+         46,
+         50,
          "52494646 29000000 57415645 666d7420 12000000 01000100 401f0000 401f0000 "
          "01000800 00006461 74610300 0000",
          "ff018000"},
         // 24 bits packed in three bytes: 0.5 -> 0x40000000 -> 00 00 40; 1.0 -> 7fffffff.
-        {Format(1, 48000, 2, 24), {0.5f, -0.5f, 0.0f, 1.0f}, 46, 58,
+        {Format(1, 48000, 2, 24),
+         {0.5f, -0.5f, 0.0f, 1.0f},
+         46,
+         58,
          "52494646 32000000 57415645 666d7420 12000000 01000200 80bb0000 00650400 "
          "06001800 00006461 74610c00 0000",
          "00004000 00c00000 00ffff7f"},
-        {Format(1, 44100, 2, 32), {1.0f, -1.0f}, 46, 54,
+        {Format(1, 44100, 2, 32),
+         {1.0f, -1.0f},
+         46,
+         54,
          "52494646 2e000000 57415645 666d7420 12000000 01000200 44ac0000 20620500 "
          "08002000 00006461 74610800 0000",
          "ffffff7f 01000080"},
         // Float: tag 3, samples copied as they are.
-        {Format(3, 22050, 1, 32), {0.25f, -2.0f}, 46, 54,
+        {Format(3, 22050, 1, 32),
+         {0.25f, -2.0f},
+         46,
+         54,
          "52494646 2e000000 57415645 666d7420 12000000 03000100 22560000 88580100 "
          "04002000 00006461 74610800 0000",
          "0000803e 000000c0"},
         // 16 bits: ±1 -> ±32767, ±0.25 round away from zero to ±8192, beyond ±1
         // saturates instead of wrapping, NaN is silence.
-        {Format(1, 8000, 1, 16), {1.0f, -1.0f, 0.25f, -0.25f, 1.5f, -1.5f, 40.0f, nan}, 46, 62, "",
+        {Format(1, 8000, 1, 16),
+         {1.0f, -1.0f, 0.25f, -0.25f, 1.5f, -1.5f, 40.0f, nan},
+         46,
+         62,
+         "",
          "ff7f0180 002000e0 ff7f0080 ff7f0000"},
         {Format(1, 8000, 1, 8), {0.5f, -0.5f, 3.0f, -3.0f}, 46, 50, "", "bf40ff00"},
         {Format(1, 8000, 1, 32), {1.5f, -1.5f}, 46, 54, "", "ffffff7f 00000080"},
@@ -69,7 +85,8 @@ TEST(WavSinkHeader, HeadersSamplesAndPadByte) {
          ""},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(std::to_string(c.format.formatTag) + " " + std::to_string(c.format.bitsPerSample));
+        SCOPED_TRACE(std::to_string(c.format.formatTag) + " " +
+                     std::to_string(c.format.bitsPerSample));
         ASSERT_TRUE(WriteWav(dir.File("f.wav"), c.format, c.samples));
         std::string f = ReadFile(dir.File("f.wav"));
         ASSERT_EQ(f.size(), c.fileSize);

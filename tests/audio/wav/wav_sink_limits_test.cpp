@@ -27,7 +27,8 @@ constexpr uint64_t kNextChunkFrames = 0xFFFFFFF0ull / 4;
 // Frames whose every sample is different, so a misplaced byte shows.
 std::vector<float> Pattern(uint64_t frames, int seed) {
     std::vector<float> v(frames * 2);
-    for (std::size_t i = 0; i < v.size(); ++i) v[i] = float((int(i) * 37 + seed * 1001) % 60000 - 30000) / 32767.0f;
+    for (std::size_t i = 0; i < v.size(); ++i)
+        v[i] = float((int(i) * 37 + seed * 1001) % 60000 - 30000) / 32767.0f;
     return v;
 }
 
@@ -41,7 +42,8 @@ std::vector<float> ReadAt(LSoundSourceBase& source, uint64_t frame, uint64_t fra
 std::string BytesAt(const std::string& path, uint64_t offset, int64_t size) {
     LFile file;
     std::string out(size_t(size), '\0');
-    if (!file.Open(path, LFile::Mode::Read) || file.ReadAt(int64_t(offset), out.data(), size) != size)
+    if (!file.Open(path, LFile::Mode::Read) ||
+        file.ReadAt(int64_t(offset), out.data(), size) != size)
         return "(unreadable)";
     return ToHex(out);
 }
@@ -70,7 +72,10 @@ TEST(WavSinkLimits, SparseFileBeyondFourGigabytes) {
         ASSERT_EQ(sink->Write(c.data(), 1000), 1000);
         EXPECT_EQ(sink->FramesWritten(), total);
         EXPECT_EQ(sink->Position().Milliseconds(), int64_t(total * 1000 / 8000));
-        if (finish) ASSERT_TRUE(sink->Close()); else sink->Abort();
+        if (finish)
+            ASSERT_TRUE(sink->Close());
+        else
+            sink->Abort();
 
         struct stat st;
         ASSERT_EQ(stat(path.c_str(), &st), 0);
@@ -104,8 +109,9 @@ TEST(WavSinkLimits, TruncateAcrossAChunkBoundary) {
     auto sink = std::make_shared<wav::WavPcmSink>(path, 8000, 2, wav::WavPcmSink::Width::S16);
     ASSERT_TRUE(sink->Open());
     auto b = Pattern(1000, 4);
-    ASSERT_EQ(sink->SkipSilentFramesSparse(kFirstChunkFrames - 10), int64_t(kFirstChunkFrames - 10));
-    ASSERT_EQ(sink->Write(b.data(), 1000), 1000);  // 990 frames into the second chunk
+    ASSERT_EQ(sink->SkipSilentFramesSparse(kFirstChunkFrames - 10),
+              int64_t(kFirstChunkFrames - 10));
+    ASSERT_EQ(sink->Write(b.data(), 1000), 1000);           // 990 frames into the second chunk
     ASSERT_TRUE(sink->TruncateToFrame(kFirstChunkFrames));  // exactly the first chunk
     EXPECT_EQ(LFile::GetFileSizeBytes64(path), int64_t(46 + 0xFFFFFFD8ull));
     ASSERT_EQ(sink->Write(b.data(), 3), 3);  // opens the second chunk again
@@ -142,7 +148,8 @@ TEST(WavSinkLimits, ShortWriteIsReportedAndTheFileStaysValid) {
         getrlimit(RLIMIT_FSIZE, &old);
         lower = {1001, old.rlim_max};
         setrlimit(RLIMIT_FSIZE, &lower);  // a refused write then fails with EFBIG
-        for (int writes = 0; writes < 1000 && (result = sink->Write(tone.data(), 300)) > 0;) ++writes;
+        for (int writes = 0; writes < 1000 && (result = sink->Write(tone.data(), 300)) > 0;)
+            ++writes;
         setrlimit(RLIMIT_FSIZE, &old);
         ASSERT_LT(result, 0) << "the limit never stopped the sink";
         EXPECT_NE(sink->LastError().find("File too large"), std::string::npos) << sink->LastError();

@@ -33,8 +33,10 @@ TEST(WavCodecs, EachCodecReadsBackInSoxAndInOurReader) {
         {1, 2, 32, 96000, 0.01, 1e-6f, "Signed Integer PCM",
          "Microsoft PCM Format, 32 bit, 96000 Hz, Stereo"},
         {3, 2, 32, 44100, 0.01, 0, "Floating Point PCM", "IEEE Float, 32 bit, 44100 Hz, Stereo"},
-        {6, 2, 8, 8000, 0.1, 0.02f, "A-law", "Microsoft ALAW (CCITT A-Law), 8 bit, 8000 Hz, Stereo"},
-        {7, 1, 8, 22050, 0.1, 0.02f, "u-law", "Microsoft MULAW (CCITT u-Law), 8 bit, 22050 Hz, Mono"},
+        {6, 2, 8, 8000, 0.1, 0.02f, "A-law",
+         "Microsoft ALAW (CCITT A-Law), 8 bit, 8000 Hz, Stereo"},
+        {7, 1, 8, 22050, 0.1, 0.02f, "u-law",
+         "Microsoft MULAW (CCITT u-Law), 8 bit, 22050 Hz, Mono"},
         // Stereo in, mixed down to one channel; 16000 frames are 50 blocks exactly.
         {49, 2, 0, 8000, 1.5, 0, "GSM", "Microsoft GSM 6.10, 8000 Hz, Mono"},
     };
@@ -77,7 +79,8 @@ TEST(WavCodecs, EachCodecReadsBackInSoxAndInOurReader) {
         ASSERT_TRUE(source->Seek(4321));
         std::vector<float> after(100 * channels);
         ASSERT_EQ(source->Read(after.data(), 100), 100);
-        auto onward = std::vector<float>(back.begin() + 4321 * channels, back.begin() + 4421 * channels);
+        auto onward =
+            std::vector<float>(back.begin() + 4321 * channels, back.begin() + 4421 * channels);
         EXPECT_LE(MaxError(after, onward), gsm ? 0.01f : 0.0f);
         EXPECT_FALSE(source->Seek(frames + 1));
     }
@@ -86,7 +89,8 @@ TEST(WavCodecs, EachCodecReadsBackInSoxAndInOurReader) {
 TEST(WavSox, G711MatchesSoxOnEverySample) {
     TempDir dir;
     std::string linear;
-    for (int v = -32768; v < 32768; ++v) linear += std::string{char(v & 0xFF), char((v >> 8) & 0xFF)};
+    for (int v = -32768; v < 32768; ++v)
+        linear += std::string{char(v & 0xFF), char((v >> 8) & 0xFF)};
     ASSERT_TRUE(WriteFile(dir.File("all.raw"), linear));
     std::string codes;
     for (int c = 0; c < 256; ++c) codes += char(c);
@@ -94,8 +98,26 @@ TEST(WavSox, G711MatchesSoxOnEverySample) {
     for (bool mu : {false, true}) {
         SCOPED_TRACE(mu ? "mu-law" : "A-law");
         const std::string encoding = mu ? "mu-law" : "a-law";
-        Tool({"sox", "-D", "-t", "raw", "-r", "8000", "-e", "signed", "-b", "16", "-c", "1",
-              dir.File("all.raw"), "-t", "raw", "-e", encoding, "-b", "8", dir.File("enc.raw")});
+        Tool({"sox",
+              "-D",
+              "-t",
+              "raw",
+              "-r",
+              "8000",
+              "-e",
+              "signed",
+              "-b",
+              "16",
+              "-c",
+              "1",
+              dir.File("all.raw"),
+              "-t",
+              "raw",
+              "-e",
+              encoding,
+              "-b",
+              "8",
+              dir.File("enc.raw")});
         std::string sox = ReadFile(dir.File("enc.raw"));
         ASSERT_EQ(sox.size(), 65536u);
         // G.711 codes 13-bit (A-law) or 14-bit (µ-law) samples. On inputs that
