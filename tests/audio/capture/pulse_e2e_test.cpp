@@ -14,6 +14,7 @@
 #include "audio/sound_format.h"
 #include "audio/wav/wav_sink.h"
 #include "memory_sink.h"
+#include "sim_recorder_fixture.h"
 #include "support/audio_test_util.h"
 #include "support/pulse_daemon.h"
 #include "support/temp_dir.h"
@@ -21,15 +22,17 @@
 namespace vocarta::test {
 namespace {
 
-struct Notes : LSoundRecorderNotify {
-    int finished = -1;
-    LLevels levels;
-    int levelUpdates = 0;
-    void OnLevelsUpdate(const LLevels& l, int64_t) override {
-        levels = l;
-        ++levelUpdates;
-    }
-    void OnFinished(int32_t result, int64_t) override { finished = result; }
+using namespace std::chrono_literals;
+
+// One recording of a test: from which source and channel, with or without
+// voice activation, while `during` runs; it stops when `until` holds.
+struct Take {
+    std::string source;
+    int channel = -1;
+    std::optional<int> voice;
+    int64_t silenceMs = 216000000;
+    std::function<void()> during;
+    std::function<bool(LSoundRecorder&)> until;
 };
 
 class PulseEndToEnd : public ::testing::Test {
@@ -62,40 +65,39 @@ class PulseEndToEnd : public ::testing::Test {
         delete dir_;
     }
 
-    // Records from `source` into a 48 kHz stereo 16-bit WAV file, polling like
-    // the user interface does, while `during` runs on another thread; stops
-    // when `until` holds (after `during` has ended), 20 s at most.
-    std::string Record(const std::string& file, const std::string& source, int channel,
-                       std::optional<LdBLevel> voice, LSoundTime silence,
-                       const std::function<void()>& during,
-                       const std::function<bool(LSoundRecorder&)>& until, Notes& notes) {
-        int index = LSoundDeviceList::QueryInputs().IndexOfName(source);
-        EXPECT_GE(index, 0) << source;
+    // Records into a 48 kHz stereo 16-bit WAV file, polling like the user
+    // interface does, while `during` runs on another thread; stops when `until`
+    // holds (after `during` has ended), 20 s at most.
+    std::string Record(const std::string& file, const Take& take) {
+        int index = LSoundDeviceList::QueryInputs().IndexOfName(take.source);
+        EXPECT_GE(index, 0) << take.source;
         std::string path = dir_->File(file), error;
         auto sink = OpenWavSink(path, LSoundFormat(48000, 2, 16), &error);
         EXPECT_TRUE(sink) << error;
+        std::optional<LdBLevel> voice;
+        if (take.voice) voice = LdBLevel(*take.voice);
         auto recorder = CreateSoundRecorder();
-        EXPECT_TRUE(recorder->Start(LSoundRecordDevice{index, channel, 0}, LSoundSink(sink), &notes,
-                                    0, voice, voice.value_or(LdBLevel(-127)), LSoundTime(0),
-                                    silence, 0))
+        EXPECT_TRUE(recorder->Start(LSoundRecordDevice{index, take.channel, 0}, LSoundSink(sink),
+                                    &events_, 0, voice, voice.value_or(LdBLevel(-127)),
+                                    LSoundTime(0), LSoundTime(take.silenceMs), 0))
             << recorder->LastErrorText();
         std::atomic<bool> done{false};
         std::thread side([&] {
-            if (during) during();
+            if (take.during) take.during();
             done = true;
         });
         auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-        while (!(done && until(*recorder)) && std::chrono::steady_clock::now() < deadline) {
+        while (!(done && (!take.until || take.until(*recorder))) &&
+               std::chrono::steady_clock::now() < deadline) {
             recorder->Poll();
             std::this_thread::sleep_for(std::chrono::milliseconds(20));
         }
         side.join();
         recorder->Poll();
-        if (notes.finished < 0) recorder->Stop();
+        if (events_.finishedResult < 0) recorder->Stop();
         sink->Close();
         return path;
     }
-    static bool Now(LSoundRecorder&) { return true; }
     // A 48 kHz stereo WAV of `parts` (seconds, amplitude, left Hz, right Hz),
     // after 1 s of silence: a stream that starts into a running null sink may lose
     // its first moments to the sink's rewind, so the sound must not start at once.
@@ -124,6 +126,7 @@ class PulseEndToEnd : public ::testing::Test {
         return peak;
     }
 
+    RecordedEvents events_;
     static TempDir* dir_;
     static PulseDaemon* pulse_;
 };
@@ -181,12 +184,11 @@ TEST_F(PulseEndToEnd, NoServerGivesAClearErrorAndExitStatus) {
 }
 
 TEST_F(PulseEndToEnd, SineComesBackAt440HzAtTheLevelMetered) {
-    Notes notes;
     // The sine source hands over its sound in blocks of about 2 s, so the clock
     // moves in steps: record until 3 s are in the file.
-    std::string path = Record(
-        "sine.wav", "sine", -1, std::nullopt, LSoundTime(216000000), nullptr,
-        [](LSoundRecorder& r) { return r.Position().Milliseconds() >= 3000; }, notes);
+    std::string path = Record("sine.wav", {.source = "sine", .until = [](LSoundRecorder& r) {
+                                               return r.Position().Milliseconds() >= 3000;
+                                           }});
     double seconds = std::atof(Soxi("-D", path).c_str());
     EXPECT_GE(seconds, 3.0);
     EXPECT_LE(seconds, 4.5);
@@ -194,25 +196,22 @@ TEST_F(PulseEndToEnd, SineComesBackAt440HzAtTheLevelMetered) {
     EXPECT_NEAR(Hz(s, 0), 440.0, 5.0);
     EXPECT_NEAR(Hz(s, 1), 440.0, 5.0);
     double peak = Peak(s);
-    ASSERT_GT(notes.levelUpdates, 0);
+    ASSERT_GT(events_.levelsUpdates, 0);
     int expected = int(std::lround(20.0 * std::log10(peak / kLevelReference)));
-    EXPECT_NEAR(notes.levels.Combined().Value(), expected, 1) << "peak " << peak;
-    EXPECT_EQ(notes.levels.Count(), 2);
+    EXPECT_NEAR(events_.lastLevels.Combined().Value(), expected, 1) << "peak " << peak;
+    EXPECT_EQ(events_.lastLevels.Count(), 2);
 }
 
 TEST_F(PulseEndToEnd, VoiceActivationKeepsSoundAndShortensTheSilence) {
     // 1 s of sound, 2.5 s of silence, 1 s of sound, at half scale.
     std::string file = PlayedFile(
         "played.wav", {{1.0, 0.5, 1000, 1000}, {2.5, 0.0, 0, 0}, {1.0, 0.5, 1000, 1000}});
-    Notes notes;
     std::string path = Record(
-        "voice.wav", "nul.monitor", -1, LdBLevel(-6), LSoundTime(1000),
-        [&] {
-            std::this_thread::sleep_for(std::chrono::milliseconds(500));
-            EXPECT_TRUE(pulse_->Play(file, "nul"));
-            std::this_thread::sleep_for(std::chrono::milliseconds(2500));
-        },
-        Now, notes);
+        "voice.wav", {.source = "nul.monitor", .voice = -6, .silenceMs = 1000, .during = [&] {
+                          std::this_thread::sleep_for(500ms);
+                          EXPECT_TRUE(pulse_->Play(file, "nul"));
+                          std::this_thread::sleep_for(2500ms);
+                      }});
     std::vector<float> s = Decode(path);
     // Loud stretches, bridging the zero crossings of the sine.
     std::vector<std::pair<double, double>> runs;
@@ -243,10 +242,9 @@ TEST_F(PulseEndToEnd, VoiceActivationKeepsSoundAndShortensTheSilence) {
 TEST_F(PulseEndToEnd, ChosenChannelFeedsBothChannels) {
     // Left 440 Hz, right 880 Hz; the right channel alone is chosen.
     std::string file = PlayedFile("lr.wav", {{2.0, 0.5, 440, 880}});
-    Notes notes;
-    std::string path = Record(
-        "right.wav", "nul.monitor", 1, std::nullopt, LSoundTime(216000000),
-        [&] { EXPECT_TRUE(pulse_->Play(file, "nul")); }, Now, notes);
+    std::string path = Record("right.wav", {.source = "nul.monitor", .channel = 1, .during = [&] {
+                                                EXPECT_TRUE(pulse_->Play(file, "nul"));
+                                            }});
     std::vector<float> s = Decode(path);
     EXPECT_NEAR(Hz(s, 0), 880.0, 10.0);
     EXPECT_NEAR(Hz(s, 1), 880.0, 10.0);
@@ -260,21 +258,20 @@ TEST_F(PulseEndToEnd, UnloadedSourceEndsTheRecordingWithItsAudio) {
     // The module goes once 1.5 s of audio has reached the file, however long the
     // monitor takes to start delivering: all of it must still be there after the loss.
     const off_t before = 46 + off_t(1.5 * 48000) * 2 * 2;
-    Notes notes;
     pid_t player = -1;
-    Record(
-        "lost.wav", "doomed", -1, std::nullopt, LSoundTime(216000000),
-        [&] {
-            player = pulse_->PlayInBackground(file, "nul");
-            auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-            struct stat st {};
-            while ((stat(path.c_str(), &st) != 0 || st.st_size < before) &&
-                   std::chrono::steady_clock::now() < deadline)
-                std::this_thread::sleep_for(std::chrono::milliseconds(10));
-            EXPECT_TRUE(pulse_->UnloadModule(module));
-        },
-        [&](LSoundRecorder&) { return notes.finished >= 0; }, notes);
-    EXPECT_EQ(notes.finished, kCaptureDeviceLost);
+    Record("lost.wav",
+           {.source = "doomed",
+            .during =
+                [&] {
+                    player = pulse_->PlayInBackground(file, "nul");
+                    struct stat st {};
+                    for (int i = 0;
+                         i < 1000 && (stat(path.c_str(), &st) != 0 || st.st_size < before); ++i)
+                        std::this_thread::sleep_for(10ms);
+                    EXPECT_TRUE(pulse_->UnloadModule(module));
+                },
+            .until = [&](LSoundRecorder&) { return events_.finishedResult >= 0; }});
+    EXPECT_EQ(events_.finishedResult, kCaptureDeviceLost);
     PulseDaemon::WaitFor(player);
     // A valid file (sox reads it) that kept the audio written before the loss and
     // what was still in flight, and the sound in it.

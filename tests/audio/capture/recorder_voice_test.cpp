@@ -18,8 +18,7 @@ TEST_F(SimRecorderTest, FirstFiveBuffersNeverReachTheSinkUnlessKept) {
     for (float v : sink->Samples()) ASSERT_LE(std::fabs(v), 0.1001f);
 
     Use(std::make_shared<LSegmentGenerator>(segments));
-    ASSERT_TRUE(Start(std::nullopt, LdBLevel(-127), LSoundTime(0), LSoundTime(216000000),
-                      kRecorderKeepFirstBuffers));
+    ASSERT_TRUE(Start({.flags = kRecorderKeepFirstBuffers}));
     Pump(8, 8);
     recorder.Stop();
     ASSERT_EQ(sink->FramesWritten(), 8 * kBuffer);
@@ -33,7 +32,7 @@ TEST_F(SimRecorderTest, SilenceIsNeverWrittenWhileWaiting) {
     // Just under the voice level (-20 dB reads -21 here) for 60 buffers: more
     // than the ring holds, so the worker keeps up while writing nothing.
     Use(std::make_shared<LSineGenerator>(440.0, LevelToAmplitude(-21.0)));
-    ASSERT_TRUE(Start(LdBLevel(-20), LdBLevel(-20)));
+    ASSERT_TRUE(Start({.voice = -20}));
     Pump(5, 0);
     Pump(60, 60);
     EXPECT_EQ(recorder.State(), 1);
@@ -56,7 +55,7 @@ std::vector<float> RampThenSound(uint64_t onset) {
 
 TEST_F(SimRecorderTest, PreRollOnlyForSoundInTheFirstHalf) {
     Use(std::make_shared<LSamplesGenerator>(RampThenSound(300), 1));
-    ASSERT_TRUE(Start(LdBLevel(0), LdBLevel(0)));
+    ASSERT_TRUE(Start({.voice = 0}));
     Pump(7, 2);
     recorder.Stop();
     // Half a buffer of pre-roll (the ramp's second half), then the whole buffer.
@@ -68,7 +67,7 @@ TEST_F(SimRecorderTest, PreRollOnlyForSoundInTheFirstHalf) {
 
     // Sound only in the second half: no pre-roll.
     Use(std::make_shared<LSamplesGenerator>(RampThenSound(400), 1));
-    ASSERT_TRUE(Start(LdBLevel(0), LdBLevel(0)));
+    ASSERT_TRUE(Start({.voice = 0}));
     Pump(7, 2);
     recorder.Stop();
     ASSERT_EQ(sink->FramesWritten(), 800u);
@@ -82,7 +81,7 @@ TEST_F(SimRecorderTest, SoundSilenceSoundGivesThePredictedRegions) {
         segments.end(),
         {{10 * kBuffer, 0.5}, {20 * kBuffer, 0.0}, {10 * kBuffer, 0.5}, {5 * kBuffer, 0.0}});
     Use(std::make_shared<LSegmentGenerator>(segments));
-    ASSERT_TRUE(Start(LdBLevel(-6), LdBLevel(-6), LSoundTime(0), LSoundTime(1000)));
+    ASSERT_TRUE(Start({.voice = -6, .silenceMs = 1000}));
     Pump(5, 0);
     Pump(10, 10);
     recorder.Poll();
@@ -110,7 +109,7 @@ TEST_F(SimRecorderTest, StopAddsFiftyMillisecondsAndOnlyShortens) {
     auto segments = Discarded();
     segments.insert(segments.end(), {{3 * kBuffer, 0.9}, {30 * kBuffer, 0.0}});
     Use(std::make_shared<LSegmentGenerator>(segments));
-    ASSERT_TRUE(Start(LdBLevel(0), LdBLevel(0), LSoundTime(0), LSoundTime(200)));
+    ASSERT_TRUE(Start({.voice = 0, .silenceMs = 200}));
     Pump(5, 0);
     Pump(13, 13);
     // Sound to 300 ms; the silence counted as recorded to 500 ms; at 600 ms the
@@ -156,8 +155,7 @@ TEST_F(SimRecorderTest, LevelsPerChannelWithGainAndDuplicateLeft) {
 
     // One channel chosen: channel 0 is copied into channel 1.
     Use(std::make_shared<LSamplesGenerator>(frames, 2), kRate, 2);
-    ASSERT_TRUE(Start(std::nullopt, LdBLevel(-127), LSoundTime(0), LSoundTime(216000000), 0,
-                      LSoundRecordDevice{0, 1, 0}));
+    ASSERT_TRUE(Start({.device = {0, 1, 0}}));
     Pump(6, 1);
     recorder.Stop();
     EXPECT_EQ(recorder.Levels()[1].Value(), 0);

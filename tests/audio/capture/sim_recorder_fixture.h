@@ -35,6 +35,15 @@ struct RecordedEvents : LSoundRecorderNotify {
     }
 };
 
+// What a test changes of the recorder's start.
+struct StartOptions {
+    std::optional<int> voice;  // voice activation at this level, which is also the sound level
+    int64_t maxTimeMs = 0;
+    int64_t silenceMs = 216000000;
+    uint16_t flags = 0;
+    LSoundRecordDevice device = {};
+};
+
 class SimRecorderTest : public ::testing::Test {
   protected:
     static constexpr uint32_t kRate = 8000;  // 800 frames (100 ms) per buffer
@@ -51,11 +60,12 @@ class SimRecorderTest : public ::testing::Test {
         recorder.Capture().Configure(config);
         sink = std::make_shared<MemorySink>(rate, channels);
     }
-    bool Start(std::optional<LdBLevel> voice = std::nullopt, LdBLevel sound = LdBLevel(-127),
-               LSoundTime maxTime = LSoundTime(0), LSoundTime silence = LSoundTime(216000000),
-               uint16_t options = 0, LSoundRecordDevice device = {}) {
-        return recorder.Start(device, LSoundSink(sink), &events, 77, voice, sound, maxTime, silence,
-                              options);
+    bool Start(StartOptions o = {}) {
+        std::optional<LdBLevel> voice;
+        if (o.voice) voice = LdBLevel(*o.voice);
+        return recorder.Start(o.device, LSoundSink(sink), &events, 77, voice,
+                              voice.value_or(LdBLevel(-127)), LSoundTime(o.maxTimeMs),
+                              LSoundTime(o.silenceMs), o.flags);
     }
     // Pumps `buffers` whole buffers and waits until `metered` more were metered.
     void Pump(uint64_t buffers, uint64_t metered) {
