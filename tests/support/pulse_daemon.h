@@ -31,15 +31,15 @@ class PulseDaemon {
         folder_ = folder;
         std::string runtime = folder + "/pulse-runtime";
         ::mkdir(runtime.c_str(), 0700);
-        socket_ = folder + "/pulse-native";
+        std::string socket = folder + "/pulse-native";
         setenv("XDG_RUNTIME_DIR", runtime.c_str(), 1);
-        setenv("PULSE_SERVER", ("unix:" + socket_).c_str(), 1);
+        setenv("PULSE_SERVER", ("unix:" + socket).c_str(), 1);
         setenv("PULSE_RUNTIME_PATH", runtime.c_str(), 1);
         pid_ =
             Spawn({"pulseaudio", "-n", "--daemonize=no", "--exit-idle-time=-1", "--use-pid-file=no",
                    "--high-priority=no", "--realtime=no", "--no-cpu-limit=yes",
                    "--disallow-module-loading=no", "--log-target=file:" + LogPath(), "-L",
-                   "module-native-protocol-unix auth-anonymous=1 socket=" + socket_},
+                   "module-native-protocol-unix auth-anonymous=1 socket=" + socket},
                   true);
         for (int i = 0; i < 100 && pid_ > 0; ++i) {
             if (RunTool({"pactl", "info"}, true).status == 0) return true;
@@ -75,7 +75,6 @@ class PulseDaemon {
     }
     pid_t Pid() const { return pid_; }
     std::string LogPath() const { return folder_ + "/pulse.log"; }
-    const std::string& Socket() const { return socket_; }
 
     // `pactl load-module`: the module's index, or -1.
     int LoadModule(const std::string& name, const std::string& arguments) {
@@ -98,14 +97,6 @@ class PulseDaemon {
         return Spawn({"paplay", "--latency-msec=40", "--device=" + sink, file});
     }
 
-    // Runs a program with this process's environment: its exit status (-1 when
-    // it could not run), its output (with `withStderr` its errors too) in `out`.
-    static int Run(const std::vector<std::string>& argv, std::string* out,
-                   bool withStderr = false) {
-        ToolResult r = RunTool(argv, withStderr);
-        if (out) *out = r.out;
-        return r.status == 127 ? -1 : r.status;
-    }
     // Starts a program in the background (fork + exec, no shell); -1 on failure.
     // With `dieWithParent` it gets SIGTERM when the test process ends, however
     // it ends.
@@ -128,7 +119,6 @@ class PulseDaemon {
 
   private:
     std::string folder_;
-    std::string socket_;
     pid_t pid_ = -1;
 };
 
