@@ -1,18 +1,24 @@
 // The "Wave Encoder Options" logic without the window: presets derived from the
-// controls, the controls a preset sets, and what OK stores.
+// controls, the controls a preset sets, and what OK stores; and the record it
+// stores in, WavCodec.wff, damaged.
 
 #include "audio/wav/wav_presets.h"
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include "audio/wav/wav_format_settings.h"
 #include "settings/settings.h"
+#include "toolkit/log.h"
+#include "toolkit/paths.h"
 #include "wav_test_util.h"
 
 using namespace vocarta;
 using vocarta::test::Fields;
 
 namespace {
+
+const std::tuple<int, uint32_t, int, int> kAutomaticFormat{1, 44100, 2, 32};
 
 WavEncoderChoice Fixed(int codec, uint16_t channels, uint32_t rate, uint16_t bits) {
     WavEncoderChoice c;
@@ -145,4 +151,20 @@ TEST(WavPresets, OkStoresKeysAndRecord) {
     EXPECT_EQ(Fields(LoadWavFormat()), std::make_tuple(1, 8000u, 1, 8));
     EXPECT_EQ(DeriveWavPreset(LoadWavEncoderChoice()), WavPreset::Low);
     DeleteSettingTree(s);
+}
+
+TEST(WavFormatSettings, DamagedRecordFallsBackWithALogLine) {
+    DeleteSettingTree("WavSettings");
+    unlink(WavCodecPath().c_str());
+    EXPECT_EQ(Fields(LoadWavFormat()), kAutomaticFormat);  // missing: the automatic format, quietly
+    ASSERT_TRUE(MakeDirs(AppConfigDir()));
+    for (const std::string& bytes : {std::string(), std::string("RIFF0123"),
+                                     std::string(1028, '\xAB'), std::string(2000, '\0')}) {
+        SCOPED_TRACE(bytes.size());
+        unlink(ErrorLogPath().c_str());
+        ASSERT_TRUE(test::WriteFile(WavCodecPath(), bytes));
+        EXPECT_EQ(Fields(LoadWavFormat()), kAutomaticFormat);
+        std::string log = test::ReadFile(ErrorLogPath());
+        EXPECT_NE(log.find("WavCodec.wff"), std::string::npos) << "no log line: " << log;
+    }
 }
