@@ -49,16 +49,14 @@ class TestPipe {
         }
         return n == 1 ? c : -1;
     }
-    void CloseRead() {
-        if (fds_[0] >= 0) close(fds_[0]);
-        fds_[0] = -1;
-    }
-    void CloseWrite() {
-        if (fds_[1] >= 0) close(fds_[1]);
-        fds_[1] = -1;
-    }
+    void CloseRead() { Close(0); }
+    void CloseWrite() { Close(1); }
 
   private:
+    void Close(int end) {
+        if (fds_[end] >= 0) close(fds_[end]);
+        fds_[end] = -1;
+    }
     int fds_[2];
 };
 

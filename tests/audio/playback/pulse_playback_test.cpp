@@ -29,6 +29,13 @@ class PulsePlayback : public ::testing::Test {
         ASSERT_NE(pulse_, nullptr);
         SetChosenPlayDevice("");
         player_ = CreatePlatformSoundPlayer(LPlaybackRole::Media);
+        server_ = std::getenv("PULSE_SERVER");
+        runtime_ = std::getenv("XDG_RUNTIME_DIR");
+    }
+    // A test may point this process at another server; the next one uses the shared one.
+    void TearDown() override {
+        setenv("PULSE_SERVER", server_.c_str(), 1);
+        setenv("XDG_RUNTIME_DIR", runtime_.c_str(), 1);
     }
 
     // A WAV of `seconds` of each frequency in turn, made by sox.
@@ -54,16 +61,6 @@ class PulsePlayback : public ::testing::Test {
         EXPECT_TRUE(WaitFor([&] { return player_->HasEnded(); }, 5000));
         EXPECT_FALSE(player_->HasFailed()) << player_->LastErrorText();
         return monitor.Finish();
-    }
-    // Restores the shared daemon's address after a test that points elsewhere.
-    void KeepServerAddress() {
-        server_ = std::getenv("PULSE_SERVER");
-        runtime_ = std::getenv("XDG_RUNTIME_DIR");
-    }
-    void TearDown() override {
-        if (server_.empty()) return;
-        setenv("PULSE_SERVER", server_.c_str(), 1);
-        setenv("XDG_RUNTIME_DIR", runtime_.c_str(), 1);
     }
 
     TempDir dir_{"vocarta-playback"};
@@ -188,7 +185,6 @@ TEST_F(PulsePlayback, TheChosenDeviceIsUsedAndItsLossEndsPlaybackWithAReason) {
     EXPECT_LT(MsSince(start), 1000);
     // A device that is not there plays on the default device.
     EXPECT_NEAR(HeardMs(HeardAt(Heard("", SineSource(1000, 0.5)), 1000, 0.25)), 500, 40);
-    SetChosenPlayDevice("");
 }
 
 TEST_F(PulsePlayback, AServerThatStopsAnsweringNeverHangsTheCaller) {
@@ -211,8 +207,7 @@ TEST_F(PulsePlayback, AServerThatStopsAnsweringNeverHangsTheCaller) {
 }
 
 TEST_F(PulsePlayback, ALostServerEndsPlaybackWithAReasonAndNoServerGivesAClearError) {
-    KeepServerAddress();  // a daemon of its own, so the shared one lives on
-    PulseDaemon own;
+    PulseDaemon own;  // a daemon of its own, so the shared one lives on
     std::string error;
     ASSERT_TRUE(own.Start(dir_.Path(), &error)) << error;
     ASSERT_GE(own.LoadModule("module-null-sink", "sink_name=own"), 0);
