@@ -38,6 +38,7 @@ class FlacSink final : public LSoundSinkBase {
   private:
     bool StartEncoder(std::string* error);
     void DeleteEncoder();
+    void SealAfterWriteFailure();
     bool Encode(const float* samples, uint32_t frames);
 
     static FLAC__StreamEncoderWriteStatus OnWrite(const FLAC__StreamEncoder*,
@@ -54,17 +55,25 @@ class FlacSink final : public LSoundSinkBase {
     LFile file_;
     std::vector<FLAC__int32> scratch_;  // kChunkFrames × channels, sized once per format
     std::string writeError_;            // set by OnWrite, reported by Write/Close
+    // End of the last block that reached the file whole, and the samples up to it:
+    // after a short write the file is cut back there, so it stays a valid stream.
+    int64_t goodEnd_ = 0;
+    uint64_t goodSamples_ = 0;
     bool closed_ = false;
     bool aborted_ = false;
 };
 
 FLAC__StreamEncoderWriteStatus FlacSink::OnWrite(const FLAC__StreamEncoder*,
-                                                 const FLAC__byte buffer[], size_t bytes, uint32_t,
-                                                 uint32_t, void* self) {
+                                                 const FLAC__byte buffer[], size_t bytes,
+                                                 uint32_t samples, uint32_t, void* self) {
     auto* sink = static_cast<FlacSink*>(self);
     if (sink->aborted_) return FLAC__STREAM_ENCODER_WRITE_STATUS_FATAL_ERROR;
     int64_t written = sink->file_.Write(buffer, int64_t(bytes));
-    if (written == int64_t(bytes)) return FLAC__STREAM_ENCODER_WRITE_STATUS_OK;
+    if (written == int64_t(bytes)) {
+        sink->goodSamples_ += samples;
+        sink->goodEnd_ = std::max(sink->goodEnd_, sink->file_.Tell());
+        return FLAC__STREAM_ENCODER_WRITE_STATUS_OK;
+    }
     sink->writeError_ = StringPrintf("Writing %s failed: %s", sink->path_.c_str(),
                                      written < 0 ? strerror(errno) : "disk full");
     return FLAC__STREAM_ENCODER_WRITE_STATUS_FATAL_ERROR;
@@ -193,9 +202,30 @@ bool FlacSink::Close() {
     bool ok = encoder_ && !Failed() && FLAC__stream_encoder_finish(encoder_);
     if (!ok && !Failed())
         SetError(!writeError_.empty() ? writeError_ : "Finishing the FLAC file failed.");
+    if (!writeError_.empty()) {
+        aborted_ = true;  // the encoder's own finish in delete must not write again
+        SealAfterWriteFailure();
+    }
     DeleteEncoder();
     file_.Close();
     return ok;
+}
+
+// A full disk stops the encoder in the middle of a block. Cut the torn block off
+// and put the true sample count into STREAMINFO (rewriting bytes already on disk
+// needs no new room), so the recording up to there is a valid FLAC file.
+void FlacSink::SealAfterWriteFailure() {
+    constexpr int64_t kTotalSamplesAt = 18;  // "fLaC", block header, 10 bytes of STREAMINFO
+    constexpr int64_t kStreamInfoEnd = 42;
+    if (goodEnd_ < kStreamInfoEnd || !file_.Truncate(goodEnd_)) return;
+    uint8_t field[8];
+    if (file_.ReadAt(kTotalSamplesAt, field, 8) != 8) return;
+    uint64_t word = 0;
+    for (uint8_t b : field) word = word << 8 | b;
+    const uint64_t mask = (uint64_t(1) << 36) - 1;  // the low 36 bits hold the total
+    word = (word & ~mask) | (goodSamples_ & mask);
+    for (int i = 7; i >= 0; --i, word >>= 8) field[i] = uint8_t(word);
+    if (file_.WriteAt(kTotalSamplesAt, field, 8) == 8) file_.Sync();
 }
 
 void FlacSink::Abort() {

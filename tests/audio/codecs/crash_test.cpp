@@ -123,6 +123,8 @@ TEST(Crash, FullDiskStopsTheWriterWithAnErrorAndAReadableFile) {
         waitpid(pid, &status, 0);
         ASSERT_TRUE(WIFEXITED(status));
         EXPECT_EQ(WEXITSTATUS(status), 0);
+        // No torn last block: an outside decoder takes the whole file.
+        if (path.ends_with(".flac")) Tool({"flac", "-t", "-s", path});
         EXPECT_GT(FramesOurDecoderReads(path), 44100u) << "what fitted is still there";
     }
 }
