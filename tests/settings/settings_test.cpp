@@ -1,6 +1,6 @@
-// The settings functions against every preferences store backend, and the
-// preferences file as several processes meet it: concurrent writers, a reader
-// beside a writer, a writer killed half-way, a damaged file.
+// The settings functions against every preferences store backend, the
+// preferences file as several processes meet it (concurrent writers, a reader
+// beside a writer, a writer killed half-way, a damaged file) and the shared file.
 
 #include "settings/settings.h"
 
@@ -35,6 +35,8 @@ class PreferencesFile : public ::testing::Test {
         config_ = std::make_unique<TempDir>("vocarta-config");
         saved_ = std::getenv("XDG_CONFIG_HOME");
         setenv("XDG_CONFIG_HOME", config_->Path().c_str(), 1);
+        // A folder that does not exist yet: the first shared write must create it.
+        setenv("VOCARTA_SHARED_DIR", config_->File("Shared").c_str(), 1);
         SetPreferencesStoreFactory(nullptr);
     }
     void TearDown() override {
@@ -87,12 +89,11 @@ TEST_P(SettingsContract, BoolLooksAtTheFirstCharacterAndNumbersParseLikeStrtol) 
     SetSettingBool("Recorder", "Autotrim", false);
     EXPECT_EQ(GetSettingString("Recorder", "Autotrim", "x"), "0");
     // Numbers parse like strtol; empty gives the default.
-    SetSettingString("Settings", "Format", "");
-    EXPECT_EQ(GetSettingInt("Settings", "Format", 1), 1);
-    SetSettingString("Settings", "Format", "abc");
-    EXPECT_EQ(GetSettingInt("Settings", "Format", 1), 0);
-    SetSettingString("Settings", "Format", "3 files");
-    EXPECT_EQ(GetSettingInt("Settings", "Format", 1), 3);
+    for (const auto& [text, expected] :
+         {std::pair<const char*, int>{"", 1}, {"abc", 0}, {"3 files", 3}}) {
+        SetSettingString("Settings", "Format", text);
+        EXPECT_EQ(GetSettingInt("Settings", "Format", 1), expected) << text;
+    }
     SetSettingInt("Settings", "Format", -7);
     EXPECT_EQ(GetSettingString("Settings", "Format"), "-7");
     SetSettingInt64("Settings", "Limit", 216000000000LL);
@@ -120,7 +121,7 @@ TEST_P(SettingsContract, ShortReadsCutTo259BytesAndLongReadsDoNot) {
     EXPECT_EQ(out, long300);
 }
 
-TEST_P(SettingsContract, TrailingSlashAddsNoSecondSlashAndDeleteTakesTheTwin) {
+TEST_P(SettingsContract, KeysJoinWithOneSlashDeleteTakesTheTwinAndDeleteTreeKeepsToItsSection) {
     SetSettingString("Settings/", "Format", "2");
     EXPECT_EQ(GetSettingString("Settings", "Format"), "2");
     EXPECT_EQ(Keys(), std::vector<std::string>{"Settings/Format"});
@@ -134,9 +135,9 @@ TEST_P(SettingsContract, TrailingSlashAddsNoSecondSlashAndDeleteTakesTheTwin) {
     EXPECT_TRUE(DeleteSetting("DropboxV2", "Token"));
     EXPECT_TRUE(DeleteSetting("DropboxV2", "OnlyTwin"));
     EXPECT_EQ(Keys(), (std::vector<std::string>{"DropboxV2/Other", "Settings/Format"}));
-}
-
-TEST_P(SettingsContract, DeleteTreeIgnoresCaseButNotSectionBoundaries) {
+    // DeleteSettingTree ignores case but not section boundaries.
+    ASSERT_TRUE(DeleteSettingTree("DropboxV2"));
+    ASSERT_TRUE(DeleteSettingTree("Settings"));
     for (const char* key : {"FindPlay/SaveFolder", "findplay/Sort", "FINDPLAY/Sub/Deep",
                             "FindPlayer/SaveFolder", "FindPlayDlg/Width", "Settings/FindPlay"})
         AppSettings().SetRaw(key, "v");
@@ -332,4 +333,62 @@ TEST_F(PreferencesFile, LinkedPreferencesFileStaysALink) {
     ASSERT_EQ(lstat(Path().c_str(), &st), 0);
     EXPECT_TRUE(S_ISLNK(st.st_mode)) << "the write replaced the link with a file";
     EXPECT_NE(ReadFile(real).find("Settings/Format=3"), std::string::npos);
+}
+
+TEST_F(PreferencesFile, SharedMissingFileSectionOrKeyGivesTheDefault) {
+    std::string out;
+    EXPECT_FALSE(GetSharedSetting("ComponentVersions", "Encoder", std::string(300, 'd'), out));
+    EXPECT_EQ(out, std::string(259, 'd'));
+    ASSERT_TRUE(SetSharedSetting("ComponentVersions", "Encoder", "1.2.3"));
+    ASSERT_TRUE(SetSharedSetting("Software", "Recorder", "4"));
+    ASSERT_TRUE(SetSharedSetting("ComponentVersions", "Encoder", "1.2.4"));
+    EXPECT_TRUE(GetSharedSetting("ComponentVersions", "Encoder", "", out));
+    EXPECT_EQ(out, "1.2.4");
+    EXPECT_FALSE(GetSharedSetting("ComponentVersions", "Burner", "none", out));
+    EXPECT_EQ(out, "none");
+    EXPECT_FALSE(GetSharedSetting("Other", "Encoder", "none", out));
+    EXPECT_EQ(out, "none");
+    EXPECT_FALSE(SetSharedSetting("1 bad", "Key", "x")) << "not an XML name";
+
+    std::string xml = ReadFile(SharedSettingsPath());
+    EXPECT_NE(xml.find("<ComponentVersions>"), std::string::npos) << xml;
+    EXPECT_NE(xml.find("<Encoder value=\"1.2.4\""), std::string::npos) << xml;
+    struct stat st;
+    ASSERT_EQ(stat(SharedSettingsPath().c_str(), &st), 0);
+    EXPECT_EQ(st.st_mode & 0777, 0666u) << "other users must be able to write it";
+}
+
+TEST_F(PreferencesFile, SharedDamagedFileKeepsWhatPrecedesTheFault) {
+    ASSERT_TRUE(SetSharedSetting("Software", "Recorder", "4"));  // creates the folder
+    ASSERT_TRUE(WriteFile(SharedSettingsPath(),
+                          "<SharedSettings><Software><Recorder value=\"4\"/></Software>"
+                          "<Broken><Key val"));
+    std::string out;
+    EXPECT_TRUE(GetSharedSetting("Software", "Recorder", "", out));
+    EXPECT_EQ(out, "4");
+    ASSERT_TRUE(SetSharedSetting("ComponentVersions", "Encoder", "2"));
+    EXPECT_TRUE(GetSharedSetting("Software", "Recorder", "", out)) << "a value was lost";
+    EXPECT_EQ(out, "4");
+
+    // Shorter new contents must not leave the old tail behind.
+    ASSERT_TRUE(WriteFile(
+        SharedSettingsPath(),
+        "<SharedSettings><A><B value=\"" + std::string(5000, 'x') + "\"/></A></SharedSettings>"));
+    ASSERT_TRUE(SetSharedSetting("A", "B", "short"));
+    std::string xml = ReadFile(SharedSettingsPath());
+    EXPECT_EQ(xml.find("xxxx"), std::string::npos) << xml;
+    EXPECT_TRUE(GetSharedSetting("A", "B", "", out));
+    EXPECT_EQ(out, "short");
+}
+
+TEST_F(PreferencesFile, SharedLinkPlantedInTheSharedFolderIsNotFollowed) {
+    ASSERT_TRUE(SetSharedSetting("Software", "Recorder", "4"));
+    std::string victim = config_->File("victim.txt");
+    ASSERT_TRUE(WriteFile(victim, "precious"));
+    unlink(SharedSettingsPath().c_str());
+    ASSERT_EQ(symlink(victim.c_str(), SharedSettingsPath().c_str()), 0);
+    EXPECT_FALSE(SetSharedSetting("Software", "Recorder", "5"));
+    std::string out;
+    EXPECT_FALSE(GetSharedSetting("Software", "Recorder", "def", out));
+    EXPECT_EQ(ReadFile(victim), "precious");
 }
