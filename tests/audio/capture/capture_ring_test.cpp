@@ -10,18 +10,19 @@ namespace vocarta {
 namespace {
 
 TEST(CaptureRing, BufferSizeRule) {
-    EXPECT_EQ(FramesPerBufferFor(44100, 1, 1u << 20), 4410u);
-    EXPECT_EQ(BufferCountFor(4410, 44100), 40u);
-    EXPECT_EQ(FramesPerBufferFor(8000, 1, 1u << 20), 800u);
-    EXPECT_EQ(BufferCountFor(800, 8000), 40u);
-    EXPECT_EQ(FramesPerBufferFor(192000, 1, 1u << 20), 8192u);
-    EXPECT_EQ(BufferCountFor(8192, 192000), 94u);
-    EXPECT_EQ(FramesPerBufferFor(4000, 1, 1u << 20), 512u);  // clamped up to 512
-    EXPECT_EQ(BufferCountFor(512, 4000), 32u);
-    // The device's range wins over the rule.
-    EXPECT_EQ(FramesPerBufferFor(44100, 1024, 2048), 2048u);
-    EXPECT_EQ(BufferCountFor(2048, 44100), 87u);
-    EXPECT_EQ(FramesPerBufferFor(8000, 1024, 4096), 1024u);
+    struct Case {
+        uint32_t rate, deviceMin, deviceMax, frames, count;
+    } cases[] = {{44100, 1, 1u << 20, 4410, 40},
+                 {8000, 1, 1u << 20, 800, 40},
+                 {192000, 1, 1u << 20, 8192, 94},
+                 {4000, 1, 1u << 20, 512, 32},  // clamped up
+                 // The device's range wins over the rule.
+                 {44100, 1024, 2048, 2048, 87},
+                 {8000, 1024, 4096, 1024, 32}};
+    for (const Case& c : cases) {
+        EXPECT_EQ(FramesPerBufferFor(c.rate, c.deviceMin, c.deviceMax), c.frames) << c.rate;
+        EXPECT_EQ(BufferCountFor(c.frames, c.rate), c.count) << c.rate;
+    }
 }
 
 TEST(CaptureRing, GathersPiecesAndHandsOverPartialOnStop) {
