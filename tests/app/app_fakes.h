@@ -1,16 +1,19 @@
 #pragma once
 // Fakes for the main window's two seams: a view that records what it was asked
 // and answers from a script, and a main loop whose timers and posted calls run
-// only when the test says so. Plus a reader of the event log's new lines, which
-// is where the command operations leave their trace.
+// only when the test says so. Plus a reader of the event log's new lines, where
+// the command operations leave their trace.
 
+#include <algorithm>
 #include <chrono>
 #include <condition_variable>
+#include <ctime>
 #include <deque>
 #include <functional>
 #include <map>
 #include <mutex>
 #include <optional>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -19,6 +22,7 @@
 #include "app/main_dialog_view.h"
 #include "support/temp_dir.h"
 #include "toolkit/log.h"
+#include "toolkit/text.h"
 
 namespace vocarta::test {
 
@@ -26,19 +30,15 @@ class FakeView final : public MainDialogView {
   public:
     void ShowWindow() override { visible = true; }
     void HideWindow() override { visible = false; }
-    void BringToFront() override {
-        visible = true;
-        ++fronts;
-    }
+    void BringToFront() override { visible = true, ++fronts; }
     bool IsWindowVisible() const override { return visible; }
     bool HasFrame() const override { return !closed; }
     void CloseWindow() override { closed = true; }
-
     // Answers from `answers` in order; the safe choice once they run out.
     int MessageBox(const MessageBoxRequest& request) override {
         messages.push_back(request);
         if (answers.empty()) return request.SafeChoice();
-        int answer = answers.front();
+        const int answer = answers.front();
         answers.pop_front();
         return answer;
     }
@@ -48,10 +48,7 @@ class FakeView final : public MainDialogView {
         promptTitles.push_back(title);
         promptInitials.push_back(initial);
         std::optional<std::string> next;
-        if (!prompts.empty()) {
-            next = prompts.front();
-            prompts.pop_front();
-        }
+        if (!prompts.empty()) next = prompts.front(), prompts.pop_front();
         answer = next.value_or("");
         return next.has_value();
     }
@@ -68,17 +65,13 @@ class FakeView final : public MainDialogView {
     SessionLook look = SessionLook::Idle;
     SessionButtons buttons;
     std::vector<int> levels;
-    bool indicatorLit = false;
-    std::string toolTip;
-    std::vector<std::string> finished;
-    bool visible = false;
-    bool closed = false;
+    bool indicatorLit = false, visible = false, closed = false;
     int fronts = 0;
-    std::string status, time, format;
+    std::string toolTip, status, time, format;
+    std::vector<std::string> finished, promptTitles, promptInitials;
     std::vector<MessageBoxRequest> messages;
     std::deque<int> answers;
     std::deque<std::optional<std::string>> prompts;
-    std::vector<std::string> promptTitles, promptInitials;
 };
 
 class FakeMainLoop final : public LMainLoop {
@@ -87,6 +80,7 @@ class FakeMainLoop final : public LMainLoop {
     void StartTimer(int id, int periodMs) override { timers[id] = periodMs; }
     void KillTimer(int id) override { timers.erase(id); }
     bool IsTimerRunning(int id) const override { return timers.count(id) != 0; }
+    // Any thread.
     void Post(std::function<void()> call) override {
         std::lock_guard<std::mutex> lock(mutex_);
         posted_.push_back(std::move(call));
@@ -97,8 +91,8 @@ class FakeMainLoop final : public LMainLoop {
     void Fire(int id) {
         if (handler_) handler_(id);
     }
-    // Waits up to `limitMs` for at least `count` posted calls, then runs them all.
-    // Returns how many ran.
+    // Waits up to `limitMs` for at least `count` posted calls, then runs them all;
+    // returns how many ran.
     int RunPosted(std::size_t count = 0, int limitMs = 10000) {
         std::deque<std::function<void()>> calls;
         {
@@ -124,28 +118,19 @@ class FakeMainLoop final : public LMainLoop {
 // The event log's lines written since construction, without their time stamps.
 class LogTail {
   public:
-    explicit LogTail(std::string path = EventLogPath()) : path_(std::move(path)) {
-        start_ = ReadFile(path_).size();
-    }
+    explicit LogTail(std::string path = EventLogPath())
+        : path_(std::move(path)), start_(ReadFile(path_).size()) {}
     std::vector<std::string> Lines() const {
-        std::string text = ReadFile(path_);
-        text = text.size() > start_ ? text.substr(start_) : std::string();
+        const std::string text = ReadFile(path_);
+        std::istringstream in(text.size() > start_ ? text.substr(start_) : std::string());
         std::vector<std::string> lines;
-        std::size_t pos = 0;
-        while (pos < text.size()) {
-            std::size_t end = text.find('\n', pos);
-            if (end == std::string::npos) end = text.size();
-            std::string line = text.substr(pos, end - pos);
-            // "YYYY-MM-DD HH:MM:SS " comes first.
-            lines.push_back(line.size() > 20 ? line.substr(20) : line);
-            pos = end + 1;
-        }
+        for (std::string line; std::getline(in, line);)
+            lines.push_back(line.size() > 20 ? line.substr(20) : line);  // "YYYY-MM-DD HH:MM:SS "
         return lines;
     }
     bool Has(const std::string& line) const {
-        for (const auto& l : Lines())
-            if (l == line) return true;
-        return false;
+        const auto lines = Lines();
+        return std::find(lines.begin(), lines.end(), line) != lines.end();
     }
     bool HasPrefix(const std::string& prefix) const {
         for (const auto& l : Lines())
@@ -159,16 +144,14 @@ class LogTail {
             "Play",          "AfterStop ",         "ScheduledStart"};
         std::vector<std::string> out;
         for (const auto& l : Lines())
-            for (const char* op : kOps)
-                if (l.rfind(op, 0) == 0) {
-                    out.push_back(l);
-                    break;
-                }
+            if (std::any_of(std::begin(kOps), std::end(kOps),
+                            [&](const char* op) { return l.rfind(op, 0) == 0; }))
+                out.push_back(l);
         return out;
     }
     // Waits (up to `limitMs`) for a line starting with `prefix`.
     bool WaitFor(const std::string& prefix, int limitMs = 10000) const {
-        auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(limitMs);
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(limitMs);
         while (!HasPrefix(prefix)) {
             if (std::chrono::steady_clock::now() > deadline) return false;
             std::this_thread::sleep_for(std::chrono::milliseconds(5));
@@ -178,7 +161,15 @@ class LogTail {
 
   private:
     std::string path_;
-    std::size_t start_ = 0;
+    std::size_t start_;
 };
+
+// "H:M:S" of the local clock `offset` seconds from now, as -scheduled_launch takes it.
+inline std::string ClockIn(int offset) {
+    const std::time_t t = std::time(nullptr) + offset;
+    std::tm tm{};
+    localtime_r(&t, &tm);
+    return StringPrintf("%d:%d:%d", tm.tm_hour, tm.tm_min, tm.tm_sec);
+}
 
 }  // namespace vocarta::test

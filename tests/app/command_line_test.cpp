@@ -9,23 +9,23 @@
 #include "audio/codecs/sink_factory.h"
 #include "audio/output_format.h"
 #include "settings/settings.h"
-#include "toolkit/text.h"
 
 using namespace vocarta;
 using namespace vocarta::test;
 
 namespace {
 
-// The switches drive a real session: simulated capture of silence, playback
-// into nothing, recordings in a temporary folder.
+const std::string kRecordLine = "Record limit=216000000";
+
+// The switches drive a real session: simulated capture of silence, playback into
+// nothing, recordings in a temporary folder.
 struct SimulatedSession {
     SimulatedSession() {
         setenv("VOCARTA_CAPTURE", "simulated", 1);
         setenv("VOCARTA_CAPTURE_SOURCE", "silence", 1);
         setenv("VOCARTA_PLAYBACK", "null", 1);
-        DeleteSettingTree("Settings");
-        DeleteSettingTree("FindPlay");
-        DeleteSettingTree("AIFFEncode");
+        for (const char* section : {"Settings", "FindPlay", "AIFFEncode"})
+            DeleteSettingTree(section);
         SetSettingString("FindPlay", "DefaultRecordFolder", folder.Path());
     }
     TempDir folder{"vocarta-takes"};
@@ -33,26 +33,19 @@ struct SimulatedSession {
 
 class CommandLineTest : public ::testing::Test {
   protected:
-    SimulatedSession session;
     void Run(std::vector<std::string> args) {
         args.insert(args.begin(), "vocarta");
         dialog.HandleCommandLine(args, int(args.size()));
     }
+    SimulatedSession session;
     FakeView view;
     FakeMainLoop loop;
     MainDialog dialog{view, loop};
     LogTail log;
 };
 
-// "HH:MM:SS" of the local clock `offset` seconds from now.
-std::string ClockIn(int offset) {
-    std::time_t t = std::time(nullptr) + offset;
-    std::tm tm{};
-    localtime_r(&t, &tm);
-    return StringPrintf("%d:%d:%d", tm.tm_hour, tm.tm_min, tm.tm_sec);
-}
-
 int64_t LimitOf(const std::string& line) {
+    EXPECT_EQ(line.rfind("Record limit=", 0), 0u) << line;
     return std::stoll(line.substr(line.find('=') + 1));
 }
 
@@ -62,9 +55,8 @@ TEST_F(CommandLineTest, SwitchesIgnoreCaseButRunInBackgroundMustMatchExactly) {
     StoreOutputFormat(kFormatWav);
     Run({"-RECORD", "MP3"});
     EXPECT_EQ(ReadOutputFormat(), kFormatMp3);
-    EXPECT_EQ(log.Operations(), std::vector<std::string>{"Record limit=216000000"});
+    EXPECT_EQ(log.Operations(), std::vector<std::string>{kRecordLine});
     EXPECT_EQ(view.format, CurrentFormatDisplayText());
-    EXPECT_EQ(view.time, "0:00:00.000");
     EXPECT_EQ(MainDialog::TimeDisplayText(3723004), "1:02:03.004");
 
     Run({"-runinbackground"});
@@ -74,26 +66,20 @@ TEST_F(CommandLineTest, SwitchesIgnoreCaseButRunInBackgroundMustMatchExactly) {
     EXPECT_TRUE(dialog.ExitWhenStopped());
 }
 
-TEST_F(CommandLineTest, RecordWithoutAFormatWordRecordsInTheStoredFormat) {
+TEST_F(CommandLineTest, RecordTakesAFormatWordAndItsEncoderOptions) {
     StoreOutputFormat(kFormatFlac);
-    Run({"-record"});
+    Run({"-record"});         // last: the stored format
     Run({"-record", "ogg"});  // not a format word: left for the loop, which skips it
     EXPECT_EQ(ReadOutputFormat(), kFormatFlac);
-    EXPECT_EQ(log.Operations(),
-              (std::vector<std::string>{"Record limit=216000000", "Record limit=216000000"}));
     EXPECT_TRUE(log.Has("Command line: unknown argument \"ogg\" skipped"));
-}
-
-TEST_F(CommandLineTest, RecordFormatWordStoresFormatAndReadsItsEncoderOptions) {
     Run({"-record", "AIF", "-s", "22050", "-m", "1", "-hide"});
     EXPECT_EQ(ReadOutputFormat(), kFormatAiff);
     EXPECT_EQ(GetSettingInt("AIFFEncode", "SampleRate", 0), 22050);
     EXPECT_EQ(GetSettingInt("AIFFEncode", "Channels", 0), 1);
-    // The switch after the options is still obeyed.
-    EXPECT_TRUE(log.Has("HideWindow"));
+    EXPECT_TRUE(log.Has("HideWindow")) << "the switch after the options is still obeyed";
     // A truncated option list at the very end neither crashes nor loses the start.
     Run({"-record", "wav", "-s"});
-    EXPECT_EQ(log.Operations().size(), 2u);
+    EXPECT_EQ(log.Operations(), std::vector<std::string>(4, kRecordLine));
 }
 
 TEST_F(CommandLineTest, RecordFileTakesTheFormatFromTheExtensionOrKeepsTheStoredOne) {
@@ -118,60 +104,46 @@ TEST_F(CommandLineTest, SwitchNeedingAnArgumentIsIgnoredWhenLast) {
     EXPECT_FALSE(loop.IsTimerRunning(MainDialog::kTimerCloseAfterMs));
     EXPECT_TRUE(log.Operations().empty());
     // Only the first `count` arguments are read.
-    std::vector<std::string> args = {"vocarta", "-stop", "-play"};
-    dialog.HandleCommandLine(args, 2);
+    dialog.HandleCommandLine({"vocarta", "-stop", "-play"}, 2);
     EXPECT_EQ(log.Operations(), std::vector<std::string>{"Stop"});
 }
 
-TEST_F(CommandLineTest, OperationsAndWindowSwitches) {
+TEST_F(CommandLineTest, OperationsWindowSwitchesAndExit) {
     const std::string takes = session.folder.Path();
     Run({"-outdir", takes, "-resume", "-pause", "-restart", "-play", "-stop", "-done", "-hide",
          "-show", "-exitifstop"});
     EXPECT_EQ(GetSettingString("FindPlay", "DefaultRecordFolder"), takes);
     // -play is refused while recording; -done after -stop finds nothing left to stop.
     EXPECT_EQ(log.Operations(),
-              (std::vector<std::string>{"Record limit=216000000", "Pause", "Restart", "Play",
-                                        "Stop", "AfterStop done=true", "AfterStop done=true"}));
+              (std::vector<std::string>{kRecordLine, "Pause", "Restart", "Play", "Stop",
+                                        "AfterStop done=true", "AfterStop done=true"}));
     EXPECT_TRUE(view.visible);
     EXPECT_TRUE(dialog.ExitWhenStopped());
-    EXPECT_FALSE(view.closed);
+
+    // -exit while recording asks "Close To Tray" (its texts: the window test).
+    Run({"-record"});
+    view.answers = {2, 0, 1};  // Cancel, Record in Background, Stop Recording and Close
+    Run({"-exit"});
+    EXPECT_TRUE(view.visible && !view.closed);
+    Run({"-exit"});
+    EXPECT_FALSE(view.visible || view.closed);
+    EXPECT_TRUE(dialog.IsRecordingInProgress());
+    ASSERT_EQ(view.messages.size(), 2u);
+    EXPECT_EQ(view.messages[1].title, "Close To Tray");
     const auto before = log.Operations();
     Run({"-EXIT", "-record"});
     EXPECT_TRUE(view.closed);
     EXPECT_EQ(loop.quitStatus, 0);
-    EXPECT_EQ(log.Operations(), before) << "nothing may start once the window has closed";
-}
-
-TEST_F(CommandLineTest, ExitWhileRecordingAsksAndHonoursTheAnswer) {
-    Run({"-record"});
-    view.answers = {2};  // Cancel
-    Run({"-exit"});
-    ASSERT_EQ(view.messages.size(), 1u);
-    EXPECT_EQ(view.messages[0].title, "Close To Tray");
-    EXPECT_EQ(view.messages[0].text,
-              "Vocarta Sound Recorder is currently recording. Would you like to continue to "
-              "record in the background?");
-    EXPECT_EQ(
-        view.messages[0].buttons,
-        (std::vector<std::string>{"Record in Background", "Stop Recording and Close", "Cancel"}));
-    EXPECT_FALSE(view.closed);
-    view.visible = true;
-    view.answers = {0};  // Record in Background: hidden, still recording
-    Run({"-exit"});
-    EXPECT_FALSE(view.closed);
-    EXPECT_FALSE(view.visible);
-    EXPECT_TRUE(dialog.IsRecordingInProgress());
-    view.answers = {1};  // Stop Recording and Close
-    Run({"-exit"});
-    EXPECT_TRUE(view.closed);
-    EXPECT_EQ(log.Operations().back(), "AfterStop done=true");
+    auto expected = before;
+    expected.push_back("AfterStop done=true");
+    EXPECT_EQ(log.Operations(), expected) << "nothing may start once the window has closed";
 }
 
 TEST_F(CommandLineTest, MsStartsTimerFourWhichStopsAndCloses) {
     Run({"-ms", "abc", "-ms", "-5"});
     EXPECT_FALSE(loop.IsTimerRunning(MainDialog::kTimerCloseAfterMs));
     Run({"-record", "-ms", "1500"});
-    ASSERT_EQ(loop.timers.count(MainDialog::kTimerCloseAfterMs), 1u);
+    ASSERT_TRUE(loop.IsTimerRunning(MainDialog::kTimerCloseAfterMs));
     EXPECT_EQ(loop.timers[MainDialog::kTimerCloseAfterMs], 1500);
     loop.Fire(MainDialog::kTimerCloseAfterMs);
     EXPECT_EQ(log.Operations().back(), "AfterStop done=true");
@@ -191,37 +163,46 @@ TEST_F(CommandLineTest, ForwardedBareLaunchBringsWindowToFront) {
 }
 
 TEST(ScheduledEnd, DateArithmetic) {
-    EXPECT_EQ(FullYear(24), 2024);
-    EXPECT_EQ(FullYear(69), 2069);
-    EXPECT_EQ(FullYear(99), 1999);
-    EXPECT_EQ(FullYear(2031), 2031);
-
+    for (const auto& [two, four] :
+         {std::pair{24, 2024}, std::pair{69, 2069}, std::pair{99, 1999}, std::pair{2031, 2031}})
+        EXPECT_EQ(FullYear(two), four);
     std::tm noon{};
     noon.tm_year = 124, noon.tm_mon = 4, noon.tm_mday = 1, noon.tm_hour = 12, noon.tm_isdst = -1;
     const std::time_t now = std::mktime(&noon);
-    std::time_t end = 0;
-    ASSERT_TRUE(ScheduledEndTime("13:30:00", "24-5-1", now, end));
-    EXPECT_EQ(end - now, 5400);
-    // Already past today: the same time tomorrow.
-    ASSERT_TRUE(ScheduledEndTime("11:00:00", "2024-5-1", now, end));
-    EXPECT_EQ(end - now, 23 * 3600);
-    // Only the end time at the front of one argument is read.
-    ASSERT_TRUE(ScheduledEndTime("13:00:00 Morning show -RunInBackground", "2024-5-1", now, end));
-    EXPECT_EQ(end - now, 3600);
-    EXPECT_FALSE(ScheduledEndTime("13:00", "2024-5-1", now, end));
-    EXPECT_FALSE(ScheduledEndTime("25:00:00", "2024-5-1", now, end));
-    EXPECT_FALSE(ScheduledEndTime("soon", "2024-5-1", now, end));
+    // Already past today: the same time tomorrow. Only the time at the front is read.
+    const struct {
+        const char *time, *date;
+        int seconds;  // -1: refused
+    } cases[] = {{"13:30:00", "24-5-1", 5400},
+                 {"11:00:00", "2024-5-1", 23 * 3600},
+                 {"13:00:00 Morning show -RunInBackground", "2024-5-1", 3600},
+                 {"13:00", "2024-5-1", -1},
+                 {"25:00:00", "2024-5-1", -1},
+                 {"soon", "2024-5-1", -1}};
+    for (const auto& c : cases) {
+        std::time_t end = 0;
+        const bool read = ScheduledEndTime(c.time, c.date, now, end);
+        EXPECT_EQ(read ? int(end - now) : -1, c.seconds) << c.time;
+    }
 }
 
-TEST_F(CommandLineTest, ScheduledLaunchAsOneArgumentRecordsIntoTheUsualFile) {
+TEST_F(CommandLineTest, ScheduledLaunchOnlyMovesARunningEndLater) {
+    // Launch agents pass end, title and flag as one argument: only the end is read.
     Run({"-scheduled_launch", ClockIn(3600) + " Morning show -RunInBackground"});
     auto ops = log.Operations();
     ASSERT_EQ(ops.size(), 2u);
-    EXPECT_EQ(ops[0].rfind("Record limit=", 0), 0u);
     EXPECT_NEAR(double(LimitOf(ops[0])), 3600000.0, 2000.0);
     EXPECT_EQ(ops[1], "ScheduledStart");
-    EXPECT_FALSE(dialog.ExitWhenStopped());
     EXPECT_EQ(dialog.ScheduledLimit(), LimitOf(ops[0]));
+    Run({"-scheduled_launch", ClockIn(1800), "Other", "-RunInBackground"});
+    EXPECT_EQ(dialog.ScheduledLimit(), LimitOf(ops[0]));
+    EXPECT_FALSE(dialog.ExitWhenStopped());
+    Run({"-scheduled_launch", ClockIn(7200)});
+    EXPECT_NEAR(double(dialog.ScheduledLimit()), 7200000.0, 2000.0);
+    EXPECT_EQ(log.Operations().size(), 2u) << "only the first launch starts anything";
+    // Once stopped, the next scheduled launch starts afresh, earlier end included.
+    Run({"-stop", "-scheduled_launch", ClockIn(600)});
+    EXPECT_NEAR(double(dialog.ScheduledLimit()), 600000.0, 2000.0);
 }
 
 TEST_F(CommandLineTest, ScheduledLaunchWithTitleRecordsIntoItAndMayEndTheProgram) {
@@ -234,21 +215,4 @@ TEST_F(CommandLineTest, ScheduledLaunchWithTitleRecordsIntoItAndMayEndTheProgram
     EXPECT_TRUE(dialog.ExitWhenStopped());
     // A minute ago means tomorrow.
     EXPECT_NEAR(double(dialog.ScheduledLimit()), (86400.0 - 60.0) * 1000.0, 3600000.0 + 2000.0);
-}
-
-TEST_F(CommandLineTest, SecondScheduledLaunchOnlyMovesTheEndLater) {
-    Run({"-scheduled_launch", ClockIn(7200)});
-    const int64_t first = dialog.ScheduledLimit();
-    EXPECT_NEAR(double(first), 7200000.0, 2000.0);
-    Run({"-scheduled_launch", ClockIn(3600), "Other", "-RunInBackground"});
-    EXPECT_EQ(dialog.ScheduledLimit(), first);
-    EXPECT_FALSE(dialog.ExitWhenStopped());
-    Run({"-scheduled_launch", ClockIn(10800)});
-    EXPECT_NEAR(double(dialog.ScheduledLimit()), 10800000.0, 2000.0);
-    // Only the first launch started anything.
-    EXPECT_EQ(log.Operations().size(), 2u);
-
-    // Once stopped, the next scheduled launch starts afresh, earlier end included.
-    Run({"-stop", "-scheduled_launch", ClockIn(600)});
-    EXPECT_NEAR(double(dialog.ScheduledLimit()), 600000.0, 2000.0);
 }

@@ -1,13 +1,11 @@
 #include "app/file_naming.h"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include "app/output_folder.h"
 #include "app_fakes.h"
 #include "audio/output_format.h"
 #include "settings/settings.h"
-#include "support/temp_dir.h"
 #include "toolkit/paths.h"
 
 using namespace vocarta;
@@ -22,19 +20,20 @@ class FileNamingTest : public ::testing::Test {
         DeleteSettingTree("FindPlay");
         StoreRecordFolder(folder.Path());
     }
-    std::string Expand(const std::string& pattern, int format = kFormatMp3) {
+    std::string Expand(const std::string& pattern) {
         std::string out;
-        ExpandFileNamePattern(pattern, format, moment, out);
+        ExpandFileNamePattern(pattern, kFormatMp3, moment, out);
         return out;
     }
     int AutoNumber() { return GetSettingInt("Settings", "AutoNumber", -99); }
+    void SetAutoNumber(int value) { SetSettingInt("Settings", "AutoNumber", value); }
 
     TempDir folder{"vocarta-names"};
     FakeView view;
     std::tm moment = [] {
         std::tm tm{};
-        tm.tm_year = 124, tm.tm_mon = 4, tm.tm_mday = 1;
-        tm.tm_hour = 9, tm.tm_min = 5, tm.tm_sec = 7;
+        tm.tm_year = 124, tm.tm_mon = 4, tm.tm_mday = 1, tm.tm_hour = 9, tm.tm_min = 5;
+        tm.tm_sec = 7;
         return tm;
     }();
 };
@@ -44,8 +43,7 @@ class FileNamingTest : public ::testing::Test {
 TEST_F(FileNamingTest, DefaultPatternCountsFromZeroAndSkipsTakenNames) {
     EXPECT_EQ(Expand(FileNamePattern()), "Untitled 000");
     EXPECT_EQ(AutoNumber(), 1);
-
-    SetSettingInt("Settings", "AutoNumber", 0);
+    SetAutoNumber(0);
     WriteFile(folder.File("Untitled 000.mp3"), "x");
     WriteFile(folder.File("Untitled 001.mp3"), "x");
     WriteFile(folder.File("Untitled 002.wav"), "x");  // another format does not count
@@ -55,21 +53,25 @@ TEST_F(FileNamingTest, DefaultPatternCountsFromZeroAndSkipsTakenNames) {
 }
 
 TEST_F(FileNamingTest, TokensAndOddPercentSigns) {
-    SetSettingInt("Settings", "AutoNumber", 1234);
+    SetAutoNumber(1234);
     EXPECT_EQ(Expand("%autonumber%"), "1234");
     EXPECT_EQ(Expand("%YYYY%-%MM%-%DD% %HH%.%MIN%.%SS% take"), "2024-05-01 09.05.07 take");
     EXPECT_EQ(Expand("a%Foo%b%yyyy%c"), "abc");  // unknown (and wrongly cased) tokens vanish
     EXPECT_EQ(Expand("100%% sure"), "100% sure");
     EXPECT_EQ(Expand("50% off"), "50% off");
-    SetSettingInt("Settings", "AutoNumber", 5);
+    SetAutoNumber(5);
     EXPECT_EQ(Expand("%autonumber%-%autonumber%"), "005-006");
     EXPECT_EQ(AutoNumber(), 7);
-}
-
-TEST_F(FileNamingTest, PatternWithoutCounterIsUsedOnceEvenIfTaken) {
+    // Without a counter the name is used once, even if taken, and takes no number.
+    DeleteSetting("Settings", "AutoNumber");
     WriteFile(folder.File("2024.mp3"), "x");
     EXPECT_EQ(Expand("%YYYY%"), "2024");
     EXPECT_FALSE(SettingExists("Settings", "AutoNumber"));
+    // Which patterns are refused, and with which message: the options window test.
+    std::string message;
+    EXPECT_TRUE(ValidateFileNamePattern("Take %SS% here", message));
+    EXPECT_FALSE(CheckFileNamePattern(view, "%AUTONUMBER%"));
+    EXPECT_EQ(view.messages.at(0).title, "Invalid format");
 }
 
 TEST_F(FileNamingTest, RecordFolderDefaultAndPath) {
@@ -82,27 +84,8 @@ TEST_F(FileNamingTest, RecordFolderDefaultAndPath) {
     EXPECT_EQ(MakeRecordingPath(std::string(300, 'n'), kFormatWav).size(), 259u);
 }
 
-TEST_F(FileNamingTest, PatternChecks) {
-    std::string message;
-    EXPECT_TRUE(ValidateFileNamePattern("%SS%%autonumber%", message));
-    EXPECT_TRUE(ValidateFileNamePattern("Take %SS% here", message));
-    EXPECT_FALSE(ValidateFileNamePattern("", message));
-    EXPECT_EQ(message, "File name format is invalid. Please try again.");
-    EXPECT_FALSE(ValidateFileNamePattern("Take %autonumber% x", message));
-    EXPECT_EQ(message,
-              "File name format contains \"%autonumber%\" are not allowed to have post "
-              "string. Please try again.");
-    EXPECT_FALSE(ValidateFileNamePattern("Take %MIN%", message));
-    EXPECT_EQ(message,
-              "File name format must contain either \"%autonumber%\" or \"%SS%\". Please try "
-              "again.");
-    EXPECT_FALSE(CheckFileNamePattern(view, "%AUTONUMBER%"));
-    ASSERT_EQ(view.messages.size(), 1u);
-    EXPECT_EQ(view.messages[0].title, "Invalid format");
-}
-
 TEST_F(FileNamingTest, CounterResetAndPutBack) {
-    SetSettingInt("Settings", "AutoNumber", 7);
+    SetAutoNumber(7);
     PutBackAutoNumber();
     EXPECT_EQ(AutoNumber(), 6);
     DeleteSetting("Settings", "AutoNumber");
@@ -110,7 +93,7 @@ TEST_F(FileNamingTest, CounterResetAndPutBack) {
     EXPECT_EQ(AutoNumber(), 0);
     PutBackAutoNumber();
     EXPECT_EQ(AutoNumber(), 0);
-    SetSettingInt("Settings", "AutoNumber", 41);
+    SetAutoNumber(41);
     ResetAutoNumber(view);
     EXPECT_EQ(AutoNumber(), 0);
     ASSERT_EQ(view.messages.size(), 1u);
@@ -121,83 +104,66 @@ TEST_F(FileNamingTest, CounterResetAndPutBack) {
 TEST_F(FileNamingTest, NamePromptAndReplaceQuestion) {
     SetSettingBool("Settings", "PromptForName", true);
     std::string path;
-    view.prompts = {std::nullopt};
+    view.prompts = {std::nullopt, std::string("   "), std::string("../elsewhere"),
+                    std::string("  Interview ")};
     EXPECT_FALSE(ChooseRecordingPath(view, kFormatWav, path));
     EXPECT_EQ(view.promptTitles.back(), "Enter File Name");
     EXPECT_EQ(view.promptInitials.back(), "Untitled 000");
     EXPECT_FALSE(SettingExists("Settings", "AutoNumber"));  // the suggestion takes no number
-
-    view.prompts = {std::string("   ")};
     EXPECT_FALSE(ChooseRecordingPath(view, kFormatWav, path));
     EXPECT_EQ(view.messages.back().text, "The name must contain text.");
     EXPECT_EQ(view.messages.back().title, "Name Invalid");
-
-    view.prompts = {std::string("  Interview ")};
+    EXPECT_FALSE(ChooseRecordingPath(view, kFormatWav, path));
+    EXPECT_EQ(view.messages.at(1).title, "Name Invalid");
     ASSERT_TRUE(ChooseRecordingPath(view, kFormatWav, path));
     EXPECT_EQ(path, folder.File("Interview.wav"));
 
     WriteFile(path, "x");
-    view.messages.clear();
-    view.prompts = {std::string("Interview")};  // unanswered question: the safe "Cancel"
+    view.prompts = {std::string("Interview"), std::string("Interview")};
+    view.answers = {1, 0};  // "Cancel", then "Replace"
     EXPECT_FALSE(ChooseRecordingPath(view, kFormatWav, path));
-    ASSERT_EQ(view.messages.size(), 1u);
-    EXPECT_EQ(view.messages[0].title, "File Exists");
-    EXPECT_EQ(view.messages[0].text,
+    EXPECT_EQ(view.messages.back().title, "File Exists");
+    EXPECT_EQ(view.messages.back().text,
               "Another file with the same name and format already "
               "exists. Do you want to replace it? ");
-    EXPECT_EQ(view.messages[0].buttons, (std::vector<std::string>{"Replace", "Cancel"}));
-    view.prompts = {std::string("Interview")};
-    view.answers = {0};
+    EXPECT_EQ(view.messages.back().buttons, (std::vector<std::string>{"Replace", "Cancel"}));
+    EXPECT_EQ(view.messages.back().SafeChoice(), 1);
     EXPECT_TRUE(ChooseRecordingPath(view, kFormatWav, path));
 
-    view.prompts = {std::string("../elsewhere")};
+    // A pattern's name is asked about the same way.
+    SetSettingBool("Settings", "PromptForName", false);
+    SetSettingString("Settings", "FileNameFormat", "Interview");
     EXPECT_FALSE(ChooseRecordingPath(view, kFormatWav, path));
-    EXPECT_EQ(view.messages.back().title, "Name Invalid");
-}
-
-TEST_F(FileNamingTest, PatternPathAsksBeforeReplacing) {
-    SetSettingString("Settings", "FileNameFormat", "Fixed");
-    WriteFile(folder.File("Fixed.mp3"), "x");
-    std::string path;
-    EXPECT_FALSE(ChooseRecordingPath(view, kFormatMp3, path));
     EXPECT_EQ(view.messages.back().title, "File Exists");
     SetSettingString("Settings", "FileNameFormat", "Take %autonumber%");
-    EXPECT_TRUE(ChooseRecordingPath(view, kFormatMp3, path));
-    EXPECT_EQ(path, folder.File("Take 000.mp3"));
+    EXPECT_TRUE(ChooseRecordingPath(view, kFormatWav, path));
+    EXPECT_EQ(path, folder.File("Take 000.wav"));
 }
 
 TEST_F(FileNamingTest, OutputFolderChecks) {
     const std::string missing = folder.File("new/deeper");
-    EXPECT_EQ(CheckOutputFolder(view, missing, OutputFolderUse::RecordCommand),
-              OutputFolderCheck::Cancelled);
+    const auto check = [&](const std::string& path) {
+        return CheckOutputFolder(view, path, OutputFolderUse::RecordCommand);
+    };
+    EXPECT_EQ(check(missing), OutputFolderCheck::Cancelled);
     EXPECT_EQ(view.messages.back().text,
               "The specified output folder doesn't exist. Do you want to create it now?");
     EXPECT_EQ(view.messages.back().buttons, (std::vector<std::string>{"Create Folder", "Cancel"}));
     EXPECT_FALSE(DirExists(missing));
-
     view.answers = {0};
-    EXPECT_EQ(CheckOutputFolder(view, missing, OutputFolderUse::RecordCommand),
-              OutputFolderCheck::Ready);
+    EXPECT_EQ(check(missing), OutputFolderCheck::Ready);
     EXPECT_TRUE(DirExists(missing));
     EXPECT_EQ(RecordFolder(), missing);
 
-    EXPECT_EQ(CheckOutputFolder(view, "relative/dir", OutputFolderUse::RecordCommand),
-              OutputFolderCheck::Refused);
+    EXPECT_EQ(check("relative/dir"), OutputFolderCheck::Refused);
     EXPECT_EQ(view.messages.back().text,
               "Cannot create the specified folder. Please enter a valid folder.");
-    EXPECT_EQ(CheckOutputFolder(view, "", OutputFolderUse::OptionsPage),
-              OutputFolderCheck::Refused);
-    EXPECT_EQ(view.messages.back().text, "Output folder is invalid. Please try again.");
-    EXPECT_EQ(view.messages.back().title, "Invalid output folder");
-
     // A file where a parent folder should be: creating fails.
     WriteFile(folder.File("plain"), "x");
     view.answers = {0};
-    EXPECT_EQ(CheckOutputFolder(view, folder.File("plain/sub"), OutputFolderUse::RecordCommand),
-              OutputFolderCheck::Refused);
+    EXPECT_EQ(check(folder.File("plain/sub")), OutputFolderCheck::Refused);
     EXPECT_EQ(view.messages.back().text, "Cannot create the specified folder. Please try again.");
-    EXPECT_EQ(CheckOutputFolder(view, folder.File("plain"), OutputFolderUse::RecordCommand),
-              OutputFolderCheck::Refused);
+    EXPECT_EQ(check(folder.File("plain")), OutputFolderCheck::Refused);
     EXPECT_EQ(view.messages.back().title, "Invalid output folder");
     EXPECT_EQ(RecordFolder(), missing);  // nothing refused was stored
 }

@@ -1,16 +1,13 @@
 #pragma once
-// A recording session under test: MainDialog with the fake view and loop, a
-// recorder over the simulated capture layer in Manual mode (the test pumps the
-// sound through it), real WAV files (8000 Hz mono 16-bit) in a temporary record
-// folder, a free-space figure the test sets, and logs of tones, Trash emptying
-// and the files handed to the after-recording queue.
+// A recording session under test: MainDialog with the fake view and loop, the
+// simulated recorder in Manual mode (the test pumps the sound), real 8000 Hz mono
+// 16-bit WAV files in a temporary folder, a free-space figure the test sets, and
+// logs of tones, Trash emptying and files handed to the after-recording queue.
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <atomic>
-#include <chrono>
 #include <cmath>
 #include <cstdlib>
 #include <memory>
@@ -65,7 +62,6 @@ class SessionTest : public ::testing::Test {
         LSoundFormat format;
         MakeWavFormat(1, kRate, 1, 16, format);
         SaveWavFormat(format);
-        // The tones are checked through the tone log, not heard.
     }
     ~SessionTest() override { dialog.reset(); }
 
@@ -82,7 +78,7 @@ class SessionTest : public ::testing::Test {
         services.recorder = std::move(made);
         services.prepareDevice = [this] {
             LResolvedRecordDevice resolved;
-            resolved.device.index = deviceIndex;
+            resolved.device.index = 0;
             resolved.deviceName = "simulated";
             return resolved;
         };
@@ -144,9 +140,7 @@ class SessionTest : public ::testing::Test {
         return stat(path.c_str(), &info) == 0;
     }
     std::string Take(int number) const {
-        char name[32];
-        std::snprintf(name, sizeof name, "Untitled %03d.wav", number);
-        return folder.File(name);
+        return folder.File(StringPrintf("Untitled %03d.wav", number));
     }
 
     TempDir folder{"vocarta-session"};
@@ -154,7 +148,6 @@ class SessionTest : public ::testing::Test {
     FakeMainLoop loop;
     LogTail log;
     std::shared_ptr<SwitchedSine> sound = std::make_shared<SwitchedSine>();
-    int deviceIndex = 0;
     int64_t loseDeviceAfterFrames = -1;
     std::atomic<uint64_t> freeBytes{uint64_t(1) << 40};
     uint64_t trashHolds = 0;

@@ -1,10 +1,11 @@
 #pragma once
 // Shared by the window tests: one QApplication on the offscreen platform for the
-// whole test program, and finding a named child widget.
+// whole test program, and finding named child widgets.
 
 #include <gtest/gtest.h>
 
 #include <QApplication>
+#include <QComboBox>
 #include <QWidget>
 #include <cstdlib>
 
@@ -27,6 +28,12 @@ W* Child(QObject& parent, const char* name) {
     W* widget = parent.findChild<W*>(name);
     EXPECT_NE(widget, nullptr) << name;
     return widget;
+}
+
+inline QStringList Items(QComboBox* combo) {
+    QStringList items;
+    for (int i = 0; i < combo->count(); ++i) items << combo->itemText(i);
+    return items;
 }
 
 }  // namespace vocarta::test

@@ -5,14 +5,14 @@
 
 #include "gui/main_window.h"
 
+#include <QAbstractButton>
 #include <QAction>
-#include <QMenuBar>
 #include <QMessageBox>
-#include <QPushButton>
 #include <QTimer>
 #include <QToolBar>
 #include <chrono>
 #include <functional>
+#include <optional>
 #include <string>
 
 #include "app/app_fakes.h"
@@ -103,68 +103,26 @@ class MainWindowTest : public ::testing::Test, private ApplicationFirst {
 
 }  // namespace
 
-TEST_F(MainWindowTest, CommandsCarryTheirTipsAndKeys) {
-    const SessionActions& a = window.Actions();
-    const std::tuple<QAction*, const char*, QKeySequence> commands[] = {
-        {a.record, "Start Recording (F5)", QKeySequence(Qt::Key_F5)},
-        {a.pause, "Pause Recording (F6)", QKeySequence(Qt::Key_F6)},
-        {a.stop, "Stop and Mark Done (F7)", QKeySequence(Qt::Key_F7)},
-        {a.retake, "Retake Recording/Replay (Home)", QKeySequence(Qt::Key_Home)},
-        {a.play, "Play Recording (Spacebar)", QKeySequence(Qt::Key_Space)}};
-    QToolBar* bar = Child<QToolBar>(window, "sessionToolBar");
-    for (const auto& [action, tip, key] : commands) {
-        EXPECT_EQ(action->toolTip(), tip);
-        EXPECT_EQ(action->shortcut(), key) << tip;
-        EXPECT_TRUE(bar->actions().contains(action)) << tip;
-    }
-    QStringList menuItems;
-    for (QAction* menu : window.menuBar()->actions())
-        for (QAction* item : menu->menu()->actions()) menuItems << item->text().remove('&');
-    for (const char* item :
-         {"Options...", "Reset Auto Number", "Quit", "Start Recording", "Pause Recording",
-          "Stop and Mark Done", "Retake Recording/Replay", "Play Recording"})
-        EXPECT_TRUE(menuItems.contains(item)) << item;
-
-    // Reset Auto Number tells the user, under "Reset".
-    SetSettingInt("Settings", "AutoNumber", 12);
-    MessageBoxAnswer answer("OK");
-    a.resetAutoNumber->trigger();
-    EXPECT_EQ(answer.text, "Auto number has been reset to 0.");
-    EXPECT_EQ(answer.title, "Reset");
-    EXPECT_EQ(GetSettingInt("Settings", "AutoNumber", -1), 0);
-}
-
+// Title, time and keys are proven on a real display (test_main_window_x11.py).
 TEST_F(MainWindowTest, ShowsTheSessionAsItRuns) {
     EXPECT_EQ(window.StatusText(), "Ready");
-    EXPECT_EQ(window.TimeText(), "0:00:00.000");
     EXPECT_EQ(window.FormatText().toStdString(), CurrentFormatDisplayText());
-    EXPECT_EQ(window.windowTitle(), "Vocarta Sound Recorder");
     const SessionActions& a = window.Actions();
     EXPECT_TRUE(a.record->isEnabled());
     EXPECT_FALSE(a.stop->isEnabled());
 
     a.record->trigger();
     ASSERT_TRUE(RunUntil([&] { return window.StatusText() == "Recording..."; }));
-    EXPECT_TRUE(window.windowTitle().startsWith("Recording... 0:00:0"))
-        << window.windowTitle().toStdString();
     EXPECT_FALSE(a.record->isEnabled());
     EXPECT_TRUE(a.pause->isEnabled() && a.stop->isEnabled() && a.retake->isEnabled());
     EXPECT_EQ(window.Tray().ToolTip(), "Vocarta - Recording");
-    // The time display moves, and the indicator blinks both ways.
-    const QString started = window.TimeText();
-    EXPECT_TRUE(RunUntil([&] { return window.TimeText() != started; }));
-    EXPECT_TRUE(RunUntil([&] { return !window.IndicatorLit(); }, 3000));
+    EXPECT_TRUE(RunUntil([&] { return !window.IndicatorLit(); }, 3000));  // it blinks
     EXPECT_TRUE(RunUntil([&] { return window.IndicatorLit(); }, 3000));
-    EXPECT_TRUE(RunUntil([&] { return window.windowTitle().contains(" 0:00:01 - "); }));
 
     a.pause->trigger();
     ASSERT_TRUE(RunUntil([&] { return dialog.RecorderState() == MainDialog::kPaused; }));
     EXPECT_FALSE(window.IndicatorLit());
     EXPECT_TRUE(a.record->isEnabled());
-    const QString paused = window.TimeText();
-    RunUntil([] { return false; }, 300);
-    EXPECT_EQ(window.TimeText(), paused);
-
     a.record->trigger();
     ASSERT_TRUE(RunUntil([&] { return Recording(); }));
     a.stop->trigger();
@@ -175,7 +133,6 @@ TEST_F(MainWindowTest, ShowsTheSessionAsItRuns) {
     // The recorder's stop notice clears the meters once the stop has finished.
     EXPECT_TRUE(RunUntil([&] { return window.MeterLevel(0) == LevelMeter::kSilenceDb; }));
     EXPECT_TRUE(a.play->isEnabled());
-    EXPECT_FALSE(dialog.OutputPath().empty());
 }
 
 TEST_F(MainWindowTest, ClosingWhileRecordingAsksCloseToTray) {
@@ -197,17 +154,7 @@ TEST_F(MainWindowTest, ClosingWhileRecordingAsksCloseToTray) {
         EXPECT_FALSE(window.isMinimized());
         EXPECT_TRUE(Recording());
     }
-    {
-        // The offscreen platform has no tray: the window is minimised, not lost.
-        MessageBoxAnswer answer("Record in Background");
-        window.close();
-        ASSERT_TRUE(RunUntil([&] { return window.isMinimized(); }));
-        EXPECT_TRUE(window.isVisible());
-        EXPECT_TRUE(Recording());
-        EXPECT_FALSE(dialog.IsClosed());
-    }
-    window.BringToFront();
-    EXPECT_FALSE(window.isMinimized());
+    // "Record in Background" without a tray: test_main_window_x11.py.
     {
         MessageBoxAnswer answer("Stop Recording and Close");
         window.Actions().quit->trigger();
@@ -235,9 +182,7 @@ TEST_F(MainWindowTest, LevelBarsAndHeldPlayback) {
     const SessionActions& a = window.Actions();
     QToolBar* bar = Child<QToolBar>(window, "sessionToolBar");
     SessionButtons held;
-    held.play = true;
-    held.stop = true;
-    held.playbackPaused = true;
+    held.play = held.stop = held.playbackPaused = true;
     window.SetButtons(held);
     EXPECT_EQ(bar->actions().indexOf(a.play), 1);
     EXPECT_TRUE(a.play->isEnabled());
@@ -249,10 +194,12 @@ TEST_F(MainWindowTest, LevelBarsAndHeldPlayback) {
 
 TEST(GuiEntry, DisplayProbesSayNoWithoutAServer) {
     EnsureApplication();
-    const char* display = std::getenv("DISPLAY");
-    const char* wayland = std::getenv("WAYLAND_DISPLAY");
-    const std::string savedDisplay = display ? display : "";
-    const std::string savedWayland = wayland ? wayland : "";
+    // Other tests in this program share the environment: it is put back.
+    std::vector<std::pair<const char*, std::optional<std::string>>> saved;
+    for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY"}) {
+        const char* value = std::getenv(name);
+        saved.emplace_back(name, value ? std::optional<std::string>(value) : std::nullopt);
+    }
     unsetenv("QT_QPA_PLATFORM");
     setenv("DISPLAY", ":987", 1);  // nothing listens there
     unsetenv("WAYLAND_DISPLAY");
@@ -262,14 +209,6 @@ TEST(GuiEntry, DisplayProbesSayNoWithoutAServer) {
     EXPECT_FALSE(ProbeWaylandDisplay());
     setenv("QT_QPA_PLATFORM", "offscreen", 1);
     EXPECT_TRUE(CanOpenDisplay());
-
-    // Other tests in this program share the environment.
-    if (display)
-        setenv("DISPLAY", savedDisplay.c_str(), 1);
-    else
-        unsetenv("DISPLAY");
-    if (wayland)
-        setenv("WAYLAND_DISPLAY", savedWayland.c_str(), 1);
-    else
-        unsetenv("WAYLAND_DISPLAY");
+    for (const auto& [name, value] : saved)
+        value ? setenv(name, value->c_str(), 1) : unsetenv(name);
 }

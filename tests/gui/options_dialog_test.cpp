@@ -15,6 +15,7 @@
 #include <QSpinBox>
 #include <QTimer>
 #include <filesystem>
+#include <sstream>
 
 #include "app/app_fakes.h"
 #include "audio/capture/device_choice.h"
@@ -35,10 +36,18 @@ std::string Stored(const char* key, const char* section = "Settings") {
     return value;
 }
 
+// "Key=value;Key=value".
+std::vector<std::pair<std::string, std::string>> KeyValues(const std::string& text) {
+    std::vector<std::pair<std::string, std::string>> out;
+    std::istringstream in(text);
+    for (std::string item; std::getline(in, item, ';');)
+        out.emplace_back(item.substr(0, item.find('=')), item.substr(item.find('=') + 1));
+    return out;
+}
+
 void ClearOptions() {
-    DeleteSettingTree("Settings");
-    DeleteSettingTree("Recorder");
-    DeleteSettingTree("FindPlay");
+    EnsureApplication();
+    for (const char* section : {"Settings", "Recorder", "FindPlay"}) DeleteSettingTree(section);
     LRecordVolumeTable::Instance().Clear();
 }
 
@@ -55,7 +64,6 @@ struct Window {
 }  // namespace
 
 TEST(OptionsDialog, RefusesABadPatternWithTheExactMessage) {
-    EnsureApplication();
     ClearOptions();
     Window w;
     QLineEdit* pattern = w.Get<QLineEdit>("fileNamePattern");
@@ -87,34 +95,16 @@ TEST(OptionsDialog, RefusesABadPatternWithTheExactMessage) {
 }
 
 TEST(OptionsDialog, ShowsWhatIsStoredAndStoresWhatItShows) {
-    EnsureApplication();
     ClearOptions();
     const std::string folder = std::string(getenv("HOME")) + "/takes";
     std::filesystem::create_directories(folder);
-    const std::pair<const char*, const char*> stored[] = {{"VoiceActivate", "1"},
-                                                          {"VoiceActivateLevel", "-30"},
-                                                          {"PauseWaitSeconds", "7"},
-                                                          {"VoiceActivateTimeoutRestart", "1"},
-                                                          {"CheckMaxTime", "0"},
-                                                          {"MaxTimeHours", "1"},
-                                                          {"MaxTimeMinutes", "2"},
-                                                          {"MaxTimeSeconds", "3"},
-                                                          {"StopReachMaxTime", "0"},
-                                                          {"RecordTone", "0"},
-                                                          {"StoppedTone", "0"},
-                                                          {"IntervalTone", "1"},
-                                                          {"IntervalSecs", "45"},
-                                                          {"LaunchPlayWhenStop", "1"},
-                                                          {"AutoEmpty", "0"},
-                                                          {"FileNameFormat", "Memo %autonumber%"},
-                                                          {"PromptForName", "1"},
-                                                          {"Format", "3"},
-                                                          {"AutoTrimThreshold", "-33"},
-                                                          {"AutoTrimThresholdIsAbsolute", "1"},
-                                                          {"AutoTrimShortestSilence", "300"},
-                                                          {"AutoTrimNewFixedLength", "250"},
-                                                          {"AutoTrimNewLengthFraction", "125"},
-                                                          {"AutoTrimStartAndEndOnly", "1"}};
+    const auto stored = KeyValues(
+        "VoiceActivate=1;VoiceActivateLevel=-30;PauseWaitSeconds=7;VoiceActivateTimeoutRestart=1;"
+        "CheckMaxTime=0;MaxTimeHours=1;MaxTimeMinutes=2;MaxTimeSeconds=3;StopReachMaxTime=0;"
+        "RecordTone=0;StoppedTone=0;IntervalTone=1;IntervalSecs=45;LaunchPlayWhenStop=1;"
+        "AutoEmpty=0;FileNameFormat=Memo %autonumber%;PromptForName=1;Format=3;"
+        "AutoTrimThreshold=-33;AutoTrimThresholdIsAbsolute=1;AutoTrimShortestSilence=300;"
+        "AutoTrimNewFixedLength=250;AutoTrimNewLengthFraction=125;AutoTrimStartAndEndOnly=1");
     for (const auto& [key, value] : stored) SetSettingString("Settings", key, value);
     SetSettingString("FindPlay", "DefaultRecordFolder", folder);
     SetSettingBool("Recorder", "Autotrim", true);
@@ -138,7 +128,7 @@ TEST(OptionsDialog, ShowsWhatIsStoredAndStoresWhatItShows) {
         w.dialog.accept();
         ASSERT_EQ(w.dialog.result(), QDialog::Accepted);
     }
-    for (const auto& [key, value] : stored) EXPECT_EQ(Stored(key), value) << key;
+    for (const auto& [key, value] : stored) EXPECT_EQ(Stored(key.c_str()), value) << key;
     EXPECT_EQ(Stored("DefaultRecordFolder", "FindPlay"), folder);
     EXPECT_EQ(Stored("Autotrim", "Recorder"), "1");
 
@@ -167,7 +157,6 @@ TEST(OptionsDialog, ShowsWhatIsStoredAndStoresWhatItShows) {
 }
 
 TEST(OptionsDialog, ClampsOddStoredValuesToTheirRanges) {
-    EnsureApplication();
     ClearOptions();
     SetSettingString("Settings", "VoiceActivateLevel", "-500");
     SetSettingString("Settings", "MaxTimeMinutes", "90");  // 9 h 90 min 59 s
@@ -182,7 +171,6 @@ TEST(OptionsDialog, ClampsOddStoredValuesToTheirRanges) {
 }
 
 TEST(OptionsDialog, AChangedFolderIsCheckedBeforeItIsKept) {
-    EnsureApplication();
     ClearOptions();
     const std::string missing = std::string(getenv("HOME")) + "/new/takes";
     Window w;
@@ -214,7 +202,6 @@ TEST(OptionsDialog, AChangedFolderIsCheckedBeforeItIsKept) {
 }
 
 TEST(OptionsDialog, DevicePageStoresTheChoiceAndPutsTheVolumeBackOnCancel) {
-    EnsureApplication();
     ClearOptions();
     {
         Window w;
@@ -258,7 +245,6 @@ TEST(OptionsDialog, DevicePageStoresTheChoiceAndPutsTheVolumeBackOnCancel) {
 }
 
 TEST(OptionsDialog, EncoderOptionsOpensTheDialogOfTheChosenFormat) {
-    EnsureApplication();
     ClearOptions();
     Window w;
     w.Get<QComboBox>("outputFormat")->setCurrentText("FLAC");

@@ -1,41 +1,21 @@
-// The "Wave Encoder Options" dialog, run headless: its lists, the preset that
-// follows the controls, and what OK stores. The preset rules themselves are
-// tested in tests/audio/wav/wav_presets_test.cpp.
+// The "Wave Encoder Options" dialog, run offscreen: the preset that follows the
+// controls, and what OK stores. The preset rules themselves: wav_presets_test.cpp.
 
 #include "gui/wave_encoder_options_dialog.h"
 
-#include <gtest/gtest.h>
-
-#include <QApplication>
-#include <QComboBox>
 #include <QStandardItemModel>
 
 #include "audio/wav/wav_format_settings.h"
+#include "gui/gui_test_support.h"
 #include "settings/settings.h"
 
 using namespace vocarta;
+using namespace vocarta::test;
 
 namespace {
 
-void EnsureQApplication() {
-    if (QApplication::instance()) return;
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    static int argc = 1;
-    static char name[] = "gui_tests";
-    static char* argv[] = {name, nullptr};
-    new QApplication(argc, argv);  // lives as long as the test program
-}
-
 QComboBox* Combo(QWidget& dialog, const char* name) {
-    auto* combo = dialog.findChild<QComboBox*>(name);
-    EXPECT_NE(combo, nullptr) << name;
-    return combo;
-}
-
-QStringList Items(QComboBox* combo) {
-    QStringList items;
-    for (int i = 0; i < combo->count(); ++i) items << combo->itemText(i);
-    return items;
+    return Child<QComboBox>(dialog, name);
 }
 
 // Picks an item as a user would (the dialog reacts to activation only).
@@ -54,7 +34,7 @@ bool ItemEnabled(QComboBox* combo, const QString& text) {
 }  // namespace
 
 TEST(WaveEncoderOptionsDialog, ListsPresetsAndStoresTheChoice) {
-    EnsureQApplication();
+    EnsureApplication();
     DeleteSettingTree(kWavSettingsSection);
     LSoundFormat high;
     ASSERT_TRUE(MakeWavFormat(1, 44100, 2, 16, high));
@@ -71,11 +51,6 @@ TEST(WaveEncoderOptionsDialog, ListsPresetsAndStoresTheChoice) {
         Items(preset),
         (QStringList{"Auto (Preserves Original Format)", "Custom", "High Quality (CD/DVD Quality)",
                      "Medium Quality (AM Radio Quality)", "Low Quality (Telephone Quality)"}));
-    EXPECT_EQ(Items(encoding), (QStringList{"PCM", "GSM 6.10", "A-LAW", "MU-LAW"}));
-    EXPECT_EQ(Items(channels), (QStringList{"Match Source", "Mono", "Stereo"}));
-    EXPECT_EQ(Items(size), (QStringList{"8 bits Integer", "16 bits Integer", "24 bits Integer",
-                                        "32 bits Integer"}));
-    EXPECT_EQ(rate->itemText(0), "Match Source");
     EXPECT_EQ(rate->currentText(), "44100 Hz");
     EXPECT_EQ(preset->currentText(), "High Quality (CD/DVD Quality)");  // derived from the record
 

@@ -1,10 +1,9 @@
 #include "support/temp_dir.h"
 
-#include <ftw.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
@@ -18,13 +17,13 @@ TempDir::TempDir(const std::string& prefix) {
     path_ = tmpl;
 }
 
-TempDir::~TempDir() { RemoveTree(path_); }
+TempDir::~TempDir() {
+    RemoveTree(path_);
+}
 
 void RemoveTree(const std::string& path) {
-    nftw(
-        path.c_str(),
-        [](const char* p, const struct stat*, int, struct FTW*) { return std::remove(p); }, 16,
-        FTW_DEPTH | FTW_PHYS);
+    std::error_code ignored;  // symbolic links are removed, never followed
+    std::filesystem::remove_all(path, ignored);
 }
 
 bool WriteFile(const std::string& path, const std::string& contents) {
