@@ -2,7 +2,10 @@
 // Fakes for the main window's two seams: a view that records what it was asked
 // and answers from a script, and a main loop whose timers and posted calls run
 // only when the test says so. Plus a reader of the event log's new lines, where
-// the command operations leave their trace.
+// the command operations leave their trace, and settings written and checked as
+// "Key=value;Key=value" text.
+
+#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <chrono>
@@ -20,6 +23,7 @@
 
 #include "app/lmain_loop.h"
 #include "app/main_dialog_view.h"
+#include "settings/settings.h"
 #include "support/temp_dir.h"
 #include "toolkit/log.h"
 #include "toolkit/text.h"
@@ -163,6 +167,22 @@ class LogTail {
     std::string path_;
     std::size_t start_;
 };
+
+inline std::vector<std::pair<std::string, std::string>> KeyValues(const std::string& text) {
+    std::vector<std::pair<std::string, std::string>> out;
+    std::istringstream in(text);
+    for (std::string item; std::getline(in, item, ';');)
+        out.emplace_back(item.substr(0, item.find('=')), item.substr(item.find('=') + 1));
+    return out;
+}
+inline void SetSettings(std::string_view section, const std::string& text) {
+    for (const auto& [key, value] : KeyValues(text)) SetSettingString(section, key, value);
+}
+// Expects each key to hold its value ("<none>": not stored at all).
+inline void ExpectSettings(std::string_view section, const std::string& text) {
+    for (const auto& [key, value] : KeyValues(text))
+        EXPECT_EQ(GetSettingString(section, key, "<none>"), value) << section << "/" << key;
+}
 
 // "H:M:S" of the local clock `offset` seconds from now, as -scheduled_launch takes it.
 inline std::string ClockIn(int offset) {

@@ -152,16 +152,6 @@ TEST_F(CommandLineTest, MsStartsTimerFourWhichStopsAndCloses) {
     EXPECT_TRUE(loop.timers.empty());
 }
 
-TEST_F(CommandLineTest, ForwardedBareLaunchBringsWindowToFront) {
-    dialog.HandleForwardedCommandLine({"vocarta"});
-    EXPECT_EQ(view.fronts, 1);
-    EXPECT_TRUE(view.visible);
-    dialog.HandleForwardedCommandLine({"vocarta", "-surveysched"});
-    dialog.HandleForwardedCommandLine({"vocarta", "-stop"});
-    EXPECT_EQ(log.Operations(), std::vector<std::string>{"Stop"});
-    EXPECT_EQ(view.fronts, 1);
-}
-
 TEST(ScheduledEnd, DateArithmetic) {
     for (const auto& [two, four] :
          {std::pair{24, 2024}, std::pair{69, 2069}, std::pair{99, 1999}, std::pair{2031, 2031}})

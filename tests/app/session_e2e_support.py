@@ -42,12 +42,10 @@ class SessionEnv(VocartaEnv):
         self.env.update(PULSE_SERVER="unix:" + self.pulse.socket,
                         PULSE_RUNTIME_PATH=self.pulse.runtime)
         self.rec = os.path.join(self.root, "rec")
-        for section, key, value in (("FindPlay", "DefaultRecordFolder", self.rec),
-                                    ("Settings", "Format", 0), ("Settings", "RecordTone", 0),
-                                    ("Settings", "StoppedTone", 0)):
-            self.write_setting(section, key, value)
+        self.write_settings("FindPlay", DefaultRecordFolder=self.rec)
+        self.write_settings("Settings", Format=0, RecordTone=0, StoppedTone=0)
         if modules:
-            self.write_setting("Settings", "RecordDevice", "nul.monitor")
+            self.write_settings("Settings", RecordDevice="nul.monitor")
 
     def play_tone(self, seconds):
         sox = subprocess.Popen(["sox", "-n", "-t", "raw", "-r", "44100", "-c", "2", "-b", "16",

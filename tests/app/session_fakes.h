@@ -5,11 +5,11 @@
 // logs of tones, Trash emptying and files handed to the after-recording queue.
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include <atomic>
 #include <cmath>
 #include <cstdlib>
+#include <filesystem>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -131,14 +131,11 @@ class SessionTest : public ::testing::Test {
     }
     // Length in ms of a finished WAV recording at kRate, 16-bit mono.
     static int64_t WavMs(const std::string& path) {
-        struct stat info {};
-        if (stat(path.c_str(), &info) != 0) return -1;
-        return (int64_t(info.st_size) - 44) / 2 * 1000 / kRate;
+        std::error_code missing;
+        const auto size = std::filesystem::file_size(path, missing);
+        return missing ? -1 : (int64_t(size) - 44) / 2 * 1000 / kRate;
     }
-    static bool Exists(const std::string& path) {
-        struct stat info {};
-        return stat(path.c_str(), &info) == 0;
-    }
+    static bool Exists(const std::string& path) { return std::filesystem::exists(path); }
     std::string Take(int number) const {
         return folder.File(StringPrintf("Untitled %03d.wav", number));
     }

@@ -8,8 +8,6 @@
 
 using namespace vocarta;
 
-namespace {
-
 TEST(HeadlessView, StatusLineShowsStateTimeLevelsAndFormat) {
     HeadlessView view(stderr, nullptr, false);
     view.SetStatusText("Recording...");
@@ -31,19 +29,18 @@ TEST(HeadlessView, QuestionsTakeTheirUnattendedAnswer) {
     std::FILE* out = std::tmpfile();
     ASSERT_NE(out, nullptr);
     HeadlessView view(out, nullptr, false);
-    MessageBoxRequest close;
-    close.text = "recording";
-    close.title = "Close To Tray";
-    close.buttons = {"Record in Background", "Stop Recording and Close", "Cancel"};
-    close.safeButton = 2;
-    close.unattendedButton = 1;
-    EXPECT_EQ(view.MessageBox(close), 1);
-    MessageBoxRequest replace;
-    replace.text = "exists";
-    replace.title = "File Exists";
-    replace.buttons = {"Replace", "Cancel"};
-    replace.safeButton = 1;
-    EXPECT_EQ(view.MessageBox(replace), 1);
+    EXPECT_EQ(
+        view.MessageBox({.text = "recording",
+                         .title = "Close To Tray",
+                         .buttons = {"Record in Background", "Stop Recording and Close", "Cancel"},
+                         .safeButton = 2,
+                         .unattendedButton = 1}),
+        1);
+    EXPECT_EQ(view.MessageBox({.text = "exists",
+                               .title = "File Exists",
+                               .buttons = {"Replace", "Cancel"},
+                               .safeButton = 1}),
+              1);
     std::string answer = "x";
     EXPECT_FALSE(view.PromptText("Enter File Name", "Name", "Untitled 000", answer));
     EXPECT_TRUE(answer.empty());
@@ -55,5 +52,3 @@ TEST(HeadlessView, QuestionsTakeTheirUnattendedAnswer) {
         std::string::npos);
     std::fclose(out);
 }
-
-}  // namespace

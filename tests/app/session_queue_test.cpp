@@ -139,11 +139,9 @@ TEST(Trash, EmptyingRemovesFilesAndRecordsButNeverFollowsALink) {
     ASSERT_EQ(symlink(outside.Path().c_str(), (trash + "/files/link").c_str()), 0);
 
     EXPECT_TRUE(EmptyUserTrash());
-    EXPECT_FALSE(FileExists(trash + "/files/old.wav"));
-    EXPECT_FALSE(FileExists(trash + "/files/folder"));
-    EXPECT_FALSE(FileExists(trash + "/info/old.wav.trashinfo"));
-    EXPECT_FALSE(FileExists(trash + "/directorysizes"));
-    EXPECT_FALSE(FileExists(trash + "/files/link"));
+    for (const char* gone : {"/files/old.wav", "/files/folder", "/info/old.wav.trashinfo",
+                             "/directorysizes", "/files/link"})
+        EXPECT_FALSE(FileExists(trash + gone)) << gone;
     EXPECT_TRUE(DirExists(trash + "/files")) << "the Trash itself stays";
     EXPECT_EQ(ReadFile(outside.File("keep.txt")), "mine") << "a link is removed, not followed";
 

@@ -80,9 +80,8 @@ class SessionRecordingTest(unittest.TestCase):
 
     def test_maximum_time_goes_on_into_the_next_files(self):
         with SessionEnv() as env:
-            for key, value in (("MaxTimeHours", 0), ("MaxTimeMinutes", 0),
-                               ("MaxTimeSeconds", 2), ("StopReachMaxTime", 0)):
-                env.write_setting("Settings", key, value)
+            env.write_settings("Settings", MaxTimeHours=0, MaxTimeMinutes=0, MaxTimeSeconds=2,
+                               StopReachMaxTime=0)
             env.start("-record", "wav")
             env.wait_until(lambda: os.path.exists(env.take(3)), 30, "Untitled 003")
             env.command("-stop")
@@ -92,7 +91,7 @@ class SessionRecordingTest(unittest.TestCase):
 
     def test_scheduled_end_stops_and_ends_the_program(self):
         with SessionEnv() as env:
-            env.write_setting("Settings", "StopReachMaxTime", 0)  # a scheduled end always stops
+            env.write_settings("Settings", StopReachMaxTime=0)  # a scheduled end always stops
             copy = env.start("-exitifstop", "-scheduled_launch", clock_in(4))
             self.assertEqual(copy.wait(timeout=15), 0)
             self.assertEqual(env.files(), ["Untitled 000.wav"])
@@ -104,9 +103,8 @@ class SessionRecordingTest(unittest.TestCase):
 
     def test_voice_timeout_splits_the_recording_into_files(self):
         with SessionEnv(sine=False) as env:
-            for key, value in (("VoiceActivate", 1), ("VoiceActivateLevel", -18),
-                               ("PauseWaitSeconds", 1), ("VoiceActivateTimeoutRestart", 1)):
-                env.write_setting("Settings", key, value)
+            env.write_settings("Settings", VoiceActivate=1, VoiceActivateLevel=-18,
+                               PauseWaitSeconds=1, VoiceActivateTimeoutRestart=1)
             sound = os.path.join(env.root, "speech.wav")
             # Two "sentences" of 1.5 s, each followed by 2.5 s of silence.
             run("sox", "-n", "-r", "44100", "-c", "2", sound, "synth", "1.5", "sine", "440",
@@ -127,8 +125,7 @@ class SessionRecordingTest(unittest.TestCase):
 
     def test_stop_from_paused_with_nothing_recorded_deletes_the_file(self):
         with SessionEnv(sine=False) as env:
-            env.write_setting("Settings", "VoiceActivate", 1)
-            env.write_setting("Settings", "FilesRecorded", 3)
+            env.write_settings("Settings", VoiceActivate=1, FilesRecorded=3)
             env.start("-record", "wav")
             env.wait_for_log("Recording into")
             time.sleep(3)  # the monitor has been delivering silence by now
@@ -141,7 +138,7 @@ class SessionRecordingTest(unittest.TestCase):
 
     def test_failed_device_start_puts_the_number_back_and_says_why(self):
         with SessionEnv(modules=False) as env:  # a sound server without any input
-            env.write_setting("Settings", "AutoNumber", 7)
+            env.write_settings("Settings", AutoNumber=7)
             copy = env.start("-record", "wav")
             env.wait_for_log('Message "Vocarta Sound Recorder": Vocarta cannot open the sound '
                              "device for recording.")
@@ -154,7 +151,7 @@ class SessionRecordingTest(unittest.TestCase):
                           env.stderr_of(0))
             # With a device, the number given back is taken.
             env.pulse.load_module("module-null-sink", "sink_name=nul rate=44100")
-            env.write_setting("Settings", "RecordDevice", "nul.monitor")
+            env.write_settings("Settings", RecordDevice="nul.monitor")
             env.command("-record")
             env.wait_for_log("Recording into " + env.take(7), proc=copy)
 

@@ -1,18 +1,12 @@
 // The MP3, AIFF and FLAC option dialogs, run offscreen: each shows the stored
 // record, keeps its lists consistent, and saves exactly what was chosen.
 
-#include <QCheckBox>
-#include <QComboBox>
-#include <QLabel>
-#include <QRadioButton>
-
 #include "audio/codecs/encoder_settings.h"
 #include "audio/codecs/lame_library.h"
 #include "gui/aiff_options_dialog.h"
 #include "gui/flac_options_dialog.h"
 #include "gui/gui_test_support.h"
 #include "gui/mp3_options_dialog.h"
-#include "settings/settings.h"
 
 using namespace vocarta;
 using namespace vocarta::test;
@@ -32,27 +26,18 @@ TEST(EncoderDialogs, Mp3ShowsAndSavesTheRecord) {
     SaveMp3Settings(stored);
 
     Mp3OptionsDialog dialog;
-    QComboBox* cbrRate = Child<QComboBox>(dialog, "cbrRate");
-    QComboBox* channelMode = Child<QComboBox>(dialog, "channelMode");
-    EXPECT_TRUE(Child<QRadioButton>(dialog, "vbr")->isChecked());
-    EXPECT_FALSE(cbrRate->isEnabled());
-    EXPECT_EQ(cbrRate->currentText(), "100 kbps");
-    EXPECT_EQ(Child<QComboBox>(dialog, "vbrMax")->currentText(), "256 kbps");
-    EXPECT_EQ(Child<QComboBox>(dialog, "vbrQuality")->currentText(), "2");
-    EXPECT_EQ(channelMode->currentText(), "Mono");
-    EXPECT_TRUE(Child<QCheckBox>(dialog, "crc")->isChecked());
-    EXPECT_TRUE(Child<QLabel>(dialog, "library")->text().contains("LAME"));
-
+    ExpectShown(dialog,
+                "vbr=1;cbrRate.enabled=0;cbrRate=100 kbps;vbrMax=256 kbps;vbrQuality=2;"
+                "channelMode=Mono;crc=1");
+    EXPECT_NE(Shown(dialog, "library").find("LAME"), std::string::npos);
     // Cancel stores nothing; OK stores the choice and passes unshown fields through.
-    Child<QRadioButton>(dialog, "cbr")->setChecked(true);
-    EXPECT_TRUE(cbrRate->isEnabled());
+    Enter(dialog, "cbr=1");
+    ExpectShown(dialog, "cbrRate.enabled=1");
     dialog.reject();
     Mp3Settings after;
     LoadMp3Settings(after);
     EXPECT_FALSE(after.constantBitRate);
-    cbrRate->setCurrentText("320 kbps");
-    channelMode->setCurrentText("Joint");
-    Child<QCheckBox>(dialog, "crc")->setChecked(false);
+    Enter(dialog, "cbrRate=320 kbps;channelMode=Joint;crc=0");
     dialog.accept();
     LoadMp3Settings(after);
     EXPECT_TRUE(after.constantBitRate);
@@ -67,26 +52,19 @@ TEST(EncoderDialogs, Mp3ShowsAndSavesTheRecord) {
 TEST(EncoderDialogs, AiffKeepsSizeAndCompressionTogether) {
     EnsureApplication();
     DeleteSettingTree("AIFFEncode");
-    SetSettingInt("AIFFEncode", "Channels", 1);
-    SetSettingInt("AIFFEncode", "SampleRate", 12345);  // odd but usable: offered as it is
+    SetSettings("AIFFEncode", "Channels=1;SampleRate=12345");  // odd but usable: offered as is
     AiffOptionsDialog dialog;
-    QComboBox* size = Child<QComboBox>(dialog, "sampleSize");
-    QComboBox* compression = Child<QComboBox>(dialog, "compression");
-    EXPECT_EQ(size->currentText(), "16 bits Integer");
-    EXPECT_EQ(Child<QComboBox>(dialog, "channels")->currentText(), "Mono");
-    EXPECT_EQ(Child<QComboBox>(dialog, "sampleRate")->currentText(), "12345 Hz");
+    ExpectShown(dialog, "sampleSize=16 bits Integer;channels=Mono;sampleRate=12345 Hz");
+    Enter(dialog, "compression=ALaw 2:1");
+    ExpectShown(dialog, "sampleSize=16 bits Integer;sampleSize.enabled=0");
+    Enter(dialog, "compression=not compressed");
+    ExpectShown(dialog, "sampleSize.enabled=1");
+    Enter(dialog, "sampleSize=64 bits Floating Point");
+    ExpectShown(dialog, "compression=64-bit floating point");
+    Enter(dialog, "compression=32-bit floating point");
+    ExpectShown(dialog, "sampleSize=32 bits Floating Point");
 
-    compression->setCurrentText("ALaw 2:1");
-    EXPECT_EQ(size->currentText(), "16 bits Integer");
-    EXPECT_FALSE(size->isEnabled());
-    compression->setCurrentText("not compressed");
-    EXPECT_TRUE(size->isEnabled());
-    size->setCurrentText("64 bits Floating Point");
-    EXPECT_EQ(compression->currentText(), "64-bit floating point");
-    compression->setCurrentText("32-bit floating point");
-    EXPECT_EQ(size->currentText(), "32 bits Floating Point");
-
-    Child<QComboBox>(dialog, "channels")->setCurrentText("Match Source");
+    Enter(dialog, "channels=Match Source");
     dialog.accept();
     AiffSettings saved;
     LoadAiffSettings(saved, 0, 0, 0, 0);
@@ -108,17 +86,10 @@ TEST(EncoderDialogs, FlacShowsAndSavesTheRecord) {
     stored.channels = 1;
     SaveFlacSettings(stored);
     FlacOptionsDialog dialog;
-    const auto combo = [&](const char* name) { return Child<QComboBox>(dialog, name); };
-    EXPECT_EQ(Items(combo("compression")).size(), 9);
-    EXPECT_EQ(combo("compression")->currentText(), "3");
-    EXPECT_EQ(combo("bitDepth")->currentText(), "24 bits");
-    EXPECT_EQ(combo("channels")->currentText(), "Mono");
-    EXPECT_EQ(combo("sampleRate")->currentText(), "48000 Hz");
-
-    combo("compression")->setCurrentText("8 (Smallest)");
-    combo("bitDepth")->setCurrentText("16 bits");
-    combo("sampleRate")->setCurrentText("Match Source");
-    combo("channels")->setCurrentText("Stereo");
+    EXPECT_EQ(Items(Child<QComboBox>(dialog, "compression")).size(), 9);
+    ExpectShown(dialog, "compression=3;bitDepth=24 bits;channels=Mono;sampleRate=48000 Hz");
+    Enter(dialog,
+          "compression=8 (Smallest);bitDepth=16 bits;sampleRate=Match Source;channels=Stereo");
     dialog.accept();
     FlacSettings saved;
     LoadFlacSettings(saved, 0, 0);

@@ -1,13 +1,22 @@
 #pragma once
 // Shared by the window tests: one QApplication on the offscreen platform for the
-// whole test program, and finding named child widgets.
+// whole test program, finding named child widgets, and reading and setting
+// controls as "name=value;name=value" text.
 
 #include <gtest/gtest.h>
 
+#include <QAbstractButton>
 #include <QApplication>
 #include <QComboBox>
-#include <QWidget>
+#include <QDoubleSpinBox>
+#include <QLabel>
+#include <QLineEdit>
+#include <QSlider>
+#include <QSpinBox>
 #include <cstdlib>
+#include <string>
+
+#include "app/app_fakes.h"
 
 namespace vocarta::test {
 
@@ -28,6 +37,50 @@ W* Child(QObject& parent, const char* name) {
     W* widget = parent.findChild<W*>(name);
     EXPECT_NE(widget, nullptr) << name;
     return widget;
+}
+
+// A control as text: "1"/"0" for a checked button, the value of a spin box or
+// slider, the text of a combo box, line edit or label; "name.enabled" is "1"/"0".
+inline std::string Shown(QObject& parent, const std::string& name) {
+    const auto dot = name.find('.');
+    auto* w = Child<QWidget>(parent, name.substr(0, dot).c_str());
+    if (!w) return "<missing>";
+    if (dot != std::string::npos) return w->isEnabled() ? "1" : "0";
+    if (auto* b = qobject_cast<QAbstractButton*>(w)) return b->isChecked() ? "1" : "0";
+    if (auto* s = qobject_cast<QSpinBox*>(w)) return std::to_string(s->value());
+    if (auto* d = qobject_cast<QDoubleSpinBox*>(w))
+        return QString::number(d->value()).toStdString();
+    if (auto* s = qobject_cast<QSlider*>(w)) return std::to_string(s->value());
+    if (auto* c = qobject_cast<QComboBox*>(w)) return c->currentText().toStdString();
+    if (auto* e = qobject_cast<QLineEdit*>(w)) return e->text().toStdString();
+    if (auto* l = qobject_cast<QLabel*>(w)) return l->text().toStdString();
+    return "<unknown control>";
+}
+
+inline void ExpectShown(QObject& parent, const std::string& text) {
+    for (const auto& [name, value] : KeyValues(text)) EXPECT_EQ(Shown(parent, name), value) << name;
+}
+
+// Sets controls as a user would; a combo box item is picked (and activated).
+inline void Enter(QObject& parent, const std::string& text) {
+    for (const auto& [name, value] : KeyValues(text)) {
+        auto* w = Child<QWidget>(parent, name.c_str());
+        const QString v = QString::fromStdString(value);
+        if (auto* b = qobject_cast<QAbstractButton*>(w)) {
+            b->setChecked(value == "1");
+        } else if (auto* s = qobject_cast<QSpinBox*>(w)) {
+            s->setValue(v.toInt());
+        } else if (auto* s = qobject_cast<QSlider*>(w)) {
+            s->setValue(v.toInt());
+        } else if (auto* e = qobject_cast<QLineEdit*>(w)) {
+            e->setText(v);
+        } else if (auto* c = qobject_cast<QComboBox*>(w); c && c->findText(v) >= 0) {
+            c->setCurrentIndex(c->findText(v));
+            emit c->activated(c->currentIndex());
+        } else {
+            ADD_FAILURE() << "cannot enter " << name << "=" << value;
+        }
+    }
 }
 
 inline QStringList Items(QComboBox* combo) {

@@ -4,71 +4,40 @@
 
 #include "gui/options_dialog.h"
 
-#include <QCheckBox>
-#include <QComboBox>
-#include <QDoubleSpinBox>
-#include <QLabel>
-#include <QLineEdit>
 #include <QPushButton>
-#include <QRadioButton>
-#include <QSlider>
-#include <QSpinBox>
 #include <QTimer>
 #include <filesystem>
-#include <sstream>
 
-#include "app/app_fakes.h"
-#include "audio/capture/device_choice.h"
 #include "audio/capture/record_volume.h"
 #include "audio/codecs/sink_factory.h"
-#include "gui/flac_options_dialog.h"
 #include "gui/gui_test_support.h"
-#include "settings/settings.h"
 
 using namespace vocarta;
 using namespace vocarta::test;
 
 namespace {
 
-std::string Stored(const char* key, const char* section = "Settings") {
-    std::string value;
-    if (!GetSettingString(section, key, "", value)) return "<none>";
-    return value;
-}
-
-// "Key=value;Key=value".
-std::vector<std::pair<std::string, std::string>> KeyValues(const std::string& text) {
-    std::vector<std::pair<std::string, std::string>> out;
-    std::istringstream in(text);
-    for (std::string item; std::getline(in, item, ';');)
-        out.emplace_back(item.substr(0, item.find('=')), item.substr(item.find('=') + 1));
-    return out;
-}
-
-void ClearOptions() {
-    EnsureApplication();
-    for (const char* section : {"Settings", "Recorder", "FindPlay"}) DeleteSettingTree(section);
-    LRecordVolumeTable::Instance().Clear();
-}
-
-struct Window {
-    FakeView view;
-    OptionsDialog dialog{view, nullptr};
-    Window() { dialog.show(); }
-    template <typename W>
-    W* Get(const char* name) {
-        return Child<W>(dialog, name);
+class OptionsDialogTest : public ::testing::Test {
+  protected:
+    OptionsDialogTest() {
+        EnsureApplication();
+        for (const char* section : {"Settings", "Recorder", "FindPlay"}) DeleteSettingTree(section);
+        LRecordVolumeTable::Instance().Clear();
     }
+    // The window opened on what is stored now; `answers` for its questions.
+    struct Window {
+        FakeView view;
+        OptionsDialog dialog{view, nullptr};
+        Window() { dialog.show(); }
+    };
+    int Volume() { return LRecordVolumeTable::Instance().Get("simulated.mic", 1).Value(); }
 };
 
 }  // namespace
 
-TEST(OptionsDialog, RefusesABadPatternWithTheExactMessage) {
-    ClearOptions();
+TEST_F(OptionsDialogTest, RefusesABadPatternWithTheExactMessage) {
     Window w;
-    QLineEdit* pattern = w.Get<QLineEdit>("fileNamePattern");
-    EXPECT_EQ(pattern->text(), "Untitled %autonumber%");
-
+    ExpectShown(w.dialog, "fileNamePattern=Untitled %autonumber%");
     const std::pair<const char*, const char*> refused[] = {
         {"", "File name format is invalid. Please try again."},
         {"Take %autonumber% final",
@@ -77,190 +46,149 @@ TEST(OptionsDialog, RefusesABadPatternWithTheExactMessage) {
         {"Take %MIN%",
          "File name format must contain either \"%autonumber%\" or \"%SS%\". Please try again."}};
     for (const auto& [text, message] : refused) {
-        pattern->setText(text);
+        Enter(w.dialog, std::string("fileNamePattern=") + text);
         w.dialog.accept();
         ASSERT_FALSE(w.view.messages.empty()) << text;
         EXPECT_EQ(w.view.messages.back().text, message);
         EXPECT_EQ(w.view.messages.back().title, "Invalid format");
         EXPECT_TRUE(w.dialog.isVisible()) << "accepted with " << text;
-        EXPECT_EQ(Stored("FileNameFormat"), "<none>") << "stored with " << text;
+        ExpectSettings("Settings", "FileNameFormat=<none>");
     }
     const std::size_t told = w.view.messages.size();
-    pattern->setText("%YYYY%-%MM%-%DD% %SS%%autonumber%");
+    Enter(w.dialog, "fileNamePattern=%YYYY%-%MM%-%DD% %SS%%autonumber%");
     w.dialog.accept();
     EXPECT_EQ(w.view.messages.size(), told);
-    EXPECT_FALSE(w.dialog.isVisible());
     EXPECT_EQ(w.dialog.result(), QDialog::Accepted);
-    EXPECT_EQ(Stored("FileNameFormat"), "%YYYY%-%MM%-%DD% %SS%%autonumber%");
+    ExpectSettings("Settings", "FileNameFormat=%YYYY%-%MM%-%DD% %SS%%autonumber%");
 }
 
-TEST(OptionsDialog, ShowsWhatIsStoredAndStoresWhatItShows) {
-    ClearOptions();
+TEST_F(OptionsDialogTest, ShowsWhatIsStoredAndStoresWhatItShows) {
     const std::string folder = std::string(getenv("HOME")) + "/takes";
     std::filesystem::create_directories(folder);
-    const auto stored = KeyValues(
+    const std::string stored =
         "VoiceActivate=1;VoiceActivateLevel=-30;PauseWaitSeconds=7;VoiceActivateTimeoutRestart=1;"
         "CheckMaxTime=0;MaxTimeHours=1;MaxTimeMinutes=2;MaxTimeSeconds=3;StopReachMaxTime=0;"
         "RecordTone=0;StoppedTone=0;IntervalTone=1;IntervalSecs=45;LaunchPlayWhenStop=1;"
         "AutoEmpty=0;FileNameFormat=Memo %autonumber%;PromptForName=1;Format=3;"
         "AutoTrimThreshold=-33;AutoTrimThresholdIsAbsolute=1;AutoTrimShortestSilence=300;"
-        "AutoTrimNewFixedLength=250;AutoTrimNewLengthFraction=125;AutoTrimStartAndEndOnly=1");
-    for (const auto& [key, value] : stored) SetSettingString("Settings", key, value);
-    SetSettingString("FindPlay", "DefaultRecordFolder", folder);
-    SetSettingBool("Recorder", "Autotrim", true);
-
+        "AutoTrimNewFixedLength=250;AutoTrimNewLengthFraction=125;AutoTrimStartAndEndOnly=1";
+    SetSettings("Settings", stored);
+    SetSettings("FindPlay", "DefaultRecordFolder=" + folder);
+    SetSettings("Recorder", "Autotrim=1");
     {
         Window w;
-        EXPECT_TRUE(w.Get<QCheckBox>("voiceActivate")->isChecked());
-        EXPECT_EQ(w.Get<QSpinBox>("voiceLevel")->value(), -30);
-        EXPECT_EQ(w.Get<QSpinBox>("pauseWait")->value(), 7);
-        EXPECT_FALSE(w.Get<QCheckBox>("checkMaxTime")->isChecked());
-        EXPECT_FALSE(w.Get<QSpinBox>("maxHours")->isEnabled());
-        EXPECT_EQ(w.Get<QSpinBox>("maxMinutes")->value(), 2);
-        EXPECT_TRUE(w.Get<QRadioButton>("newFileAtMaxTime")->isChecked());
-        EXPECT_EQ(w.Get<QSpinBox>("intervalSecs")->value(), 45);
-        EXPECT_EQ(w.Get<QLineEdit>("outputFolder")->text().toStdString(), folder);
-        EXPECT_EQ(w.Get<QComboBox>("outputFormat")->currentText(), "FLAC");
-        EXPECT_EQ(w.Get<QLabel>("formatText")->text().toStdString(), FormatDisplayText(3));
-        EXPECT_TRUE(w.Get<QCheckBox>("afterRecordingTrim")->isChecked());
-        EXPECT_DOUBLE_EQ(w.Get<QDoubleSpinBox>("trimFraction")->value(), 0.125);
-        // Opening and accepting changes nothing.
-        w.dialog.accept();
+        ExpectShown(w.dialog,
+                    "voiceActivate=1;voiceLevel=-30;pauseWait=7;checkMaxTime=0;maxHours.enabled=0;"
+                    "maxMinutes=2;newFileAtMaxTime=1;intervalSecs=45;outputFolder=" +
+                        folder + ";outputFormat=FLAC;afterRecordingTrim=1;trimFraction=0.125");
+        EXPECT_EQ(Shown(w.dialog, "formatText"), FormatDisplayText(3));
+        w.dialog.accept();  // opening and accepting changes nothing
         ASSERT_EQ(w.dialog.result(), QDialog::Accepted);
     }
-    for (const auto& [key, value] : stored) EXPECT_EQ(Stored(key.c_str()), value) << key;
-    EXPECT_EQ(Stored("DefaultRecordFolder", "FindPlay"), folder);
-    EXPECT_EQ(Stored("Autotrim", "Recorder"), "1");
+    ExpectSettings("Settings", stored);
+    ExpectSettings("FindPlay", "DefaultRecordFolder=" + folder);
+    ExpectSettings("Recorder", "Autotrim=1");
 
     Window w;
-    w.Get<QCheckBox>("voiceActivate")->setChecked(false);
-    w.Get<QCheckBox>("checkMaxTime")->setChecked(true);
-    w.Get<QSpinBox>("maxHours")->setValue(0);
-    w.Get<QSpinBox>("maxSeconds")->setValue(30);
-    w.Get<QRadioButton>("stopReachMaxTime")->setChecked(true);
-    w.Get<QComboBox>("outputFormat")->setCurrentText("WAV");
-    EXPECT_EQ(w.Get<QLabel>("formatText")->text().toStdString(), FormatDisplayText(0));
-    w.Get<QSpinBox>("trimShortestSilence")->setValue(25);
-    w.Get<QRadioButton>("trimRelative")->setChecked(true);
-    w.Get<QCheckBox>("afterRecordingTrim")->setChecked(false);
+    Enter(w.dialog,
+          "voiceActivate=0;checkMaxTime=1;maxHours=0;maxSeconds=30;stopReachMaxTime=1;"
+          "outputFormat=WAV;trimShortestSilence=25;trimRelative=1;afterRecordingTrim=0");
+    EXPECT_EQ(Shown(w.dialog, "formatText"), FormatDisplayText(0));
     w.dialog.accept();
-    EXPECT_EQ(Stored("VoiceActivate"), "0");
-    EXPECT_EQ(Stored("CheckMaxTime"), "1");
-    EXPECT_EQ(
-        Stored("MaxTimeHours") + ":" + Stored("MaxTimeMinutes") + ":" + Stored("MaxTimeSeconds"),
-        "0:2:30");
-    EXPECT_EQ(Stored("StopReachMaxTime"), "1");
-    EXPECT_EQ(Stored("Format"), "0");
-    EXPECT_EQ(Stored("AutoTrimShortestSilence"), "25");
-    EXPECT_EQ(Stored("AutoTrimThresholdIsAbsolute"), "0");
-    EXPECT_EQ(Stored("Autotrim", "Recorder"), "0");
+    ExpectSettings("Settings",
+                   "VoiceActivate=0;CheckMaxTime=1;MaxTimeHours=0;MaxTimeMinutes=2;"
+                   "MaxTimeSeconds=30;StopReachMaxTime=1;Format=0;AutoTrimShortestSilence=25;"
+                   "AutoTrimThresholdIsAbsolute=0");
+    ExpectSettings("Recorder", "Autotrim=0");
 }
 
-TEST(OptionsDialog, ClampsOddStoredValuesToTheirRanges) {
-    ClearOptions();
-    SetSettingString("Settings", "VoiceActivateLevel", "-500");
-    SetSettingString("Settings", "MaxTimeMinutes", "90");  // 9 h 90 min 59 s
-    SetSettingString("Settings", "AutoTrimShortestSilence", "5");
-    SetSettingString("Settings", "Format", "9");
+TEST_F(OptionsDialogTest, ClampsOddStoredValuesToTheirRanges) {
+    // 9 h 90 min 59 s is shown as 10:30:59.
+    SetSettings("Settings",
+                "VoiceActivateLevel=-500;MaxTimeMinutes=90;AutoTrimShortestSilence=5;Format=9");
     Window w;
-    EXPECT_EQ(w.Get<QSpinBox>("voiceLevel")->value(), -127);
-    EXPECT_EQ(w.Get<QSpinBox>("maxHours")->value(), 10);
-    EXPECT_EQ(w.Get<QSpinBox>("maxMinutes")->value(), 30);
-    EXPECT_EQ(w.Get<QSpinBox>("trimShortestSilence")->value(), 25);
-    EXPECT_EQ(w.Get<QComboBox>("outputFormat")->currentText(), "WAV");
+    ExpectShown(w.dialog,
+                "voiceLevel=-127;maxHours=10;maxMinutes=30;trimShortestSilence=25;"
+                "outputFormat=WAV");
 }
 
-TEST(OptionsDialog, AChangedFolderIsCheckedBeforeItIsKept) {
-    ClearOptions();
+// The create question's wording: file_naming_test.cpp.
+TEST_F(OptionsDialogTest, AChangedFolderIsCheckedBeforeItIsKept) {
     const std::string missing = std::string(getenv("HOME")) + "/new/takes";
     Window w;
-    QLineEdit* folder = w.Get<QLineEdit>("outputFolder");
-
-    folder->setText("takes/relative");
+    Enter(w.dialog, "outputFolder=takes/relative");
     w.dialog.accept();
     ASSERT_EQ(w.view.messages.size(), 1u);
     EXPECT_EQ(w.view.messages[0].text, "Output folder is invalid. Please try again.");
     EXPECT_EQ(w.view.messages[0].title, "Invalid output folder");
     EXPECT_TRUE(w.dialog.isVisible());
 
-    folder->setText(QString::fromStdString(missing));
-    w.view.answers = {1};  // "Cancel"
+    Enter(w.dialog, "outputFolder=" + missing);
+    w.view.answers = {1, 0};  // "Cancel", then "Create"
     w.dialog.accept();
-    ASSERT_EQ(w.view.messages.size(), 2u);
-    EXPECT_EQ(w.view.messages[1].text,
-              "The specified output folder doesn't exist. Do you want to create it now?");
-    EXPECT_EQ(w.view.messages[1].buttons, (std::vector<std::string>{"Create", "Cancel"}));
+    EXPECT_EQ(w.view.messages.at(1).buttons, (std::vector<std::string>{"Create", "Cancel"}));
     EXPECT_TRUE(w.dialog.isVisible());
     EXPECT_FALSE(std::filesystem::exists(missing));
-    EXPECT_EQ(Stored("DefaultRecordFolder", "FindPlay"), "<none>");
-
-    w.view.answers = {0};  // "Create"
+    ExpectSettings("FindPlay", "DefaultRecordFolder=<none>");
     w.dialog.accept();
     EXPECT_FALSE(w.dialog.isVisible());
     EXPECT_TRUE(std::filesystem::is_directory(missing));
-    EXPECT_EQ(Stored("DefaultRecordFolder", "FindPlay"), missing);
+    ExpectSettings("FindPlay", "DefaultRecordFolder=" + missing);
 }
 
-TEST(OptionsDialog, DevicePageStoresTheChoiceAndPutsTheVolumeBackOnCancel) {
-    ClearOptions();
+TEST_F(OptionsDialogTest, DevicePageStoresTheChoiceAndPutsTheVolumeBackOnCancel) {
     {
         Window w;
-        QComboBox* device = w.Get<QComboBox>("inputDevice");
+        auto* device = Child<QComboBox>(w.dialog, "inputDevice");
         ASSERT_EQ(device->count(), 3);
         EXPECT_EQ(device->itemText(1), "[USB 0] Simulated USB Microphone");
         device->setCurrentIndex(0);
-        QComboBox* channel = w.Get<QComboBox>("inputChannel");
+        auto* channel = Child<QComboBox>(w.dialog, "inputChannel");
         ASSERT_EQ(channel->count(), 3);
         EXPECT_EQ(channel->itemText(0), "All Channels");
         channel->setCurrentIndex(2);
-        w.Get<QSlider>("recordVolume")->setValue(6);
-        EXPECT_EQ(w.Get<QLabel>("recordVolumeText")->text(), "+6 dB");
-        // Heard at once, before OK.
-        EXPECT_EQ(LRecordVolumeTable::Instance().Get("simulated.mic", 1).Value(), 6);
+        Enter(w.dialog, "recordVolume=6");
+        ExpectShown(w.dialog, "recordVolumeText=+6 dB");
+        EXPECT_EQ(Volume(), 6) << "heard at once, before OK";
         w.dialog.accept();
     }
-    EXPECT_EQ(Stored("RecordDevice"), "simulated.mic#2");
-    EXPECT_EQ(Stored("RecordVolume"), "6");
-
+    ExpectSettings("Settings", "RecordDevice=simulated.mic#2;RecordVolume=6");
     {
         Window w;
-        EXPECT_EQ(w.Get<QComboBox>("inputChannel")->currentIndex(), 2);
-        w.Get<QSlider>("recordVolume")->setValue(-20);
-        EXPECT_EQ(LRecordVolumeTable::Instance().Get("simulated.mic", 1).Value(), -20);
+        EXPECT_EQ(Child<QComboBox>(w.dialog, "inputChannel")->currentIndex(), 2);
+        Enter(w.dialog, "recordVolume=-20");
+        EXPECT_EQ(Volume(), -20);
         w.dialog.reject();
-        EXPECT_EQ(LRecordVolumeTable::Instance().Get("simulated.mic", 1).Value(), 6);
+        EXPECT_EQ(Volume(), 6);
     }
-    EXPECT_EQ(Stored("RecordVolume"), "6");
+    ExpectSettings("Settings", "RecordVolume=6");
 
     // The USB phone keeps its own choice; the other pair is left alone.
     Window w;
-    w.Get<QCheckBox>("useUsbPhone")->setChecked(true);
-    w.Get<QComboBox>("inputDevice")->setCurrentIndex(1);
-    w.Get<QSlider>("recordVolume")->setValue(-3);
+    Enter(w.dialog, "useUsbPhone=1");
+    Child<QComboBox>(w.dialog, "inputDevice")->setCurrentIndex(1);
+    Enter(w.dialog, "recordVolume=-3");
     w.dialog.accept();
-    EXPECT_EQ(Stored("UseUSBPhone"), "1");
-    EXPECT_EQ(Stored("RecordDeviceUSB"), "simulated.usb");
-    EXPECT_EQ(Stored("RecordVolumeUSB"), "-3");
-    EXPECT_EQ(Stored("RecordDevice"), "simulated.mic#2");
+    ExpectSettings("Settings",
+                   "UseUSBPhone=1;RecordDeviceUSB=simulated.usb;RecordVolumeUSB=-3;"
+                   "RecordDevice=simulated.mic#2");
 }
 
-TEST(OptionsDialog, EncoderOptionsOpensTheDialogOfTheChosenFormat) {
-    ClearOptions();
+TEST_F(OptionsDialogTest, EncoderOptionsOpensTheDialogOfTheChosenFormat) {
     Window w;
-    w.Get<QComboBox>("outputFormat")->setCurrentText("FLAC");
+    Enter(w.dialog, "outputFormat=FLAC");
     QString opened;
     QTimer::singleShot(0, [&opened] {
         QWidget* modal = QApplication::activeModalWidget();
         if (!modal) return;
         opened = modal->objectName();
         // Stored by the encoder dialog itself: the page's format text follows.
-        Child<QComboBox>(*modal, "compression")->setCurrentIndex(8);
-        Child<QComboBox>(*modal, "bitDepth")->setCurrentText("24 bits");
+        Enter(*modal, "compression=8 (Smallest);bitDepth=24 bits");
         qobject_cast<QDialog*>(modal)->accept();
     });
-    w.Get<QPushButton>("encoderOptions")->click();
+    Child<QPushButton>(w.dialog, "encoderOptions")->click();
     EXPECT_EQ(opened, "FlacOptionsDialog");
     EXPECT_EQ(GetSettingInt("FlacEncoder", "Compression", 5), 8);
-    EXPECT_TRUE(w.Get<QLabel>("formatText")->text().startsWith("24 Bit"))
-        << w.Get<QLabel>("formatText")->text().toStdString();
+    EXPECT_EQ(Shown(w.dialog, "formatText").rfind("24 Bit", 0), 0u)
+        << Shown(w.dialog, "formatText");
 }

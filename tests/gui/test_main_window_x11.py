@@ -55,7 +55,6 @@ class WindowTest(unittest.TestCase):
 
     def wait_title(self, pattern):
         self.wait(lambda: re.search(pattern, self.title()), "a title matching %r" % pattern)
-        return self.title()
 
     def title_seconds(self):
         m = re.search(r" (\d+):(\d\d):(\d\d) - ", self.title())
@@ -69,9 +68,8 @@ class WindowTest(unittest.TestCase):
         return path
 
     def differing_pixels(self, a, b):
-        r = subprocess.run(["compare", "-metric", "AE", a, b, "null:"], capture_output=True,
-                           text=True, timeout=30)
-        return int(float(r.stderr.split()[0]))
+        return int(float(subprocess.run(["compare", "-metric", "AE", a, b, "null:"],
+                                        capture_output=True, text=True).stderr.split()[0]))
 
     def start_program(self):
         self.copy = self.env.start(nogui=False)
@@ -86,7 +84,6 @@ class WindowTest(unittest.TestCase):
         self.env.wait_for_audio(self.take)
 
     def answer_close_to_tray(self, key):
-        """Quit (Ctrl+Q) while recording, and answer the question with `key`."""
         self.key("ctrl+q")
         self.wait_visible(True, "the Close To Tray box", BOX)
         self.key(key, self.visible(BOX)[0])
@@ -141,7 +138,7 @@ class WindowTest(unittest.TestCase):
         self.assertEqual(self.env.count_log("No recording to play"), 0)
 
     def test_forwarded_switches_show_and_hide_the_window(self):
-        self.env.write_setting("Settings", "MainWindowShownAtStartup", "0")
+        self.env.write_settings("Settings", MainWindowShownAtStartup="0")
         copy = self.env.start(nogui=False)
         time.sleep(0.5)
         self.assertEqual(self.visible(), [], "shown although the setting says hidden")
@@ -207,8 +204,7 @@ class WindowTest(unittest.TestCase):
         self.tray_menu(icon, "q")  # "&Quit"
         self.assertEqual(self.copy.wait(timeout=20), 0)
 
-    def tray_icon(self):
-        """Centre of the program's icon inside trayer's panel, in root coordinates."""
+    def tray_icon(self):  # the centre of the program's icon in trayer's panel
         for line in self.x("xwininfo", "-root", "-tree").splitlines():
             m = re.search(r'"vocarta": \("vocarta" "vocarta"\)\s+(\d+)x(\d+)\+-?\d+\+-?\d+'
                           r'\s+\+(-?\d+)\+(-?\d+)', line)

@@ -7,28 +7,15 @@
 
 #include "audio/wav/wav_format_settings.h"
 #include "gui/gui_test_support.h"
-#include "settings/settings.h"
 
 using namespace vocarta;
 using namespace vocarta::test;
 
 namespace {
 
-QComboBox* Combo(QWidget& dialog, const char* name) {
-    return Child<QComboBox>(dialog, name);
-}
-
-// Picks an item as a user would (the dialog reacts to activation only).
-void Pick(QComboBox* combo, const QString& text) {
-    int index = combo->findText(text);
-    ASSERT_GE(index, 0) << text.toStdString();
-    combo->setCurrentIndex(index);
-    emit combo->activated(index);
-}
-
-bool ItemEnabled(QComboBox* combo, const QString& text) {
-    auto* model = qobject_cast<QStandardItemModel*>(combo->model());
-    return model->item(combo->findText(text))->isEnabled();
+bool ItemEnabled(QObject& dialog, const char* combo, const QString& text) {
+    auto* box = Child<QComboBox>(dialog, combo);
+    return qobject_cast<QStandardItemModel*>(box->model())->item(box->findText(text))->isEnabled();
 }
 
 }  // namespace
@@ -42,47 +29,36 @@ TEST(WaveEncoderOptionsDialog, ListsPresetsAndStoresTheChoice) {
 
     WaveEncoderOptionsDialog dialog;
     EXPECT_EQ(dialog.windowTitle(), "Wave Encoder Options");
-    QComboBox* preset = Combo(dialog, "preset");
-    QComboBox* encoding = Combo(dialog, "encoding");
-    QComboBox* channels = Combo(dialog, "channels");
-    QComboBox* rate = Combo(dialog, "sampleRate");
-    QComboBox* size = Combo(dialog, "sampleSize");
     EXPECT_EQ(
-        Items(preset),
+        Items(Child<QComboBox>(dialog, "preset")),
         (QStringList{"Auto (Preserves Original Format)", "Custom", "High Quality (CD/DVD Quality)",
                      "Medium Quality (AM Radio Quality)", "Low Quality (Telephone Quality)"}));
-    EXPECT_EQ(rate->currentText(), "44100 Hz");
-    EXPECT_EQ(preset->currentText(), "High Quality (CD/DVD Quality)");  // derived from the record
+    // The preset is derived from the record.
+    ExpectShown(dialog, "sampleRate=44100 Hz;preset=High Quality (CD/DVD Quality)");
 
     // A preset sets the controls; a control change makes the preset follow.
-    Pick(preset, "Low Quality (Telephone Quality)");
-    EXPECT_EQ(channels->currentText(), "Mono");
-    EXPECT_EQ(rate->currentText(), "8000 Hz");
-    EXPECT_EQ(size->currentText(), "8 bits Integer");
-    Pick(size, "16 bits Integer");
-    EXPECT_EQ(preset->currentText(), "Custom");
-    Pick(size, "8 bits Integer");
-    EXPECT_EQ(preset->currentText(), "Low Quality (Telephone Quality)");
+    Enter(dialog, "preset=Low Quality (Telephone Quality)");
+    ExpectShown(dialog, "channels=Mono;sampleRate=8000 Hz;sampleSize=8 bits Integer");
+    Enter(dialog, "sampleSize=16 bits Integer");
+    ExpectShown(dialog, "preset=Custom");
+    Enter(dialog, "sampleSize=8 bits Integer");
+    ExpectShown(dialog, "preset=Low Quality (Telephone Quality)");
 
     // GSM 6.10: mono only, no sample size, and nothing follows the source.
-    Pick(encoding, "GSM 6.10");
-    EXPECT_EQ(preset->currentText(), "Custom");
-    EXPECT_FALSE(size->isEnabled());
-    EXPECT_FALSE(ItemEnabled(channels, "Match Source"));
-    EXPECT_FALSE(ItemEnabled(rate, "Match Source"));
+    Enter(dialog, "encoding=GSM 6.10");
+    ExpectShown(dialog, "preset=Custom;sampleSize.enabled=0");
+    EXPECT_FALSE(ItemEnabled(dialog, "channels", "Match Source"));
+    EXPECT_FALSE(ItemEnabled(dialog, "sampleRate", "Match Source"));
     dialog.accept();
-    EXPECT_EQ(GetSettingInt(kWavSettingsSection, "Preset", -1), 1);
-    EXPECT_EQ(GetSettingInt(kWavSettingsSection, "CodecIndex", -1), 1);
+    ExpectSettings(kWavSettingsSection, "Preset=1;CodecIndex=1");
     EXPECT_EQ(LoadWavFormat().formatTag, 49);
     EXPECT_EQ(LoadWavFormat().sampleRate, 8000u);
 
     // Auto: PCM following the source; OK sets the automatic keys.
     WaveEncoderOptionsDialog again;
-    EXPECT_EQ(Combo(again, "encoding")->currentText(), "GSM 6.10");  // opens on what was stored
-    Pick(Combo(again, "preset"), "Auto (Preserves Original Format)");
-    EXPECT_EQ(Combo(again, "channels")->currentText(), "Match Source");
-    EXPECT_EQ(Combo(again, "sampleRate")->currentText(), "Match Source");
-    EXPECT_TRUE(Combo(again, "sampleSize")->isEnabled());
+    ExpectShown(again, "encoding=GSM 6.10");  // opens on what was stored
+    Enter(again, "preset=Auto (Preserves Original Format)");
+    ExpectShown(again, "channels=Match Source;sampleRate=Match Source;sampleSize.enabled=1");
     again.accept();
     EXPECT_EQ(GetSettingInt(kWavSettingsSection, "Preset", -1), 0);
     EXPECT_TRUE(GetSettingBool(kWavSettingsSection, kWavFormatAutoKey, false));

@@ -17,8 +17,8 @@ _XDG = (("XDG_CONFIG_HOME", ".config"), ("XDG_DATA_HOME", ".local/share"),
 
 
 def start_xvfb(env):
-    """A private Xvfb; sets DISPLAY in `env` and returns the process."""
-    read_fd, write_fd = os.pipe()  # Xvfb picks a free display and writes its number here
+    """A private Xvfb, named by DISPLAY in `env`; it picks a free display number."""
+    read_fd, write_fd = os.pipe()
     xvfb = subprocess.Popen(["Xvfb", "-displayfd", str(write_fd), "-nolisten", "tcp", "-screen",
                              "0", "1024x768x24"], pass_fds=(write_fd,),
                             stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
@@ -78,30 +78,30 @@ class VocartaEnv:
         self._procs.append(proc)
         return proc
 
-    def start(self, *args, timeout=20, nogui=True):
+    def start(self, *args, nogui=True):
         """Starts a running copy and returns once it listens on its socket."""
         before = self.count_log("Running copy listening on")
         proc = self.popen(*args, nogui=nogui)
-        self.wait_for_log("Running copy listening on", before + 1, timeout, proc=proc)
+        self.wait_for_log("Running copy listening on", before + 1, 20, proc)
         return proc
 
-    def launch(self, *args, timeout=20, cwd=None):
+    def launch(self, *args, cwd=None):
         """Runs a second launch to its end: (CompletedProcess, seconds taken)."""
         t0 = time.monotonic()
         result = subprocess.run([self.program] + list(args), env=self.env, cwd=cwd or self.root,
-                                capture_output=True, timeout=timeout, stdin=subprocess.DEVNULL)
+                                capture_output=True, timeout=20, stdin=subprocess.DEVNULL)
         return result, time.monotonic() - t0
 
-    def command(self, *args):
+    def command(self, *args, cwd=None):
         """A second launch that must be taken."""
-        result, _ = self.launch(*args)
+        result, _ = self.launch(*args, cwd=cwd)
         if result.returncode != 0:
             raise AssertionError("launch %r failed: %s" % (args, result.stderr))
 
-    def stop(self, proc, sig=signal.SIGTERM, timeout=20):
+    def stop(self, proc, sig=signal.SIGTERM):
         if proc.poll() is None:
             proc.send_signal(sig)
-        return proc.wait(timeout=timeout)
+        return proc.wait(timeout=20)
 
     def stderr_of(self, index):
         with open(os.path.join(self.root, "err%d.txt" % index), errors="replace") as f:
@@ -143,9 +143,10 @@ class VocartaEnv:
                            capture_output=True, text=True, timeout=20)
         return r.stdout[:-1] if r.returncode == 0 else None
 
-    def write_setting(self, section, key, value):
-        subprocess.run([self.defaults_program, "write", section + "/" + key, str(value)],
-                       env=self.env, check=True, timeout=20)
+    def write_settings(self, section, **values):
+        for key, value in values.items():
+            subprocess.run([self.defaults_program, "write", section + "/" + key, str(value)],
+                           env=self.env, check=True, timeout=20)
 
     def close(self):
         for proc in self._procs:
