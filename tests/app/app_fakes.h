@@ -34,7 +34,7 @@ class FakeView final : public MainDialogView {
   public:
     void ShowWindow() override { visible = true; }
     void HideWindow() override { visible = false; }
-    void BringToFront() override { visible = true, ++fronts; }
+    void BringToFront() override { visible = true; }
     bool IsWindowVisible() const override { return visible; }
     bool HasFrame() const override { return !closed; }
     void CloseWindow() override { closed = true; }
@@ -70,7 +70,6 @@ class FakeView final : public MainDialogView {
     SessionButtons buttons;
     std::vector<int> levels;
     bool indicatorLit = false, visible = false, closed = false;
-    int fronts = 0;
     std::string toolTip, status, time, format;
     std::vector<std::string> finished, promptTitles, promptInitials;
     std::vector<MessageBoxRequest> messages;

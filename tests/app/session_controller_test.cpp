@@ -3,13 +3,14 @@
 #include <gtest/gtest.h>
 
 #include "session_fakes.h"
+#include "settings/usage_stats.h"
 
 using namespace vocarta;
 using namespace vocarta::test;
 
 namespace {
 
-// Texts, tool tips and usage counts: the window and end-to-end tests.
+// Texts and tool tips: the window and end-to-end tests.
 TEST_F(SessionTest, RecordPauseResumeRetakeStopFollowTheStateTable) {
     Open();
     EXPECT_TRUE(view.buttons.record && !view.buttons.stop);
@@ -49,6 +50,9 @@ TEST_F(SessionTest, RecordPauseResumeRetakeStopFollowTheStateTable) {
     EXPECT_EQ(Queued(), std::vector<std::string>{Take(0)});
     EXPECT_EQ(view.finished, std::vector<std::string>{Take(0)});
     EXPECT_EQ(tones.back(), LToneKind::Stop);
+    EXPECT_EQ(UsageCount("CmRecord"), 2);
+    EXPECT_EQ(UsageCount("CmRestart"), 1);
+    EXPECT_EQ(UsageCount("StrtRcrdng"), 3) << "each device start counts";
     EXPECT_TRUE(view.buttons.play);
     EXPECT_EQ(dialog->LastRecordingPath(), Take(0));
     Record();
