@@ -46,7 +46,7 @@ void LCaptureRing::Free() {
     buffers_.clear();
     framesPerBuffer_ = 0;
     channels_ = 0;
-    writeIndex_ = readIndex_ = fill_ = 0;
+    writeIndex_ = readIndex_ = fill_ = unsignalled_ = 0;
     failed_.store(false);
     overrunFrames_.store(0);
 }
@@ -64,18 +64,27 @@ bool LCaptureRing::WaitWritable(Buffer& buffer) {
 
 void LCaptureRing::Commit(Buffer& buffer, uint32_t frames) {
     buffer.frames.store(frames, std::memory_order_release);
-    buffer.full.Set();
     writeIndex_ = (writeIndex_ + 1) % uint32_t(buffers_.size());
     fill_ = 0;
+    unsignalled_ = std::min<uint32_t>(unsignalled_ + 1, uint32_t(buffers_.size()));
 }
 
-bool LCaptureRing::Append(const int32_t* samples, uint64_t frames) {
+void LCaptureRing::Publish() {
+    const uint32_t count = uint32_t(buffers_.size());
+    for (; unsignalled_ > 0; --unsignalled_)
+        buffers_[(writeIndex_ + count - unsignalled_) % count]->full.Set();
+}
+
+bool LCaptureRing::Append(const int32_t* samples, uint64_t frames, bool hold) {
     if (buffers_.empty()) return false;
     while (frames > 0) {
         Buffer& buffer = *buffers_[writeIndex_];
-        if (fill_ == 0 && !WaitWritable(buffer)) {
-            overrunFrames_.fetch_add(frames, std::memory_order_relaxed);
-            return false;
+        if (fill_ == 0 && buffer.frames.load(std::memory_order_acquire) != 0) {
+            Publish();  // the worker cannot empty what it has not been given
+            if (!WaitWritable(buffer)) {
+                overrunFrames_.fetch_add(frames, std::memory_order_relaxed);
+                return false;
+            }
         }
         uint32_t take = uint32_t(std::min<uint64_t>(frames, framesPerBuffer_ - fill_));
         int32_t* to = buffer.storage.get() + uint64_t(fill_) * channels_;
@@ -90,16 +99,19 @@ bool LCaptureRing::Append(const int32_t* samples, uint64_t frames) {
         frames -= take;
         if (fill_ == framesPerBuffer_) Commit(buffer, fill_);
     }
+    if (!hold) Publish();
     return true;
 }
 
 void LCaptureRing::CommitPartial() {
-    if (buffers_.empty() || fill_ == 0) return;
-    Commit(*buffers_[writeIndex_], fill_);
+    if (buffers_.empty()) return;
+    if (fill_ != 0) Commit(*buffers_[writeIndex_], fill_);
+    Publish();
 }
 
 void LCaptureRing::MarkFailed() {
     if (buffers_.empty()) return;
+    Publish();
     failed_.store(true, std::memory_order_release);
     // The worker waits on the full signal of the buffer it expects next, which is
     // the one at the write index once it has taken everything handed over.

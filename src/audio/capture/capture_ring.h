@@ -8,8 +8,9 @@
 // at the read index to float and hands it back.
 //
 // Threading: Allocate/Free on the worker before the device starts and after it has
-// stopped. Append/CommitPartial/MarkFailed on the capture callback thread only (or
-// on the worker while the device is stopped). Read/HasQueued on the worker only.
+// stopped. Append/Publish/CommitPartial/MarkFailed on the capture callback thread
+// only (or on the worker while the device is stopped). Read/HasQueued on the
+// worker only.
 
 #include <atomic>
 #include <cstdint>
@@ -50,8 +51,12 @@ class LCaptureRing {
 
     // Callback side. Copies `frames` interleaved frames (nullptr: a hole, taken as
     // silence). Returns false on an overrun: the next buffer was not emptied within
-    // 3000 ms and the rest of the data was dropped.
-    bool Append(const int32_t* samples, uint64_t frames);
+    // 3000 ms and the rest of the data was dropped. Buffers filled are handed over
+    // at once, or with `hold` only at the next Publish(), so that everything one
+    // callback brings wakes the worker once, after the last copy.
+    bool Append(const int32_t* samples, uint64_t frames, bool hold = false);
+    // Hands over the buffers filled by held Appends.
+    void Publish();
     // Hands over a part-filled buffer (at stop and on device loss).
     void CommitPartial();
     // The device is gone: the reader gets what was handed over, then kReadFailed.
@@ -89,7 +94,8 @@ class LCaptureRing {
     uint8_t channels_ = 0;
     // Callback side only.
     uint32_t writeIndex_ = 0;
-    uint32_t fill_ = 0;  // frames gathered in the buffer at writeIndex_
+    uint32_t fill_ = 0;         // frames gathered in the buffer at writeIndex_
+    uint32_t unsignalled_ = 0;  // full buffers before writeIndex_ not yet signalled
     // Worker side only.
     uint32_t readIndex_ = 0;
     std::atomic<bool> failed_{false};

@@ -156,15 +156,20 @@ bool LPulseCapture::Start() {
 }
 
 void LPulseCapture::TakeReadable() {
-    while (pa_stream_readable_size(stream_) > 0) {
+    // Peek answers 0 bytes once the stream is empty, so no separate size query:
+    // every call into the library costs a fork check (a system call). The buffers
+    // filled are handed over together at the end: one wake-up of the worker for
+    // all the server sent.
+    const size_t frameBytes = size_t(channels_) * sizeof(int32_t);
+    while (true) {
         const void* data = nullptr;
         size_t bytes = 0;
-        if (pa_stream_peek(stream_, &data, &bytes) < 0 || bytes == 0) return;
-        size_t frameBytes = size_t(channels_) * sizeof(int32_t);
+        if (pa_stream_peek(stream_, &data, &bytes) < 0 || bytes == 0) break;
         // A hole (data == nullptr) is taken as silence.
-        ring_.Append(static_cast<const int32_t*>(data), bytes / frameBytes);
+        ring_.Append(static_cast<const int32_t*>(data), bytes / frameBytes, true);
         pa_stream_drop(stream_);
     }
+    ring_.Publish();
 }
 
 void LPulseCapture::ReadCallback(pa_stream* stream, size_t bytes, void* self) {
