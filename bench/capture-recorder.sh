@@ -8,6 +8,9 @@
 #   parecord to WAV (16-bit)
 #   parecord | lame (192 kbps, -h, as the MP3 sink's default quality)
 # CPU time (user + system, from /usr/bin/time) is scaled to one hour of sound.
+# Vocarta's WAV figure is then split by thread (the server connection's main
+# loop "threaded-ml", the worker "LSoundRecorder<", the polling thread), with
+# each thread's wake-ups per second.
 #   bench/capture-recorder.sh BUILD_FOLDER [SECONDS]
 set -eu
 build=$(cd "${1:?usage: $0 BUILD_FOLDER [SECONDS]}" && pwd)
@@ -52,11 +55,11 @@ player=$!
 sleep 1
 
 cd "$work"
-/usr/bin/time -f "%U %S" -o t.vwav "$prog" --record "$seconds" wav v.wav nul.monitor &
-/usr/bin/time -f "%U %S" -o t.vmp3 "$prog" --record "$seconds" mp3 v.mp3 nul.monitor &
-/usr/bin/time -f "%U %S" -o t.pwav timeout -s INT "$seconds" parecord --device=nul.monitor \
+/usr/bin/time -f "%U %S %w" -o t.vwav "$prog" --record "$seconds" wav v.wav nul.monitor >threads.vwav &
+/usr/bin/time -f "%U %S %w" -o t.vmp3 "$prog" --record "$seconds" mp3 v.mp3 nul.monitor >/dev/null &
+/usr/bin/time -f "%U %S %w" -o t.pwav timeout -s INT "$seconds" parecord --device=nul.monitor \
     --rate=48000 --channels=2 --format=s16le --file-format=wav p.wav &
-/usr/bin/time -f "%U %S" -o t.pmp3 sh -c 'timeout -s INT "$1" parecord --device=nul.monitor \
+/usr/bin/time -f "%U %S %w" -o t.pmp3 sh -c 'timeout -s INT "$1" parecord --device=nul.monitor \
     --rate=48000 --channels=2 --format=s16le --raw | lame --silent -r -s 48 --bitwidth 16 \
     --signed --little-endian -m j -b 192 -h - p.mp3 2>/dev/null' sh "$seconds" &
 wait_for() { while [ ! -s "$1" ]; do sleep 0.5; done; }
@@ -72,3 +75,11 @@ echo "| Vocarta | $vwav s | $vmp3 s | $(soxi -D v.wav) s, $(soxi -D v.mp3) s |"
 echo "| parecord (\`\| lame\`) | $pwav s | $pmp3 s | $(soxi -D p.wav) s, $(soxi -D p.mp3) s |"
 awk -v a="$vwav" -v b="$pwav" -v c="$vmp3" -v d="$pmp3" 'BEGIN {
     printf "Vocarta / parecord: WAV %.2f×, MP3 %.2f×\n", a / b, c / d }'
+wakeups() { tail -n 1 "$1" | awk -v s="$seconds" '{ printf "%.1f", $3 / s }'; }
+echo "Wake-ups per second (voluntary context switches), to WAV: Vocarta $(wakeups t.vwav)," \
+    "parecord $(wakeups t.pwav)"
+echo "Vocarta to WAV by thread (scheduler statistics, start-up included):"
+echo "| thread | CPU seconds per hour | wake-ups per second |"
+echo "|---|---|---|"
+awk -v s="$seconds" '$1 == "thread" {
+    printf "| %s | %.2f s | %.1f |\n", $2, $3 / 1000 * 3600 / s, $4 / s }' threads.vwav
