@@ -10,9 +10,10 @@
 // peak metering (the ring's 40 buffers in turn, as in a recording).
 //
 // As a tool for bench/capture-recorder.sh:
-//   bench_audio_capture --record SECONDS wav|mp3 PATH SOURCE
+//   bench_audio_capture --record SECONDS wav|mp3|drop PATH SOURCE
 // records from the PulseAudio source SOURCE for SECONDS into a 48 kHz stereo
-// file (WAV 16-bit, or MP3 at 192 kbps CBR), polling whenever the recorder's
+// file (WAV 16-bit, or MP3 at 192 kbps CBR; "drop" writes nothing and ignores
+// PATH, to tell the sink's cost from the rest), polling whenever the recorder's
 // wake-up signal says it has news (levels five times a second), so that its CPU
 // time can be set beside parecord's. Before it stops it prints one line per
 // thread of the process: "thread NAME CPU_MS WAKEUPS" (CPU time from the
@@ -134,7 +135,9 @@ int RecordTool(int seconds, const std::string& format, const std::string& path,
     }
     std::string error;
     std::shared_ptr<LSoundSinkBase> sink;
-    if (format == "mp3")
+    if (format == "drop")
+        sink = std::make_shared<DropSink>();
+    else if (format == "mp3")
         sink = OpenMp3Sink(path, Mp3Settings{}, 48000, 2, &error);
     else
         sink = OpenWavSink(path, LSoundFormat(48000, 2, 16), &error);
@@ -154,6 +157,11 @@ int RecordTool(int seconds, const std::string& format, const std::string& path,
         auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - now).count();
         recorder->WakeSignal().Wait(int(std::min<int64_t>(left, 1000)));
         recorder->Poll();
+        if (recorder->State() == 0) {
+            std::fprintf(stderr, "the recording ended early: %s\n",
+                         recorder->LastErrorText().c_str());
+            return 1;
+        }
     }
     PrintThreads();
     recorder->Stop();

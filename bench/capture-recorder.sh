@@ -1,10 +1,11 @@
 #!/bin/sh
 # The recorder's CPU time against parecord's, on the same PulseAudio source in the
 # same run: a private daemon with a 48 kHz stereo null sink, a two-tone file
-# played into it in a loop, and four recorders reading its monitor at once for
+# played into it in a loop, and five recorders reading its monitor at once for
 # SECONDS (default 120):
 #   Vocarta to WAV (16-bit)      bench_audio_capture --record
 #   Vocarta to MP3 (192 kbps)    bench_audio_capture --record
+#   Vocarta into no sink         bench_audio_capture --record (frames dropped)
 #   parecord to WAV (16-bit)
 #   parecord | lame (192 kbps, -h, as the MP3 sink's default quality)
 # CPU time (user + system, from /usr/bin/time) is scaled to one hour of sound.
@@ -31,7 +32,8 @@ cleanup() {
     wait 2>/dev/null || true
     rm -rf "$work"
 }
-trap cleanup EXIT INT TERM
+trap cleanup EXIT
+trap 'exit 1' INT TERM
 export HOME="$work" XDG_CONFIG_HOME="$work/.config" XDG_DATA_HOME="$work/.data" \
     XDG_CACHE_HOME="$work/.cache" XDG_RUNTIME_DIR="$work/runtime" \
     PULSE_SERVER="unix:$work/native"
@@ -57,17 +59,19 @@ sleep 1
 cd "$work"
 /usr/bin/time -f "%U %S %w" -o t.vwav "$prog" --record "$seconds" wav v.wav nul.monitor >threads.vwav &
 /usr/bin/time -f "%U %S %w" -o t.vmp3 "$prog" --record "$seconds" mp3 v.mp3 nul.monitor >/dev/null &
+/usr/bin/time -f "%U %S %w" -o t.vdrop "$prog" --record "$seconds" drop - nul.monitor >/dev/null &
 /usr/bin/time -f "%U %S %w" -o t.pwav timeout -s INT "$seconds" parecord --device=nul.monitor \
     --rate=48000 --channels=2 --format=s16le --file-format=wav p.wav &
 /usr/bin/time -f "%U %S %w" -o t.pmp3 sh -c 'timeout -s INT "$1" parecord --device=nul.monitor \
     --rate=48000 --channels=2 --format=s16le --raw | lame --silent -r -s 48 --bitwidth 16 \
     --signed --little-endian -m j -b 192 -h - p.mp3 2>/dev/null' sh "$seconds" &
 wait_for() { while [ ! -s "$1" ]; do sleep 0.5; done; }
-for f in t.vwav t.vmp3 t.pwav t.pmp3; do wait_for "$f"; done
+for f in t.vwav t.vmp3 t.vdrop t.pwav t.pmp3; do wait_for "$f"; done
 
 # The last line: timeout's exit status may come first.
 perhour() { tail -n 1 "$1" | awk -v s="$seconds" '{ printf "%.1f", ($1 + $2) * 3600 / s }'; }
-vwav=$(perhour t.vwav); vmp3=$(perhour t.vmp3); pwav=$(perhour t.pwav); pmp3=$(perhour t.pmp3)
+vwav=$(perhour t.vwav); vmp3=$(perhour t.vmp3); vdrop=$(perhour t.vdrop)
+pwav=$(perhour t.pwav); pmp3=$(perhour t.pmp3)
 echo "recorded $seconds s of 48 kHz stereo from a null sink's monitor, CPU seconds per hour:"
 echo "| | to WAV | to MP3 (192 kbps) | recorded |"
 echo "|---|---|---|---|"
@@ -75,6 +79,7 @@ echo "| Vocarta | $vwav s | $vmp3 s | $(soxi -D v.wav) s, $(soxi -D v.mp3) s |"
 echo "| parecord (\`\| lame\`) | $pwav s | $pmp3 s | $(soxi -D p.wav) s, $(soxi -D p.mp3) s |"
 awk -v a="$vwav" -v b="$pwav" -v c="$vmp3" -v d="$pmp3" 'BEGIN {
     printf "Vocarta / parecord: WAV %.2f×, MP3 %.2f×\n", a / b, c / d }'
+echo "Vocarta with every frame dropped instead of written: $vdrop s"
 wakeups() { tail -n 1 "$1" | awk -v s="$seconds" '{ printf "%.1f", $3 / s }'; }
 echo "Wake-ups per second (voluntary context switches), to WAV: Vocarta $(wakeups t.vwav)," \
     "parecord $(wakeups t.pwav)"
