@@ -32,22 +32,10 @@ cleanup() {
     rm -rf "$work"
 }
 trap cleanup EXIT INT TERM
-export HOME="$work" XDG_CONFIG_HOME="$work/.config" XDG_DATA_HOME="$work/.data" \
-    XDG_CACHE_HOME="$work/.cache" XDG_RUNTIME_DIR="$work/runtime" \
-    VOCARTA_SHARED_DIR="$work/shared" PULSE_SERVER="unix:$work/native"
+export VOCARTA_SHARED_DIR="$work/shared"
 unset DISPLAY WAYLAND_DISPLAY
-mkdir -p "$XDG_CONFIG_HOME" "$XDG_DATA_HOME" "$XDG_CACHE_HOME" "$XDG_RUNTIME_DIR"
-
-pulseaudio -n --daemonize=no --exit-idle-time=-1 --use-pid-file=no --realtime=no \
-    --high-priority=no --no-cpu-limit=yes --log-target="file:$work/pulse.log" \
-    -L "module-native-protocol-unix auth-anonymous=1 socket=$work/native" &
-daemon=$!
-tries=0
-until pactl info >/dev/null 2>&1; do
-    tries=$((tries + 1))
-    [ $tries -gt 100 ] && { echo "pulseaudio did not start; see $work/pulse.log" >&2; exit 1; }
-    sleep 0.1
-done
+. "$(dirname "$0")/lib/private-pulse.sh"
+start_private_pulse
 pactl load-module module-null-sink sink_name=nul rate=44100 channels=2 >/dev/null
 total=$((seconds * 3 + 60))
 sox -n -t raw -r 44100 -c 2 -b 16 -e signed - synth "$total" sine 440 vol 0.5 |
