@@ -1,10 +1,10 @@
 #include "gui/aiff_options_dialog.h"
 
 #include <QComboBox>
-#include <QDialogButtonBox>
 #include <QFormLayout>
 #include <QVBoxLayout>
 
+#include "gui/dialog_parts.h"
 #include "gui/encoder_combo.h"
 
 namespace vocarta {
@@ -12,12 +12,6 @@ namespace vocarta {
 namespace {
 
 constexpr int kMaxAiffChannels = 64;
-
-QComboBox* NamedCombo(QWidget* parent, const char* name) {
-    auto* combo = new QComboBox(parent);
-    combo->setObjectName(name);
-    return combo;
-}
 
 }  // namespace
 
@@ -55,12 +49,9 @@ AiffOptionsDialog::AiffOptionsDialog(QWidget* parent) : QDialog(parent) {
     form->addRow(tr("Sample Rate:"), rate_);
     form->addRow(tr("Sample Size:"), size_);
     form->addRow(tr("Compression:"), compression_);
-    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);
-    connect(buttons, &QDialogButtonBox::accepted, this, &AiffOptionsDialog::accept);
-    connect(buttons, &QDialogButtonBox::rejected, this, &AiffOptionsDialog::reject);
     auto* layout = new QVBoxLayout(this);
     layout->addLayout(form);
-    layout->addWidget(buttons);
+    AddOkCancel(this, layout);
 
     connect(size_, &QComboBox::currentIndexChanged, this, &AiffOptionsDialog::OnSizeChosen);
     connect(compression_, &QComboBox::currentIndexChanged, this,

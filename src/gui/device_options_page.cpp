@@ -9,6 +9,7 @@
 #include <QVBoxLayout>
 
 #include "audio/capture/device_choice.h"
+#include "gui/dialog_parts.h"
 #include "settings/settings.h"
 
 namespace vocarta {
@@ -22,10 +23,8 @@ QString VolumeText(int db) {
 DeviceOptionsPage::DeviceOptionsPage(QWidget* parent, LDeviceEnumerator* enumerator)
     : QWidget(parent) {
     setObjectName("DeviceOptionsPage");
-    device_ = new QComboBox(this);
-    device_->setObjectName("inputDevice");
-    channel_ = new QComboBox(this);
-    channel_->setObjectName("inputChannel");
+    device_ = NamedCombo(this, "inputDevice");
+    channel_ = NamedCombo(this, "inputChannel");
     volume_ = new QSlider(Qt::Horizontal, this);
     volume_->setObjectName("recordVolume");
     volume_->setRange(kRecordVolumeMin, kRecordVolumeMax);

@@ -1,7 +1,6 @@
 #include "gui/flac_options_dialog.h"
 
 #include <QComboBox>
-#include <QDialogButtonBox>
 #include <QFormLayout>
 #include <QVBoxLayout>
 #include <algorithm>
@@ -9,6 +8,7 @@
 #include "audio/codecs/encoder_choices.h"
 #include "audio/codecs/flac_sink.h"
 #include "gui/aiff_options_dialog.h"
+#include "gui/dialog_parts.h"
 #include "gui/encoder_combo.h"
 #include "toolkit/text.h"
 
@@ -21,28 +21,21 @@ constexpr int kMaxFlacChannels = 8;
 FlacOptionsDialog::FlacOptionsDialog(QWidget* parent) : QDialog(parent) {
     setWindowTitle(tr("FLAC Encoder Options"));
     setObjectName("FlacOptionsDialog");
-    compression_ = new QComboBox(this);
-    compression_->setObjectName("compression");
+    compression_ = NamedCombo(this, "compression");
     for (int level = 0; level <= 8; ++level)
         compression_->addItem(QString::fromStdString(FlacCompressionLabel(level)), level);
-    bitDepth_ = new QComboBox(this);
-    bitDepth_->setObjectName("bitDepth");
-    channels_ = new QComboBox(this);
-    channels_->setObjectName("channels");
-    rate_ = new QComboBox(this);
-    rate_->setObjectName("sampleRate");
+    bitDepth_ = NamedCombo(this, "bitDepth");
+    channels_ = NamedCombo(this, "channels");
+    rate_ = NamedCombo(this, "sampleRate");
 
     auto* form = new QFormLayout;
     form->addRow(tr("Compression Level:"), compression_);
     form->addRow(tr("Bit Depth:"), bitDepth_);
     form->addRow(tr("Channels:"), channels_);
     form->addRow(tr("Sample Rate:"), rate_);
-    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);
-    connect(buttons, &QDialogButtonBox::accepted, this, &FlacOptionsDialog::accept);
-    connect(buttons, &QDialogButtonBox::rejected, this, &FlacOptionsDialog::reject);
     auto* layout = new QVBoxLayout(this);
     layout->addLayout(form);
-    layout->addWidget(buttons);
+    AddOkCancel(this, layout);
 
     FlacSettings stored;
     LoadFlacSettings(stored, kDefaultRecordingRate, kDefaultRecordingChannels);

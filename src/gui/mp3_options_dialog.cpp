@@ -2,7 +2,6 @@
 
 #include <QCheckBox>
 #include <QComboBox>
-#include <QDialogButtonBox>
 #include <QFormLayout>
 #include <QGroupBox>
 #include <QLabel>
@@ -11,6 +10,7 @@
 
 #include "audio/codecs/encoder_choices.h"
 #include "audio/codecs/lame_library.h"
+#include "gui/dialog_parts.h"
 #include "gui/encoder_combo.h"
 
 namespace vocarta {
@@ -27,8 +27,7 @@ Mp3OptionsDialog::Mp3OptionsDialog(QWidget* parent) : QDialog(parent) {
     highQuality_->setObjectName("highQuality");
     crc_ = new QCheckBox(tr("Include CRC to Detect Errors"), this);
     crc_->setObjectName("crc");
-    channelMode_ = new QComboBox(this);
-    channelMode_->setObjectName("channelMode");
+    channelMode_ = NamedCombo(this, "channelMode");
     for (int mode = 0; mode < 4; ++mode)
         channelMode_->addItem(tr(kMp3ChannelModeLabels[mode]), mode);
     general->addRow(highQuality_);
@@ -41,10 +40,7 @@ Mp3OptionsDialog::Mp3OptionsDialog(QWidget* parent) : QDialog(parent) {
     library_->setWordWrap(true);
     layout->addWidget(library_);
 
-    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);
-    connect(buttons, &QDialogButtonBox::accepted, this, &Mp3OptionsDialog::accept);
-    connect(buttons, &QDialogButtonBox::rejected, this, &Mp3OptionsDialog::reject);
-    layout->addWidget(buttons);
+    AddOkCancel(this, layout);
 
     Mp3Settings stored;
     LoadMp3Settings(stored);
@@ -59,14 +55,10 @@ QWidget* Mp3OptionsDialog::BuildRateBox() {
     cbr_->setObjectName("cbr");
     vbr_ = new QRadioButton(tr("Variable Bit Rate (VBR)"), box);
     vbr_->setObjectName("vbr");
-    cbrRate_ = new QComboBox(box);
-    cbrRate_->setObjectName("cbrRate");
-    vbrMin_ = new QComboBox(box);
-    vbrMin_->setObjectName("vbrMin");
-    vbrMax_ = new QComboBox(box);
-    vbrMax_->setObjectName("vbrMax");
-    vbrQuality_ = new QComboBox(box);
-    vbrQuality_->setObjectName("vbrQuality");
+    cbrRate_ = NamedCombo(box, "cbrRate");
+    vbrMin_ = NamedCombo(box, "vbrMin");
+    vbrMax_ = NamedCombo(box, "vbrMax");
+    vbrQuality_ = NamedCombo(box, "vbrQuality");
     for (int q = 0; q <= 9; ++q)
         vbrQuality_->addItem(QString::fromStdString(VbrQualityLabel(q)), q);
 

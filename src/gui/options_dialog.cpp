@@ -1,11 +1,11 @@
 #include "gui/options_dialog.h"
 
-#include <QDialogButtonBox>
 #include <QTabWidget>
 #include <QVBoxLayout>
 
 #include "app/main_dialog_view.h"
 #include "gui/device_options_page.h"
+#include "gui/dialog_parts.h"
 #include "gui/recording_options_page.h"
 #include "gui/trim_options_page.h"
 #include "toolkit/log.h"
@@ -29,12 +29,9 @@ OptionsDialog::OptionsDialog(MainDialogView& view, QWidget* parent, LDeviceEnume
     tabs_->addTab(recording_, tr("Recording"));
     tabs_->addTab(device_, tr("Device"));
     tabs_->addTab(trim_, tr("Trimming"));
-    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);
-    connect(buttons, &QDialogButtonBox::accepted, this, &OptionsDialog::accept);
-    connect(buttons, &QDialogButtonBox::rejected, this, &OptionsDialog::reject);
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(tabs_);
-    layout->addWidget(buttons);
+    AddOkCancel(this, layout);
 }
 
 void OptionsDialog::accept() {

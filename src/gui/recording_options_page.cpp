@@ -21,6 +21,7 @@
 #include "audio/codecs/sink_factory.h"
 #include "audio/output_format.h"
 #include "gui/aiff_options_dialog.h"
+#include "gui/dialog_parts.h"
 #include "gui/flac_options_dialog.h"
 #include "gui/mp3_options_dialog.h"
 #include "gui/wave_encoder_options_dialog.h"
@@ -28,15 +29,6 @@
 namespace vocarta {
 
 namespace {
-QSpinBox* NumberBox(QWidget* parent, const char* name, int min, int max,
-                    const QString& suffix = {}) {
-    auto* box = new QSpinBox(parent);
-    box->setObjectName(name);
-    box->setRange(min, max);
-    box->setSuffix(suffix);
-    return box;
-}
-
 QCheckBox* CheckBox(QWidget* parent, const char* name, const QString& text) {
     auto* box = new QCheckBox(text, parent);
     box->setObjectName(name);
@@ -142,8 +134,7 @@ QGroupBox* RecordingOptionsPage::BuildOutputBox() {
     promptForName_ = CheckBox(box, "promptForName", tr("Ask for a name at each recording"));
     auto* reset = new QPushButton(tr("Reset Auto Number"), box);
     reset->setObjectName("resetAutoNumber");
-    format_ = new QComboBox(box);
-    format_->setObjectName("outputFormat");
+    format_ = NamedCombo(box, "outputFormat");
     for (const char* name : {"WAV", "MP3", "AIFF", "FLAC"}) format_->addItem(name);
     auto* encoder = new QPushButton(tr("Encoder Options..."), box);
     encoder->setObjectName("encoderOptions");

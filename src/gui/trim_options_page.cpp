@@ -11,17 +11,9 @@
 #include <QVBoxLayout>
 #include <cmath>
 
-namespace vocarta {
+#include "gui/dialog_parts.h"
 
-namespace {
-QSpinBox* NumberBox(QWidget* parent, const char* name, int min, int max, const QString& suffix) {
-    auto* box = new QSpinBox(parent);
-    box->setObjectName(name);
-    box->setRange(min, max);
-    box->setSuffix(suffix);
-    return box;
-}
-}  // namespace
+namespace vocarta {
 
 TrimOptionsPage::TrimOptionsPage(QWidget* parent) : QWidget(parent) {
     setObjectName("TrimOptionsPage");

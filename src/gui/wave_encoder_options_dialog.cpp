@@ -1,22 +1,17 @@
 #include "gui/wave_encoder_options_dialog.h"
 
 #include <QComboBox>
-#include <QDialogButtonBox>
 #include <QFormLayout>
 #include <QMessageBox>
 #include <QSignalBlocker>
 #include <QStandardItemModel>
 #include <QVBoxLayout>
 
+#include "gui/dialog_parts.h"
+
 namespace vocarta {
 
 namespace {
-
-QComboBox* NewCombo(QWidget* parent, const char* name) {
-    auto* combo = new QComboBox(parent);
-    combo->setObjectName(name);
-    return combo;
-}
 
 int Number(const QComboBox* combo, int fallback) {
     QVariant data = combo->currentData();
@@ -41,16 +36,16 @@ void EnableMatchSource(QComboBox* combo, bool enabled) {
 WaveEncoderOptionsDialog::WaveEncoderOptionsDialog(QWidget* parent) : QDialog(parent) {
     setWindowTitle(tr("Wave Encoder Options"));
     setObjectName("WaveEncoderOptionsDialog");
-    preset_ = NewCombo(this, "preset");
+    preset_ = NamedCombo(this, "preset");
     for (int i = 0; i < kWavPresetCount; ++i)
         preset_->addItem(QString::fromUtf8(WavPresetName(WavPreset(i))), i);
-    encoding_ = NewCombo(this, "encoding");
+    encoding_ = NamedCombo(this, "encoding");
     for (int i = 0; i < kWavEncodingCount; ++i)
         encoding_->addItem(QString::fromUtf8(WavEncodingAt(i).name), i);
-    channels_ = NewCombo(this, "channels");
+    channels_ = NamedCombo(this, "channels");
     for (uint16_t n : {0, 1, 2}) channels_->addItem(QString::fromUtf8(WavChannelsText(n)), n);
-    rate_ = NewCombo(this, "sampleRate");
-    size_ = NewCombo(this, "sampleSize");
+    rate_ = NamedCombo(this, "sampleRate");
+    size_ = NamedCombo(this, "sampleSize");
 
     auto* form = new QFormLayout;
     form->addRow(tr("Preset:"), preset_);
@@ -58,12 +53,9 @@ WaveEncoderOptionsDialog::WaveEncoderOptionsDialog(QWidget* parent) : QDialog(pa
     form->addRow(tr("Channels:"), channels_);
     form->addRow(tr("Sample Rate:"), rate_);
     form->addRow(tr("Sample Size:"), size_);
-    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok | QDialogButtonBox::Cancel, this);
-    connect(buttons, &QDialogButtonBox::accepted, this, &WaveEncoderOptionsDialog::accept);
-    connect(buttons, &QDialogButtonBox::rejected, this, &WaveEncoderOptionsDialog::reject);
     auto* layout = new QVBoxLayout(this);
     layout->addLayout(form);
-    layout->addWidget(buttons);
+    AddOkCancel(this, layout);
 
     connect(preset_, &QComboBox::activated, this, &WaveEncoderOptionsDialog::PresetPicked);
     for (QComboBox* combo : {encoding_, channels_, rate_, size_})
@@ -124,7 +116,9 @@ void WaveEncoderOptionsDialog::PresetPicked(int index) {
     FillControls(ApplyWavPreset(WavPreset(preset_->itemData(index).toInt()), Choice()));
 }
 
-void WaveEncoderOptionsDialog::ControlChanged() { ShowChoice(Choice()); }
+void WaveEncoderOptionsDialog::ControlChanged() {
+    ShowChoice(Choice());
+}
 
 void WaveEncoderOptionsDialog::accept() {
     if (!SaveWavEncoderChoice(Preset(), Choice())) {

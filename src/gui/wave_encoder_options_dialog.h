@@ -17,7 +17,7 @@ namespace vocarta {
 class WaveEncoderOptionsDialog final : public QDialog {
     Q_OBJECT
 
-public:
+  public:
     // Opens on the stored choice.
     explicit WaveEncoderOptionsDialog(QWidget* parent = nullptr);
 
@@ -27,7 +27,7 @@ public:
     // Stores the choice, then closes; stays open with a message if it cannot.
     void accept() override;
 
-private:
+  private:
     void PresetPicked(int index);
     void ControlChanged();
     void FillControls(const WavEncoderChoice& choice);
