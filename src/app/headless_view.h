@@ -27,6 +27,7 @@ class HeadlessView final : public MainDialogView {
     void HideWindow() override { visible_ = false; }
     void BringToFront() override { visible_ = true; }
     bool IsWindowVisible() const override { return visible_; }
+    bool ShowsTime() const override { return statusLineOn_; }
     bool HasFrame() const override { return !closed_; }
     void CloseWindow() override;
 

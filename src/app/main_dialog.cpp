@@ -19,7 +19,6 @@ enum CloseChoice : int { kRecordInBackground = 0, kStopAndClose = 1, kCancelClos
 
 constexpr const char* kRecordingToolTip = "Vocarta - Recording";
 constexpr int kUpkeepMs = 3000;
-constexpr int kTimeDisplayMs = 13;
 constexpr int kBlinkLitMs = 800;
 constexpr int kBlinkDarkMs = 400;
 }  // namespace
@@ -241,6 +240,7 @@ void MainDialog::OnTimer(int id) {
             break;
         case kTimerRecorderPoll:
             if (services_.recorder) services_.recorder->Poll();
+            KeepTimeDisplayTimer();  // the window may have been shown or hidden
             break;
         default:
             loop_.KillTimer(id);

@@ -132,6 +132,11 @@ class MainDialog {
     void RefreshButtons();
     void Blink();
     void RefreshTimeDisplay();
+    // Timer 15 runs from the start of recording to its end, but only while the
+    // time can be seen: hidden in the tray or without a display it would wake the
+    // program 77 times a second for nothing.
+    void KeepTimeDisplayTimer();
+    void EndTimeDisplay();
 
     // Starting (session_start.cpp).
     bool OpenSinkFor(const std::string& path, int format);
@@ -179,6 +184,8 @@ class MainDialog {
     // True while the session itself stops the recorder: a stop it did not ask
     // for (the recorder's own time limit) is finished differently.
     bool stoppingRecorder_ = false;
+    bool timeDisplayWanted_ = false;  // recording or paused since the start
+    bool timeDisplayArmed_ = false;
     // Message 1116 is on its way: the recording goes on in a new file.
     bool continuationPending_ = false;
     int64_t finalTimeMs_ = 0;  // length of the recording last stopped

@@ -62,6 +62,10 @@ class MainDialogView {
     // Raises the window and gives it the focus, showing it first if hidden.
     virtual void BringToFront() = 0;
     virtual bool IsWindowVisible() const = 0;
+    // True while the recording time can be seen (a window on screen or on the
+    // task bar, whose title carries it; a status line on a terminal): only then
+    // is it worth refreshing 77 times a second.
+    virtual bool ShowsTime() const { return IsWindowVisible(); }
     // True while the window exists and can still be closed.
     virtual bool HasFrame() const = 0;
     // Takes the window down for good; the caller then ends the main loop.

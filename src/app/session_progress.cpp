@@ -25,7 +25,10 @@ constexpr int64_t kDiskCheckSeconds = 60;
 }  // namespace
 
 void MainDialog::OnRecordingStarted() {
-    if (RecorderState() == kRecording) loop_.StartTimer(kTimerTimeDisplay, kTimeDisplayMs);
+    if (RecorderState() == kRecording) {
+        timeDisplayWanted_ = true;
+        KeepTimeDisplayTimer();
+    }
     if (session_settings::RecordTone()) services_.playTone(LToneKind::Start);
     ShowStatus(kStatusRecording);
     ShowLook(SessionLook::Recording);
@@ -44,6 +47,23 @@ void MainDialog::OnRecorderProgress(int64_t positionMs) {
         return;
     }
     soundCaptured_ = soundCaptured_ || services_.recorder->SoundCaptured();
+}
+
+void MainDialog::KeepTimeDisplayTimer() {
+    const bool armed = timeDisplayWanted_ && view_.ShowsTime();
+    if (armed == timeDisplayArmed_) return;
+    timeDisplayArmed_ = armed;
+    if (!armed) {
+        loop_.KillTimer(kTimerTimeDisplay);
+        return;
+    }
+    loop_.StartTimer(kTimerTimeDisplay, kTimeDisplayMs);
+    RefreshTimeDisplay();  // shown again: the time it hid is caught up at once
+}
+
+void MainDialog::EndTimeDisplay() {
+    timeDisplayWanted_ = timeDisplayArmed_ = false;
+    loop_.KillTimer(kTimerTimeDisplay);
 }
 
 // Every 60 s of recording the free-space rule of the start is checked again.

@@ -55,7 +55,7 @@ void MainDialog::Restart() {
         services_.recorder->Stop();  // clears the paused state; nothing is left to finish
         pausedByUser_ = false;
         sessionEnded_ = true;
-        loop_.KillTimer(kTimerTimeDisplay);
+        EndTimeDisplay();
         loop_.KillTimer(kTimerRecorderPoll);
         ShowLook(SessionLook::Idle);
         ShowStatus(kStatusReady);
@@ -89,7 +89,7 @@ void MainDialog::FinishRecording(bool done) {
         stoppingRecorder_ = false;
     }
     finalTimeMs_ = sink_ ? sink_.Position().Milliseconds() : 0;
-    loop_.KillTimer(kTimerTimeDisplay);
+    EndTimeDisplay();
     loop_.KillTimer(kTimerRecorderPoll);
     view_.SetTimeText(TimeDisplayText(finalTimeMs_));
     const std::string path = outputPath_;

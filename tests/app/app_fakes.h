@@ -36,6 +36,7 @@ class FakeView final : public MainDialogView {
     void HideWindow() override { visible = false; }
     void BringToFront() override { visible = true; }
     bool IsWindowVisible() const override { return visible; }
+    bool ShowsTime() const override { return visible && timeShown; }
     bool HasFrame() const override { return !closed; }
     void CloseWindow() override { closed = true; }
     // Answers from `answers` in order; the safe choice once they run out.
@@ -70,6 +71,7 @@ class FakeView final : public MainDialogView {
     SessionButtons buttons;
     std::vector<int> levels;
     bool indicatorLit = false, visible = false, closed = false;
+    bool timeShown = true;  // false: "visible" without showing the time (headless)
     std::string toolTip, status, time, format;
     std::vector<std::string> finished, promptTitles, promptInitials;
     std::vector<MessageBoxRequest> messages;

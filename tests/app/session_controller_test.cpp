@@ -10,9 +10,34 @@ using namespace vocarta::test;
 
 namespace {
 
+// Hidden in the tray or with nowhere to show it, the time is not refreshed: timer 15 stops, and
+// comes back with the time caught up when the window shows again.
+TEST_F(SessionTest, TimeDisplayTimerRunsOnlyWhileTheTimeCanBeSeen) {
+    Open();
+    view.visible = false;
+    Record();
+    Pump(1.0);
+    EXPECT_FALSE(loop.IsTimerRunning(MainDialog::kTimerTimeDisplay));
+    view.visible = true;
+    loop.Fire(MainDialog::kTimerRecorderPoll);
+    EXPECT_TRUE(loop.IsTimerRunning(MainDialog::kTimerTimeDisplay));
+    EXPECT_GE(view.time, "0:00:00.5") << view.time;
+    view.timeShown = false;
+    loop.Fire(MainDialog::kTimerRecorderPoll);
+    EXPECT_FALSE(loop.IsTimerRunning(MainDialog::kTimerTimeDisplay));
+    dialog->Pause();
+    view.timeShown = true;
+    loop.Fire(MainDialog::kTimerRecorderPoll);
+    EXPECT_TRUE(loop.IsTimerRunning(MainDialog::kTimerTimeDisplay)) << "paused, the time still shows";
+    dialog->Stop();
+    loop.Fire(MainDialog::kTimerRecorderPoll);
+    EXPECT_FALSE(loop.IsTimerRunning(MainDialog::kTimerTimeDisplay));
+}
+
 // Texts and tool tips: the window and end-to-end tests.
 TEST_F(SessionTest, RecordPauseResumeRetakeStopFollowTheStateTable) {
     Open();
+    view.visible = true;
     EXPECT_TRUE(view.buttons.record && !view.buttons.stop);
     Record();
     EXPECT_EQ(dialog->RecorderState(), MainDialog::kRecording);
