@@ -22,6 +22,13 @@ class LMainLoop {
     // Main thread. Killing a timer that does not run does nothing.
     virtual void KillTimer(int id) = 0;
     virtual bool IsTimerRunning(int id) const = 0;
+    // Main thread. The timer handler also receives `id` each time `fd` becomes
+    // readable, until unwatched, so that another thread's signal wakes the loop
+    // without a timer ticking in between. The handler must drain `fd`, or `id`
+    // comes again at once. Watching an id again replaces its descriptor.
+    virtual void WatchReadable(int id, int fd) = 0;
+    // Main thread; may be called from the handler of the same id.
+    virtual void UnwatchReadable(int id) = 0;
     // Any thread. `call` runs later on the main thread, in posting order.
     virtual void Post(std::function<void()> call) = 0;
     // Main thread. Leaves the loop once the current event has been handled.

@@ -49,6 +49,7 @@ MainDialog::~MainDialog() {
     queue_->Shutdown(0);
     if (player_) player_->Stop();
     // The recorder must not report to a controller that is going away.
+    loop_.UnwatchReadable(kTimerRecorderPoll);  // the recorder's signal goes with it
     if (services_.recorder) services_.recorder.reset();
     loop_.SetTimerHandler(nullptr);
 }
@@ -134,6 +135,7 @@ void MainDialog::Close() {
     for (int id : {kTimerCloseAfterMs, kTimerIntervalTone, kTimerUpkeep, kTimerDelayedStart,
                    kTimerTimeDisplay, kTimerBlink, kTimerRecorderPoll})
         loop_.KillTimer(id);
+    loop_.UnwatchReadable(kTimerRecorderPoll);
     StopPlayback();
     queue_->Shutdown(kQueueGraceAtExitMs);
     view_.CloseWindow();

@@ -136,6 +136,9 @@ class MainDialog {
     // time can be seen: hidden in the tray or without a display it would wake the
     // program 77 times a second for nothing.
     void KeepTimeDisplayTimer();
+    // Poll runs when the recorder's wake-up signal is set, and from a slow timer.
+    void StartPolling();
+    void EndPolling();
     void EndTimeDisplay();
 
     // Starting (session_start.cpp).

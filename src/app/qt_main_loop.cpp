@@ -35,6 +35,8 @@ QtMainLoop::~QtMainLoop() {
     signalNotifier_.reset();
     for (auto& [id, timer] : timers_) timer->stop();
     timers_.clear();
+    for (auto& [id, notifier] : watches_) notifier->setEnabled(false);
+    watches_.clear();
 }
 
 void QtMainLoop::SetTimerHandler(TimerHandler handler) {
@@ -61,6 +63,24 @@ void QtMainLoop::KillTimer(int id) {
 bool QtMainLoop::IsTimerRunning(int id) const {
     auto it = timers_.find(id);
     return it != timers_.end() && it->second->isActive();
+}
+
+void QtMainLoop::WatchReadable(int id, int fd) {
+    UnwatchReadable(id);
+    auto* notifier = new QSocketNotifier(fd, QSocketNotifier::Read, context_.get());
+    QObject::connect(notifier, &QSocketNotifier::activated, context_.get(), [this, id] {
+        if (handler_) handler_(id);
+    });
+    watches_[id] = notifier;
+}
+
+void QtMainLoop::UnwatchReadable(int id) {
+    auto it = watches_.find(id);
+    if (it == watches_.end()) return;
+    // The handler of this very notifier may be running: delete it once it is done.
+    it->second->setEnabled(false);
+    it->second->deleteLater();
+    watches_.erase(it);
 }
 
 void QtMainLoop::Post(std::function<void()> call) {

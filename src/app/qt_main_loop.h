@@ -27,6 +27,8 @@ class QtMainLoop final : public LMainLoop {
     void StartTimer(int id, int periodMs) override;
     void KillTimer(int id) override;
     bool IsTimerRunning(int id) const override;
+    void WatchReadable(int id, int fd) override;
+    void UnwatchReadable(int id) override;
     void Post(std::function<void()> call) override;
     void Quit(int status) override;
 
@@ -40,6 +42,7 @@ class QtMainLoop final : public LMainLoop {
   private:
     std::unique_ptr<QObject> context_;  // owner of the timers; target of posted calls
     std::map<int, QTimer*> timers_;     // owned by context_
+    std::map<int, QSocketNotifier*> watches_;  // owned by context_
     TimerHandler handler_;
     std::function<void(int)> onSignal_;
     std::unique_ptr<QSocketNotifier> signalNotifier_;

@@ -34,7 +34,10 @@ constexpr uint64_t kFreeSpaceSeconds = 100;
 constexpr uint64_t kFreeSpaceBytesPerSample = 4;
 // With voice activation off the recorder never goes back to waiting.
 constexpr int64_t kNoPauseWaitMs = 216000000;
-constexpr int kRecorderPollMs = 50;
+// The recorder's wake-up signal brings Poll as soon as there is news (levels
+// five times a second, a change of state, the limit, an error); the timer only
+// catches up on what no wake-up brings, such as the window shown again while paused.
+constexpr int kRecorderPollMs = 500;
 }  // namespace
 
 void MainDialog::Record(int64_t limitMs) {
@@ -125,10 +128,20 @@ bool MainDialog::StartRecording(int64_t limitMs) {
     sessionEnded_ = false;
     if (session_settings::IntervalTone())
         loop_.StartTimer(kTimerIntervalTone, std::max(1, session_settings::IntervalSecs()) * 1000);
-    loop_.StartTimer(kTimerRecorderPoll, kRecorderPollMs);
+    StartPolling();
     ShowLook(SessionLook::Recording);
     CountUsage("StrtRcrdng");
     return true;
+}
+
+void MainDialog::StartPolling() {
+    loop_.StartTimer(kTimerRecorderPoll, kRecorderPollMs);
+    loop_.WatchReadable(kTimerRecorderPoll, services_.recorder->WakeSignal().Descriptor());
+}
+
+void MainDialog::EndPolling() {
+    loop_.KillTimer(kTimerRecorderPoll);
+    loop_.UnwatchReadable(kTimerRecorderPoll);
 }
 
 bool MainDialog::EnoughFreeSpace() {
@@ -188,7 +201,7 @@ void MainDialog::DiscardSink() {
     if (unlink(outputPath_.c_str()) != 0 && errno != ENOENT)
         LogSystemFailure("MainDialog::DiscardSink", "unlink");
     loop_.KillTimer(kTimerIntervalTone);
-    loop_.KillTimer(kTimerRecorderPoll);
+    EndPolling();
     ShowLook(SessionLook::Idle);
     ShowStatus(kStatusReady);
 }

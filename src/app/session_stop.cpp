@@ -56,7 +56,7 @@ void MainDialog::Restart() {
         pausedByUser_ = false;
         sessionEnded_ = true;
         EndTimeDisplay();
-        loop_.KillTimer(kTimerRecorderPoll);
+        EndPolling();
         ShowLook(SessionLook::Idle);
         ShowStatus(kStatusReady);
         return;
@@ -90,7 +90,7 @@ void MainDialog::FinishRecording(bool done) {
     }
     finalTimeMs_ = sink_ ? sink_.Position().Milliseconds() : 0;
     EndTimeDisplay();
-    loop_.KillTimer(kTimerRecorderPoll);
+    EndPolling();
     view_.SetTimeText(TimeDisplayText(finalTimeMs_));
     const std::string path = outputPath_;
     const bool empty = !CloseSinkKeeps() || noSound;

@@ -85,6 +85,8 @@ class FakeMainLoop final : public LMainLoop {
     void StartTimer(int id, int periodMs) override { timers[id] = periodMs; }
     void KillTimer(int id) override { timers.erase(id); }
     bool IsTimerRunning(int id) const override { return timers.count(id) != 0; }
+    void WatchReadable(int id, int fd) override { watches[id] = fd; }
+    void UnwatchReadable(int id) override { watches.erase(id); }
     // Any thread.
     void Post(std::function<void()> call) override {
         std::lock_guard<std::mutex> lock(mutex_);
@@ -110,7 +112,8 @@ class FakeMainLoop final : public LMainLoop {
         return int(calls.size());
     }
 
-    std::map<int, int> timers;  // id -> period
+    std::map<int, int> timers;   // id -> period
+    std::map<int, int> watches;  // id -> descriptor
     std::optional<int> quitStatus;
 
   private:

@@ -12,10 +12,12 @@ namespace {
 
 // Hidden in the tray or with nowhere to show it, the time is not refreshed: timer 15 stops, and
 // comes back with the time caught up when the window shows again.
-TEST_F(SessionTest, TimeDisplayTimerRunsOnlyWhileTheTimeCanBeSeen) {
+TEST_F(SessionTest, TimersRunOnlyWhenTheyHaveSomethingToDo) {
     Open();
     view.visible = false;
     Record();
+    // Poll comes when the recorder signals news, not only from the timer.
+    EXPECT_EQ(loop.watches[MainDialog::kTimerRecorderPoll], recorder->WakeSignal().Descriptor());
     Pump(1.0);
     EXPECT_FALSE(loop.IsTimerRunning(MainDialog::kTimerTimeDisplay));
     view.visible = true;
@@ -30,6 +32,7 @@ TEST_F(SessionTest, TimeDisplayTimerRunsOnlyWhileTheTimeCanBeSeen) {
     loop.Fire(MainDialog::kTimerRecorderPoll);
     EXPECT_TRUE(loop.IsTimerRunning(MainDialog::kTimerTimeDisplay)) << "paused, the time still shows";
     dialog->Stop();
+    EXPECT_EQ(loop.watches.count(MainDialog::kTimerRecorderPoll), 0u);
     loop.Fire(MainDialog::kTimerRecorderPoll);
     EXPECT_FALSE(loop.IsTimerRunning(MainDialog::kTimerTimeDisplay));
 }

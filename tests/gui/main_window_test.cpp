@@ -12,6 +12,7 @@
 #include <chrono>
 #include <functional>
 #include <optional>
+#include <thread>
 
 #include "app/main_dialog.h"
 #include "app/qt_main_loop.h"
@@ -22,6 +23,7 @@
 #include "gui/gui_test_support.h"
 #include "gui/level_meter.h"
 #include "gui/tray_icon.h"
+#include "toolkit/lsignal_object.h"
 
 using namespace vocarta;
 using namespace vocarta::test;
@@ -196,4 +198,29 @@ TEST(GuiEntry, DisplayProbesSayNoWithoutAServer) {
     EXPECT_TRUE(CanOpenDisplay());
     for (const auto& [name, value] : saved)
         value ? setenv(name, value->c_str(), 1) : unsetenv(name);
+}
+
+// The recorder's wake-up signal, set on another thread, brings the handler
+// without a timer; a handler that unwatches its own descriptor is not called again.
+TEST(QtMainLoopTest, AReadableDescriptorWakesTheLoopUntilUnwatched) {
+    EnsureApplication();
+    QtMainLoop loop;
+    LSignalObject signal;
+    int calls = 0;
+    loop.SetTimerHandler([&](int id) {
+        EXPECT_EQ(id, 7);
+        ++calls;
+        signal.Reset();
+        if (calls == 2) loop.UnwatchReadable(7);
+    });
+    loop.WatchReadable(7, signal.Descriptor());
+    std::thread([&] { signal.Set(); }).join();
+    ASSERT_TRUE(RunUntil([&] { return calls == 1; }, 3000));
+    signal.Set();
+    ASSERT_TRUE(RunUntil([&] { return calls == 2; }, 3000));
+    signal.Set();
+    RunUntil([] { return false; }, 200);
+    EXPECT_EQ(calls, 2);
+    EXPECT_TRUE(signal.IsSet()) << "nobody drained it";
+    loop.SetTimerHandler(nullptr);
 }
