@@ -40,8 +40,8 @@ class QtMainLoop final : public LMainLoop {
     bool WatchTerminationSignals(std::function<void(int signal)> onSignal);
 
   private:
-    std::unique_ptr<QObject> context_;  // owner of the timers; target of posted calls
-    std::map<int, QTimer*> timers_;     // owned by context_
+    std::unique_ptr<QObject> context_;         // owner of the timers; target of posted calls
+    std::map<int, QTimer*> timers_;            // owned by context_
     std::map<int, QSocketNotifier*> watches_;  // owned by context_
     TimerHandler handler_;
     std::function<void(int)> onSignal_;

@@ -30,7 +30,8 @@ TEST_F(SessionTest, TimersRunOnlyWhenTheyHaveSomethingToDo) {
     dialog->Pause();
     view.timeShown = true;
     loop.Fire(MainDialog::kTimerRecorderPoll);
-    EXPECT_TRUE(loop.IsTimerRunning(MainDialog::kTimerTimeDisplay)) << "paused, the time still shows";
+    EXPECT_TRUE(loop.IsTimerRunning(MainDialog::kTimerTimeDisplay))
+        << "paused, the time still shows";
     dialog->Stop();
     EXPECT_EQ(loop.watches.count(MainDialog::kTimerRecorderPoll), 0u);
     loop.Fire(MainDialog::kTimerRecorderPoll);
