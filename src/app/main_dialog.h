@@ -188,7 +188,6 @@ class MainDialog {
     // for (the recorder's own time limit) is finished differently.
     bool stoppingRecorder_ = false;
     bool timeDisplayWanted_ = false;  // recording or paused since the start
-    bool timeDisplayArmed_ = false;
     // Message 1116 is on its way: the recording goes on in a new file.
     bool continuationPending_ = false;
     int64_t finalTimeMs_ = 0;  // length of the recording last stopped

@@ -51,8 +51,7 @@ void MainDialog::OnRecorderProgress(int64_t positionMs) {
 
 void MainDialog::KeepTimeDisplayTimer() {
     const bool armed = timeDisplayWanted_ && view_.ShowsTime();
-    if (armed == timeDisplayArmed_) return;
-    timeDisplayArmed_ = armed;
+    if (armed == loop_.IsTimerRunning(kTimerTimeDisplay)) return;
     if (!armed) {
         loop_.KillTimer(kTimerTimeDisplay);
         return;
@@ -62,7 +61,7 @@ void MainDialog::KeepTimeDisplayTimer() {
 }
 
 void MainDialog::EndTimeDisplay() {
-    timeDisplayWanted_ = timeDisplayArmed_ = false;
+    timeDisplayWanted_ = false;
     loop_.KillTimer(kTimerTimeDisplay);
 }
 
