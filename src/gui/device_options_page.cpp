@@ -33,8 +33,8 @@ DeviceOptionsPage::DeviceOptionsPage(QWidget* parent, LDeviceEnumerator* enumera
     volumeText_ = new QLabel(this);
     volumeText_->setObjectName("recordVolumeText");
     volumeText_->setMinimumWidth(volumeText_->fontMetrics().horizontalAdvance("+30 dB  "));
-    usbPhone_ = new QCheckBox(tr("Use the USB phone (its own device and volume)"), this);
-    usbPhone_->setObjectName("useUsbPhone");
+    usbPhone_ =
+        NamedCheckBox(this, "useUsbPhone", tr("Use the USB phone (its own device and volume)"));
     state_ = new QLabel(this);
     state_->setObjectName("deviceState");
     state_->setWordWrap(true);

@@ -4,6 +4,7 @@
 // Threading contract: GUI thread only.
 
 #include <QBoxLayout>
+#include <QCheckBox>
 #include <QComboBox>
 #include <QDialog>
 #include <QDialogButtonBox>
@@ -17,6 +18,12 @@ inline QComboBox* NamedCombo(QWidget* parent, const char* name) {
     auto* combo = new QComboBox(parent);
     combo->setObjectName(name);
     return combo;
+}
+
+inline QCheckBox* NamedCheckBox(QWidget* parent, const char* name, const QString& text) {
+    auto* box = new QCheckBox(text, parent);
+    box->setObjectName(name);
+    return box;
 }
 
 // A named whole-number box with its range and unit.

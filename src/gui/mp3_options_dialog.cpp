@@ -23,10 +23,8 @@ Mp3OptionsDialog::Mp3OptionsDialog(QWidget* parent) : QDialog(parent) {
     layout->addWidget(BuildRateBox());
 
     auto* general = new QFormLayout;
-    highQuality_ = new QCheckBox(tr("High Quality Encoding (Slower)"), this);
-    highQuality_->setObjectName("highQuality");
-    crc_ = new QCheckBox(tr("Include CRC to Detect Errors"), this);
-    crc_->setObjectName("crc");
+    highQuality_ = NamedCheckBox(this, "highQuality", tr("High Quality Encoding (Slower)"));
+    crc_ = NamedCheckBox(this, "crc", tr("Include CRC to Detect Errors"));
     channelMode_ = NamedCombo(this, "channelMode");
     for (int mode = 0; mode < 4; ++mode)
         channelMode_->addItem(tr(kMp3ChannelModeLabels[mode]), mode);

@@ -29,12 +29,6 @@
 namespace vocarta {
 
 namespace {
-QCheckBox* CheckBox(QWidget* parent, const char* name, const QString& text) {
-    auto* box = new QCheckBox(text, parent);
-    box->setObjectName(name);
-    return box;
-}
-
 QString Text(const std::string& s) {
     return QString::fromStdString(s);
 }
@@ -62,13 +56,14 @@ RecordingOptionsPage::RecordingOptionsPage(MainDialogView& view, QWidget* parent
 
 QGroupBox* RecordingOptionsPage::BuildVoiceBox() {
     auto* box = new QGroupBox(tr("Voice activation"), this);
-    voiceActivate_ = CheckBox(box, "voiceActivate", tr("Record only while there is sound"));
+    voiceActivate_ = NamedCheckBox(box, "voiceActivate", tr("Record only while there is sound"));
     voiceLevel_ = NumberBox(box, "voiceLevel", kVoiceLevelMinDb, kVoiceLevelMaxDb, tr(" dB"));
     voiceLevel_->setToolTip(
         tr("Sound at or above this level counts as voice (+12 dB is full "
            "scale)"));
     pauseWait_ = NumberBox(box, "pauseWait", 0, kPauseWaitMaxSeconds, tr(" s"));
-    voiceRestart_ = CheckBox(box, "voiceTimeoutRestart", tr("Start a new file after each pause"));
+    voiceRestart_ =
+        NamedCheckBox(box, "voiceTimeoutRestart", tr("Start a new file after each pause"));
     auto* form = new QFormLayout(box);
     form->addRow(voiceActivate_);
     form->addRow(tr("Sound level:"), voiceLevel_);
@@ -79,7 +74,7 @@ QGroupBox* RecordingOptionsPage::BuildVoiceBox() {
 
 QGroupBox* RecordingOptionsPage::BuildMaxTimeBox() {
     auto* box = new QGroupBox(tr("Maximum recording time"), this);
-    checkMaxTime_ = CheckBox(box, "checkMaxTime", tr("Limit the recording time to"));
+    checkMaxTime_ = NamedCheckBox(box, "checkMaxTime", tr("Limit the recording time to"));
     maxHours_ = NumberBox(box, "maxHours", 0, kMaxTimeMaxHours, tr(" h"));
     maxMinutes_ = NumberBox(box, "maxMinutes", 0, 59, tr(" min"));
     maxSeconds_ = NumberBox(box, "maxSeconds", 0, 59, tr(" s"));
@@ -102,13 +97,13 @@ QGroupBox* RecordingOptionsPage::BuildMaxTimeBox() {
 
 QGroupBox* RecordingOptionsPage::BuildSoundsBox() {
     auto* box = new QGroupBox(tr("Tones and after recording"), this);
-    recordTone_ = CheckBox(box, "recordTone", tr("Tone when recording starts"));
-    stoppedTone_ = CheckBox(box, "stoppedTone", tr("Tone when recording stops"));
-    intervalTone_ = CheckBox(box, "intervalTone", tr("Tone while recording, every"));
+    recordTone_ = NamedCheckBox(box, "recordTone", tr("Tone when recording starts"));
+    stoppedTone_ = NamedCheckBox(box, "stoppedTone", tr("Tone when recording stops"));
+    intervalTone_ = NamedCheckBox(box, "intervalTone", tr("Tone while recording, every"));
     intervalSecs_ = NumberBox(box, "intervalSecs", 1, kIntervalMaxSecs, tr(" s"));
     playWhenStop_ =
-        CheckBox(box, "launchPlayWhenStop", tr("Play the recording when it is stopped"));
-    autoEmpty_ = CheckBox(box, "autoEmpty", tr("Empty the Trash when the disk is full"));
+        NamedCheckBox(box, "launchPlayWhenStop", tr("Play the recording when it is stopped"));
+    autoEmpty_ = NamedCheckBox(box, "autoEmpty", tr("Empty the Trash when the disk is full"));
     auto* interval = new QHBoxLayout;
     interval->addWidget(intervalTone_);
     interval->addWidget(intervalSecs_);
@@ -131,7 +126,7 @@ QGroupBox* RecordingOptionsPage::BuildOutputBox() {
     pattern_ = new QLineEdit(box);
     pattern_->setObjectName("fileNamePattern");
     pattern_->setToolTip(tr("%YYYY% %MM% %DD% %HH% %MIN% %SS% and %autonumber% are replaced"));
-    promptForName_ = CheckBox(box, "promptForName", tr("Ask for a name at each recording"));
+    promptForName_ = NamedCheckBox(box, "promptForName", tr("Ask for a name at each recording"));
     auto* reset = new QPushButton(tr("Reset Auto Number"), box);
     reset->setObjectName("resetAutoNumber");
     format_ = NamedCombo(box, "outputFormat");

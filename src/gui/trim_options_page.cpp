@@ -17,8 +17,8 @@ namespace vocarta {
 
 TrimOptionsPage::TrimOptionsPage(QWidget* parent) : QWidget(parent) {
     setObjectName("TrimOptionsPage");
-    afterRecording_ = new QCheckBox(tr("Remove silence from each recording when it stops"), this);
-    afterRecording_->setObjectName("afterRecordingTrim");
+    afterRecording_ = NamedCheckBox(this, "afterRecordingTrim",
+                                    tr("Remove silence from each recording when it stops"));
     threshold_ =
         NumberBox(this, "trimThreshold", kTrimThresholdMinDb, kTrimThresholdMaxDb, tr(" dB"));
     absolute_ = new QRadioButton(tr("Absolute level"), this);
@@ -37,8 +37,8 @@ TrimOptionsPage::TrimOptionsPage(QWidget* parent) : QWidget(parent) {
     fraction_->setDecimals(3);
     fraction_->setSingleStep(0.05);
     fraction_->setRange(kTrimFractionMinThousandths / 1000.0, kTrimFractionMaxThousandths / 1000.0);
-    startAndEndOnly_ = new QCheckBox(tr("Only remove silence at the start and the end"), this);
-    startAndEndOnly_->setObjectName("trimStartAndEndOnly");
+    startAndEndOnly_ = NamedCheckBox(this, "trimStartAndEndOnly",
+                                     tr("Only remove silence at the start and the end"));
 
     auto* kind = new QHBoxLayout;
     kind->addWidget(absolute_);
