@@ -111,10 +111,10 @@ void BM_WavSink(benchmark::State& state, uint16_t tag, uint16_t bits, bool sync)
 
 }  // namespace
 
-#define WAV_BENCH(name, tag, bits, sync)                                                   \
-    BENCHMARK_CAPTURE(BM_WavSink, name, tag, bits, sync)                                 \
-        ->Iterations(1)                                                                   \
-        ->UseManualTime()                                                                 \
+#define WAV_BENCH(name, tag, bits, sync)                 \
+    BENCHMARK_CAPTURE(BM_WavSink, name, tag, bits, sync) \
+        ->Iterations(1)                                  \
+        ->UseManualTime()                                \
         ->Unit(benchmark::kSecond)
 
 WAV_BENCH(pcm8, 1, 8, false);

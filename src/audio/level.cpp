@@ -40,6 +40,8 @@ float DbToGain(double db) {
     return float(v[i] + (v[i + 1] - v[i]) * frac);
 }
 
-float LevelToAmplitude(double level) { return float(kLevelReference) * DbToGain(level); }
+float LevelToAmplitude(double level) {
+    return float(kLevelReference) * DbToGain(level);
+}
 
 }  // namespace vocarta

@@ -12,7 +12,7 @@ inline constexpr double kLevelFloorPeak = 1.123e-7;
 
 template <typename T>
 class LdB {
-public:
+  public:
     static constexpr T kFloor = T(-127);
 
     constexpr LdB() = default;
@@ -25,7 +25,7 @@ public:
     constexpr bool IsFloor() const { return value_ == kFloor; }
     constexpr auto operator<=>(const LdB&) const = default;
 
-private:
+  private:
     T value_ = kFloor;
 };
 
@@ -33,7 +33,7 @@ using LdBLevel = LdB<signed char>;
 
 template <typename L>
 class LDBMultiChannel {
-public:
+  public:
     uint8_t Count() const { return count_; }
     void SetCount(uint8_t count) { count_ = count; }
     L& operator[](int channel) { return entries_[channel]; }
@@ -47,7 +47,7 @@ public:
         return entries_[0] > entries_[1] ? entries_[0] : entries_[1];
     }
 
-private:
+  private:
     uint8_t count_ = 0;
     L entries_[256];
 };

@@ -23,7 +23,9 @@ int ReadOutputFormat() {
     return (format < 0 || format > 3) ? 0 : format;
 }
 
-void StoreOutputFormat(int format) { SetSettingInt(kSection, kKey, format >= 5 ? 0 : format); }
+void StoreOutputFormat(int format) {
+    SetSettingInt(kSection, kKey, format >= 5 ? 0 : format);
+}
 
 const char* OutputFormatExtension(int format) {
     return (format >= 0 && format < kOutputFormatCount) ? kRows[format].extension : "";

@@ -71,7 +71,9 @@ LCARingBuffer::LCARingBuffer(uint64_t capacityFrames, uint8_t channels)
       readScratch_(kScratchFrames * std::max<uint8_t>(channels, 1)),
       channels_(std::max<uint8_t>(channels, 1)) {}
 
-LCARingBuffer::~LCARingBuffer() { delete[] data_; }
+LCARingBuffer::~LCARingBuffer() {
+    delete[] data_;
+}
 
 uint64_t LCARingBuffer::FilledFrames() const {
     return write_.load(std::memory_order_acquire) - read_.load(std::memory_order_acquire);
@@ -160,8 +162,8 @@ bool LCARingBuffer::WaitUntil(LSignalObject& signal, Ready ready, int timeoutMs)
         if (ready()) return true;
         int wait = -1;
         if (timeoutMs >= 0) {
-            auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline -
-                                                                             Clock::now());
+            auto left =
+                std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
             if (left.count() <= 0) return false;
             wait = int(left.count());
         }
@@ -171,12 +173,14 @@ bool LCARingBuffer::WaitUntil(LSignalObject& signal, Ready ready, int timeoutMs)
 
 bool LCARingBuffer::WaitForSpace(uint64_t frames, int timeoutMs) {
     frames = std::min(frames, capacity_);
-    return WaitUntil(spaceAvailable_, [&] { return FreeFrames() >= frames; }, timeoutMs);
+    return WaitUntil(
+        spaceAvailable_, [&] { return FreeFrames() >= frames; }, timeoutMs);
 }
 
 bool LCARingBuffer::WaitForData(uint64_t frames, int timeoutMs) {
     frames = std::min(frames, capacity_);
-    return WaitUntil(dataAvailable_, [&] { return FilledFrames() >= frames; }, timeoutMs);
+    return WaitUntil(
+        dataAvailable_, [&] { return FilledFrames() >= frames; }, timeoutMs);
 }
 
 void LCARingBuffer::Reset(int64_t startFrame) {
@@ -188,8 +192,12 @@ void LCARingBuffer::Reset(int64_t startFrame) {
     spaceAvailable_.Set();
 }
 
-int64_t LCARingBuffer::QueuedPosition() const { return queuedStart_ + int64_t(FramesQueued()); }
+int64_t LCARingBuffer::QueuedPosition() const {
+    return queuedStart_ + int64_t(FramesQueued());
+}
 
-int64_t LCARingBuffer::PlayedPosition() const { return playedStart_ + int64_t(FramesPlayed()); }
+int64_t LCARingBuffer::PlayedPosition() const {
+    return playedStart_ + int64_t(FramesPlayed());
+}
 
 }  // namespace vocarta

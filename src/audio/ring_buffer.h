@@ -20,7 +20,7 @@ namespace vocarta {
 // LLockObject) or uses it from one thread.
 template <typename T>
 class LRingBufferThreadUnsafe {
-public:
+  public:
     explicit LRingBufferThreadUnsafe(uint64_t capacity);
     LRingBufferThreadUnsafe(const LRingBufferThreadUnsafe&) = delete;
     LRingBufferThreadUnsafe& operator=(const LRingBufferThreadUnsafe&) = delete;
@@ -43,7 +43,7 @@ public:
     // Empties the buffer (read cursor moves to the write cursor).
     void Clear() { read_ = write_; }
 
-private:
+  private:
     void CopyOut(uint64_t from, T* out, uint64_t count) const;
 
     uint64_t capacity_;
@@ -60,7 +60,7 @@ extern template class LRingBufferThreadUnsafe<float>;
 // The two signals let the side that waits sleep: dataAvailable_ is set after
 // every write, spaceAvailable_ after every read.
 class LCARingBuffer {
-public:
+  public:
     LCARingBuffer(uint64_t capacityFrames, uint8_t channels);
     LCARingBuffer(const LCARingBuffer&) = delete;
     LCARingBuffer& operator=(const LCARingBuffer&) = delete;
@@ -103,20 +103,20 @@ public:
     uint64_t FramesQueued() const { return framesQueued_.load(std::memory_order_acquire); }
     uint64_t FramesPlayed() const { return framesPlayed_.load(std::memory_order_acquire); }
 
-private:
+  private:
     template <typename Ready>
     static bool WaitUntil(LSignalObject& signal, Ready ready, int timeoutMs);
     static void MapChannels(const float* in, uint8_t inChannels, float* out, uint8_t outChannels,
                             uint64_t frames);
 
-    const uint64_t capacity_;                // frames
-    float* const data_;                      // capacity_ × channels_ floats
-    std::atomic<uint64_t> read_{0};          // written by the consumer only
-    std::atomic<uint64_t> write_{0};         // written by the producer only
+    const uint64_t capacity_;         // frames
+    float* const data_;               // capacity_ × channels_ floats
+    std::atomic<uint64_t> read_{0};   // written by the consumer only
+    std::atomic<uint64_t> write_{0};  // written by the producer only
     LSignalObject dataAvailable_;
     LSignalObject spaceAvailable_;
-    std::vector<float> writeScratch_;        // producer thread only
-    std::vector<float> readScratch_;         // consumer thread only
+    std::vector<float> writeScratch_;  // producer thread only
+    std::vector<float> readScratch_;   // consumer thread only
     const uint8_t channels_;
     int64_t queuedStart_ = 0;                // set by Reset only
     std::atomic<uint64_t> framesQueued_{0};  // producer

@@ -16,7 +16,7 @@
 namespace vocarta {
 
 class LSoundSinkBase {
-public:
+  public:
     virtual ~LSoundSinkBase() = default;
 
     // Writes `frames` frames; returns the count written, or a negative value when
@@ -46,7 +46,7 @@ public:
     const std::string& LastError() const { return lastError_; }
     bool Failed() const { return !lastError_.empty(); }
 
-protected:
+  protected:
     LSoundSinkBase(std::string path, uint32_t sampleRate, uint8_t channels)
         : sampleRate_(sampleRate), channels_(channels), path_(std::move(path)) {}
     void SetError(std::string text) { lastError_ = std::move(text); }
@@ -59,7 +59,7 @@ protected:
 };
 
 class LSoundSink {
-public:
+  public:
     LSoundSink() = default;
     explicit LSoundSink(std::shared_ptr<LSoundSinkBase> sink) : sink_(std::move(sink)) {}
 
@@ -75,7 +75,7 @@ public:
     LSoundTime Position() const { return sink_->Position(); }
     bool TruncateTo(LSoundTime time) { return sink_->TruncateTo(time); }
 
-private:
+  private:
     std::shared_ptr<LSoundSinkBase> sink_;
 };
 

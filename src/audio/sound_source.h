@@ -11,7 +11,7 @@
 namespace vocarta {
 
 class LSoundSourceBase {
-public:
+  public:
     virtual ~LSoundSourceBase() = default;
 
     // Reads up to `frames` frames into `samples` (frames × Channels() floats).
@@ -30,7 +30,7 @@ public:
     const std::string& FormatDescription() const { return description_; }
     const std::string& LastError() const { return lastError_; }
 
-protected:
+  protected:
     uint32_t sampleRate_ = 0;
     uint8_t channels_ = 0;
     uint64_t totalFrames_ = 0;
@@ -39,7 +39,7 @@ protected:
 };
 
 class LSoundSource {
-public:
+  public:
     LSoundSource() = default;
     explicit LSoundSource(std::shared_ptr<LSoundSourceBase> source) : source_(std::move(source)) {}
 
@@ -49,7 +49,7 @@ public:
     LSoundSourceBase* Get() const { return source_.get(); }
     LSoundSourceBase* operator->() const { return source_.get(); }
 
-private:
+  private:
     std::shared_ptr<LSoundSourceBase> source_;
 };
 

@@ -6,7 +6,7 @@
 namespace vocarta {
 
 class LSoundTime {
-public:
+  public:
     constexpr LSoundTime() = default;
     constexpr explicit LSoundTime(int64_t ms) : ms_(ms) {}
 
@@ -37,10 +37,13 @@ public:
 
     constexpr LSoundTime operator+(LSoundTime o) const { return LSoundTime(ms_ + o.ms_); }
     constexpr LSoundTime operator-(LSoundTime o) const { return LSoundTime(ms_ - o.ms_); }
-    constexpr LSoundTime& operator+=(LSoundTime o) { ms_ += o.ms_; return *this; }
+    constexpr LSoundTime& operator+=(LSoundTime o) {
+        ms_ += o.ms_;
+        return *this;
+    }
     constexpr auto operator<=>(const LSoundTime&) const = default;
 
-private:
+  private:
     int64_t ms_ = 0;
 };
 

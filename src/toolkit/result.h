@@ -21,18 +21,18 @@ namespace vocarta {
 
 // What went wrong, coarse enough that callers far apart agree on it.
 enum class LErrorCode : int {
-    kFailed = 1,     // anything not covered below
-    kCancelled,      // a stop request or a user's "Cancel": not a fault
-    kTimedOut,       // a deadline passed
-    kInvalid,        // bad input: an argument, a setting, a file's content
-    kNotFound,       // no such file, host, device or key
-    kExists,         // the target is already there and must not be replaced
-    kIo,             // a read or write of a file failed
-    kNoSpace,        // the disk is full
-    kNetwork,        // a connection could not be made or was lost
-    kTls,            // a TLS handshake or certificate check failed
-    kProtocol,       // a peer answered outside the protocol or with an error
-    kUnsupported,    // the operation is not possible on this system or file
+    kFailed = 1,   // anything not covered below
+    kCancelled,    // a stop request or a user's "Cancel": not a fault
+    kTimedOut,     // a deadline passed
+    kInvalid,      // bad input: an argument, a setting, a file's content
+    kNotFound,     // no such file, host, device or key
+    kExists,       // the target is already there and must not be replaced
+    kIo,           // a read or write of a file failed
+    kNoSpace,      // the disk is full
+    kNetwork,      // a connection could not be made or was lost
+    kTls,          // a TLS handshake or certificate check failed
+    kProtocol,     // a peer answered outside the protocol or with an error
+    kUnsupported,  // the operation is not possible on this system or file
 };
 
 // The name of a code, for logs and tests ("timed out").

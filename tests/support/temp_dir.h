@@ -7,7 +7,7 @@
 namespace vocarta::test {
 
 class TempDir {
-public:
+  public:
     explicit TempDir(const std::string& prefix = "vocarta-test");
     ~TempDir();
     TempDir(const TempDir&) = delete;
@@ -16,7 +16,7 @@ public:
     const std::string& Path() const { return path_; }
     std::string File(const std::string& name) const { return path_ + "/" + name; }
 
-private:
+  private:
     std::string path_;
 };
 

@@ -82,7 +82,8 @@ bool LSoundRecorderTemplate<LLC>::Start(const LSoundRecordDevice& device, LSound
         openFailed_ = true;
     } else if (!started_.Wait(recorder_detail::kStartWaitMs) || openFailed_) {
         LThread::Stop();
-        if (!openFailed_) capture_.SetLastError(kCaptureOpenFailed, "the device did not start in time");
+        if (!openFailed_)
+            capture_.SetLastError(kCaptureOpenFailed, "the device did not start in time");
         openFailed_ = true;
     }
     if (openFailed_) {

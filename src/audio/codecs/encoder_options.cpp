@@ -15,7 +15,7 @@ namespace {
 
 // Positions are fixed: walking past the end reads as an empty word.
 class ArgCursor {
-public:
+  public:
     ArgCursor(const std::vector<std::string>& args, int& index) : args_(args), index_(index) {}
     // Moves onto the next position; false when it is past the end.
     bool Next() {
@@ -31,7 +31,7 @@ public:
     bool HasMore() const { return index_ + 1 < int(args_.size()); }
     long Number() const { return std::strtol(Word().c_str(), nullptr, 10); }
 
-private:
+  private:
     const std::vector<std::string>& args_;
     int& index_;
 };
@@ -53,9 +53,10 @@ bool ParseWav(ArgCursor& at) {
     LSoundFormat format;
     if (!MakeWavFormat(kWaveFormatPcm, uint32_t(rate), uint16_t(channels), uint16_t(bits),
                        format)) {
-        LogError("ParseEncoderOptions: WAV options -s %ld -m %ld -b %ld are not a format the "
-                 "WAV writer can use; the stored format is kept",
-                 rate, channels, bits);
+        LogError(
+            "ParseEncoderOptions: WAV options -s %ld -m %ld -b %ld are not a format the "
+            "WAV writer can use; the stored format is kept",
+            rate, channels, bits);
         return false;
     }
     // The options name the format outright, so automatic overrides must not mask it.
@@ -65,11 +66,16 @@ bool ParseWav(ArgCursor& at) {
 }
 
 bool ReadChannelMode(const std::string& word, uint8_t& mode) {
-    if (EqualsNoCase(word, "s")) mode = kMp3Stereo;
-    else if (EqualsNoCase(word, "j")) mode = kMp3Joint;
-    else if (EqualsNoCase(word, "f")) mode = kMp3Force;
-    else if (EqualsNoCase(word, "m")) mode = kMp3Mono;
-    else return false;
+    if (EqualsNoCase(word, "s"))
+        mode = kMp3Stereo;
+    else if (EqualsNoCase(word, "j"))
+        mode = kMp3Joint;
+    else if (EqualsNoCase(word, "f"))
+        mode = kMp3Force;
+    else if (EqualsNoCase(word, "m"))
+        mode = kMp3Mono;
+    else
+        return false;
     return true;
 }
 
@@ -148,7 +154,8 @@ bool ParseFlac(const std::vector<std::string>& args, int& index) {
             haveChannels = true;
         } else if (EqualsNoCase(sw, "-c")) {
             haveLevel = true;
-            if (uint8_t(value) <= 8) SetSettingInt("FlacEncoder", "Compression", int(uint8_t(value)));
+            if (uint8_t(value) <= 8)
+                SetSettingInt("FlacEncoder", "Compression", int(uint8_t(value)));
         } else {
             break;
         }
@@ -162,11 +169,16 @@ bool ParseFlac(const std::vector<std::string>& args, int& index) {
 bool ParseEncoderOptions(int format, const std::vector<std::string>& args, int& index) {
     ArgCursor at(args, index);
     switch (format) {
-        case kFormatWav: return ParseWav(at);
-        case kFormatMp3: return ParseMp3(at);
-        case kFormatAiff: return ParseAiff(at);
-        case kFormatFlac: return ParseFlac(args, index);
-        default: return false;
+        case kFormatWav:
+            return ParseWav(at);
+        case kFormatMp3:
+            return ParseMp3(at);
+        case kFormatAiff:
+            return ParseAiff(at);
+        case kFormatFlac:
+            return ParseFlac(args, index);
+        default:
+            return false;
     }
 }
 

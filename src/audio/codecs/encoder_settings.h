@@ -10,18 +10,18 @@ namespace vocarta {
 // Section "MP3Encoder".
 struct Mp3Settings {
     bool constantBitRate = true;
-    uint16_t cbrBitRate = 192;      // kbps
-    bool highQuality = true;        // "High Quality Encoding (Slower)"
-    uint16_t vbrMinBitRate = 32;    // kbps
-    uint16_t vbrMaxBitRate = 320;   // kbps
-    uint8_t vbrQuality = 4;         // 0 highest .. 9 lowest
-    bool errorProtection = false;   // "Include CRC to Detect Errors"
-    uint8_t channelMode = 0;        // 0 stereo, 1 joint, 2 forced stereo, 3 mono
+    uint16_t cbrBitRate = 192;     // kbps
+    bool highQuality = true;       // "High Quality Encoding (Slower)"
+    uint16_t vbrMinBitRate = 32;   // kbps
+    uint16_t vbrMaxBitRate = 320;  // kbps
+    uint8_t vbrQuality = 4;        // 0 highest .. 9 lowest
+    bool errorProtection = false;  // "Include CRC to Detect Errors"
+    uint8_t channelMode = 0;       // 0 stereo, 1 joint, 2 forced stereo, 3 mono
     std::string versionStr;
     uint8_t quality = 3;
     uint8_t bitRateControlMethod = 1;
-    uint8_t lowpass = 0;            // kHz; 0 lets the encoder choose
-    uint16_t abrBitRate = 0;        // kbps
+    uint8_t lowpass = 0;      // kHz; 0 lets the encoder choose
+    uint16_t abrBitRate = 0;  // kbps
 };
 
 enum Mp3ChannelMode : uint8_t { kMp3Stereo = 0, kMp3Joint = 1, kMp3Force = 2, kMp3Mono = 3 };
@@ -41,8 +41,8 @@ enum AiffCompression : int {
 inline constexpr const char* kAiffCompressionNames[] = {
     "not compressed", "32-bit floating point", "64-bit floating point", "ALaw 2:1", "uLaw 2:1"};
 inline constexpr const char* kAiffSampleSizeNames[] = {
-    "8 bits Integer",         "16 bits Integer",       "24 bits Integer",
-    "32 bits Integer",        "32 bits Floating Point", "64 bits Floating Point"};
+    "8 bits Integer",  "16 bits Integer",        "24 bits Integer",
+    "32 bits Integer", "32 bits Floating Point", "64 bits Floating Point"};
 
 struct AiffSettings {
     uint8_t channels = 2;

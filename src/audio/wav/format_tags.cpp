@@ -281,6 +281,8 @@ const char* WaveFormatTagName(uint16_t tag) {
     return it->name;
 }
 
-std::size_t WaveFormatTagCount() { return std::size(kTagNames); }
+std::size_t WaveFormatTagCount() {
+    return std::size(kTagNames);
+}
 
 }  // namespace vocarta

@@ -4,8 +4,8 @@ namespace vocarta::wav {
 
 namespace {
 
-constexpr int kMuLawBias = 0x84;   // added to the magnitude so every segment starts at 2^n
-constexpr int kMuLawClip = 8159;   // largest 14-bit magnitude before the bias
+constexpr int kMuLawBias = 0x84;  // added to the magnitude so every segment starts at 2^n
+constexpr int kMuLawClip = 8159;  // largest 14-bit magnitude before the bias
 
 // Segment of a magnitude: the first n whose end is at or above it, 8 beyond the last.
 int Segment(int magnitude, const int* ends) {

@@ -56,10 +56,16 @@ inline void FloatToS24(float x, uint8_t* out) {
     out[2] = uint8_t(v >> 24);
 }
 
-inline float S16ToFloat(int16_t v) { return float(double(v) / kScale16); }
-inline float S32ToFloat(int32_t v) { return float(double(v) / kScale32); }
+inline float S16ToFloat(int16_t v) {
+    return float(double(v) / kScale16);
+}
+inline float S32ToFloat(int32_t v) {
+    return float(double(v) / kScale32);
+}
 // 24-bit samples are the top of a 32-bit value.
-inline float S24ToFloat(int32_t v24) { return S32ToFloat(int32_t(uint32_t(v24) << 8)); }
+inline float S24ToFloat(int32_t v24) {
+    return S32ToFloat(int32_t(uint32_t(v24) << 8));
+}
 // 8-bit unsigned; a table so that each value survives a write with truncation.
 float U8ToFloat(uint8_t v);
 

@@ -15,12 +15,13 @@ constexpr uint32_t kMaxRate = 768000;
 constexpr uint16_t kMaxChannels = 32;
 }  // namespace
 
-LSoundFormat AutomaticWavFormat() { return LSoundFormat(44100, 2, 32); }
+LSoundFormat AutomaticWavFormat() {
+    return LSoundFormat(44100, 2, 32);
+}
 
 bool MakeWavFormat(uint16_t tag, uint32_t rate, uint16_t channels, uint16_t bits,
                    LSoundFormat& out) {
-    if (rate < kMinRate || rate > kMaxRate || channels < 1 || channels > kMaxChannels)
-        return false;
+    if (rate < kMinRate || rate > kMaxRate || channels < 1 || channels > kMaxChannels) return false;
     LSoundFormat f(rate, uint8_t(channels), bits);
     f.formatTag = tag;
     switch (tag) {
@@ -33,7 +34,7 @@ bool MakeWavFormat(uint16_t tag, uint32_t rate, uint16_t channels, uint16_t bits
         case kWaveFormatALaw:
         case kWaveFormatMuLaw:
             f.bitsPerSample = 8;
-            f.blockAlign = 8;     // written this way on purpose by the WAV sink
+            f.blockAlign = 8;  // written this way on purpose by the WAV sink
             f.avgBytesPerSec = rate;
             break;
         case kWaveFormatGsm610:
@@ -53,30 +54,34 @@ bool MakeWavFormat(uint16_t tag, uint32_t rate, uint16_t channels, uint16_t bits
 
 bool IsUsableWavFormat(const LSoundFormat& format) {
     LSoundFormat check;
-    return MakeWavFormat(format.formatTag, format.sampleRate, format.channels,
-                         format.bitsPerSample, check);
+    return MakeWavFormat(format.formatTag, format.sampleRate, format.channels, format.bitsPerSample,
+                         check);
 }
 
-std::string WavCodecPath() { return JoinPath(AppConfigDir(), "WavCodec.wff"); }
+std::string WavCodecPath() {
+    return JoinPath(AppConfigDir(), "WavCodec.wff");
+}
 
 static LSoundFormat ReadStoredFormat() {
     std::string bytes;
     if (!LFile::ReadAll(WavCodecPath(), bytes)) return AutomaticWavFormat();
     LSoundFormat stored;
     if (bytes.size() < std::size_t(kWaveFormatHeaderSize) || bytes.size() > sizeof stored) {
-        LogError("LoadWavFormat: %s has %zu bytes, not a format record; using 44100 Hz 32-bit "
-                 "stereo PCM",
-                 WavCodecPath().c_str(), bytes.size());
+        LogError(
+            "LoadWavFormat: %s has %zu bytes, not a format record; using 44100 Hz 32-bit "
+            "stereo PCM",
+            WavCodecPath().c_str(), bytes.size());
         return AutomaticWavFormat();
     }
     std::memcpy(&stored, bytes.data(), bytes.size());
     LSoundFormat usable;
-    if (!MakeWavFormat(stored.formatTag, stored.sampleRate, stored.channels,
-                       stored.bitsPerSample, usable)) {
-        LogError("LoadWavFormat: %s holds an unusable format (tag %u, %u Hz, %u channels, %u "
-                 "bits); using 44100 Hz 32-bit stereo PCM",
-                 WavCodecPath().c_str(), unsigned(stored.formatTag), unsigned(stored.sampleRate),
-                 unsigned(stored.channels), unsigned(stored.bitsPerSample));
+    if (!MakeWavFormat(stored.formatTag, stored.sampleRate, stored.channels, stored.bitsPerSample,
+                       usable)) {
+        LogError(
+            "LoadWavFormat: %s holds an unusable format (tag %u, %u Hz, %u channels, %u "
+            "bits); using 44100 Hz 32-bit stereo PCM",
+            WavCodecPath().c_str(), unsigned(stored.formatTag), unsigned(stored.sampleRate),
+            unsigned(stored.channels), unsigned(stored.bitsPerSample));
         return AutomaticWavFormat();
     }
     return usable;

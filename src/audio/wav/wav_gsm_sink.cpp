@@ -21,8 +21,11 @@ WavGsmSink::~WavGsmSink() {
 
 std::vector<uint8_t> WavGsmSink::BuildHeader(uint32_t dataSize, uint32_t riffSize) const {
     return HeaderBuilder(48)
-        .Tag("RIFF").U32(riffSize).Tag("WAVE")
-        .Tag("fmt ").U32(20)
+        .Tag("RIFF")
+        .U32(riffSize)
+        .Tag("WAVE")
+        .Tag("fmt ")
+        .U32(20)
         .U16(kWaveFormatGsm610)
         .U16(1)  // mixed down: GSM 6.10 codes one channel
         .U32(sampleRate_)
@@ -31,7 +34,8 @@ std::vector<uint8_t> WavGsmSink::BuildHeader(uint32_t dataSize, uint32_t riffSiz
         .U16(0)
         .U16(2)
         .U16(kGsmSamplesPerBlock)
-        .Tag("data").U32(dataSize)
+        .Tag("data")
+        .U32(dataSize)
         .Take();
 }
 

@@ -59,16 +59,19 @@ inline void PutLe16(uint8_t* p, uint16_t v) {
 inline void PutLe32(uint8_t* p, uint32_t v) {
     for (int i = 0; i < 4; ++i) p[i] = uint8_t(v >> (8 * i));
 }
-inline void PutTag(uint8_t* p, const char* tag) { std::memcpy(p, tag, 4); }
-inline uint16_t GetLe16(const uint8_t* p) { return uint16_t(p[0] | (p[1] << 8)); }
+inline void PutTag(uint8_t* p, const char* tag) {
+    std::memcpy(p, tag, 4);
+}
+inline uint16_t GetLe16(const uint8_t* p) {
+    return uint16_t(p[0] | (p[1] << 8));
+}
 inline uint32_t GetLe32(const uint8_t* p) {
-    return uint32_t(p[0]) | (uint32_t(p[1]) << 8) | (uint32_t(p[2]) << 16) |
-           (uint32_t(p[3]) << 24);
+    return uint32_t(p[0]) | (uint32_t(p[1]) << 8) | (uint32_t(p[2]) << 16) | (uint32_t(p[3]) << 24);
 }
 
 // Appends little-endian header fields in order.
 class HeaderBuilder {
-public:
+  public:
     explicit HeaderBuilder(std::size_t size) { bytes_.reserve(size); }
     HeaderBuilder& Tag(const char* tag) {
         bytes_.insert(bytes_.end(), tag, tag + 4);
@@ -85,7 +88,7 @@ public:
     }
     std::vector<uint8_t> Take() { return std::move(bytes_); }
 
-private:
+  private:
     std::vector<uint8_t> bytes_;
 };
 

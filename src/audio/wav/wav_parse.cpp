@@ -47,10 +47,9 @@ bool ChoosePcm(WavFileInfo& info, std::string& error) {
     const uint16_t bits = info.bitsPerSample;
     const uint16_t ch = info.channels;
     uint32_t container = info.blockAlign % ch == 0 ? info.blockAlign / ch : 0;
-    if (bits == 0 || bits > 32 || container == 0 || container > 4 ||
-        container < (bits + 7u) / 8u) {
-        error = StringPrintf("its PCM layout (%u bits in %u bytes) is inconsistent",
-                             unsigned(bits), unsigned(info.blockAlign));
+    if (bits == 0 || bits > 32 || container == 0 || container > 4 || container < (bits + 7u) / 8u) {
+        error = StringPrintf("its PCM layout (%u bits in %u bytes) is inconsistent", unsigned(bits),
+                             unsigned(info.blockAlign));
         return false;
     }
     static const WavCoding kByContainer[] = {WavCoding::PcmUnsigned8, WavCoding::PcmSigned16,
@@ -63,7 +62,8 @@ bool ChoosePcm(WavFileInfo& info, std::string& error) {
 bool ChooseGsm(WavFileInfo& info, const uint8_t* fmt, uint32_t size, std::string& error) {
     uint32_t perBlock =
         size >= 20 && GetLe16(fmt + 16) >= 2 ? GetLe16(fmt + 18) : kGsmSamplesPerBlock;
-    if (info.channels != 1 || info.blockAlign != kGsmBlockBytes || perBlock != kGsmSamplesPerBlock) {
+    if (info.channels != 1 || info.blockAlign != kGsmBlockBytes ||
+        perBlock != kGsmSamplesPerBlock) {
         error = "its GSM 6.10 layout is not the 65-byte mono one";
         return false;
     }

@@ -13,8 +13,17 @@
 namespace vocarta::wav {
 
 // How the reader turns the data bytes into samples.
-enum class WavCoding { PcmUnsigned8, PcmSigned16, PcmSigned24, PcmSigned32, Float32, Float64,
-                       ALaw, MuLaw, Gsm610 };
+enum class WavCoding {
+    PcmUnsigned8,
+    PcmSigned16,
+    PcmSigned24,
+    PcmSigned32,
+    Float32,
+    Float64,
+    ALaw,
+    MuLaw,
+    Gsm610
+};
 
 struct WavDataSegment {
     uint64_t fileOffset = 0;
@@ -22,8 +31,8 @@ struct WavDataSegment {
 };
 
 struct WavFileInfo {
-    uint16_t fileTag = 0;      // the tag as written (0xFFFE for the extensible form)
-    uint16_t tag = 0;          // the encoding (the sub-format's tag when extensible)
+    uint16_t fileTag = 0;  // the tag as written (0xFFFE for the extensible form)
+    uint16_t tag = 0;      // the encoding (the sub-format's tag when extensible)
     uint16_t channels = 0;
     uint32_t sampleRate = 0;
     uint16_t bitsPerSample = 0;
@@ -35,7 +44,7 @@ struct WavFileInfo {
     uint32_t unitFrames = 1;
     bool provisional = false;  // sizes of an unfinished recording
     std::vector<WavDataSegment> segments;
-    uint64_t dataBytes = 0;    // sum of the segments
+    uint64_t dataBytes = 0;  // sum of the segments
 };
 
 // Reads the chunk structure of an open file. False with `error` set for a file

@@ -15,11 +15,15 @@ namespace {
 
 uint32_t BytesPerSampleOf(WavPcmSink::Width width) {
     switch (width) {
-        case WavPcmSink::Width::U8: return 1;
-        case WavPcmSink::Width::S16: return 2;
-        case WavPcmSink::Width::S24: return 3;
+        case WavPcmSink::Width::U8:
+            return 1;
+        case WavPcmSink::Width::S16:
+            return 2;
+        case WavPcmSink::Width::S24:
+            return 3;
         case WavPcmSink::Width::S32:
-        case WavPcmSink::Width::Float32: return 4;
+        case WavPcmSink::Width::Float32:
+            return 4;
     }
     return 2;
 }
@@ -91,14 +95,19 @@ WavPcmSink::~WavPcmSink() {
     if (!closed_) Close();
 }
 
-void WavPcmSink::FormatChanged() { scratch_.assign(kScratchFrames * BytesPerFrame(), 0); }
+void WavPcmSink::FormatChanged() {
+    scratch_.assign(kScratchFrames * BytesPerFrame(), 0);
+}
 
 std::vector<uint8_t> WavPcmSink::BuildHeader(uint32_t dataSize, uint32_t riffSize) const {
     const uint16_t tag = width_ == Width::Float32 ? kWaveFormatIeeeFloat : kWaveFormatPcm;
     const uint32_t bits = bytesPerSample_ * 8;
     return HeaderBuilder(46)
-        .Tag("RIFF").U32(riffSize).Tag("WAVE")
-        .Tag("fmt ").U32(18)
+        .Tag("RIFF")
+        .U32(riffSize)
+        .Tag("WAVE")
+        .Tag("fmt ")
+        .U32(18)
         .U16(tag)
         .U16(channels_)
         .U32(sampleRate_)
@@ -106,18 +115,29 @@ std::vector<uint8_t> WavPcmSink::BuildHeader(uint32_t dataSize, uint32_t riffSiz
         .U16(uint16_t(bits / 8 * channels_))
         .U16(uint16_t(bits))
         .U16(0)
-        .Tag("data").U32(dataSize)
+        .Tag("data")
+        .U32(dataSize)
         .Take();
 }
 
 uint64_t WavPcmSink::Encode(const float* samples, uint64_t frames, uint8_t* out) {
     const uint64_t count = frames * channels_;
     switch (width_) {
-        case Width::U8: EncodeU8(samples, count, out); break;
-        case Width::S16: EncodeS16(samples, count, out); break;
-        case Width::S24: EncodeS24(samples, count, out); break;
-        case Width::S32: EncodeS32(samples, count, out); break;
-        case Width::Float32: EncodeFloat(samples, count, out); break;
+        case Width::U8:
+            EncodeU8(samples, count, out);
+            break;
+        case Width::S16:
+            EncodeS16(samples, count, out);
+            break;
+        case Width::S24:
+            EncodeS24(samples, count, out);
+            break;
+        case Width::S32:
+            EncodeS32(samples, count, out);
+            break;
+        case Width::Float32:
+            EncodeFloat(samples, count, out);
+            break;
     }
     return count * bytesPerSample_;
 }
@@ -129,14 +149,19 @@ WavG711Sink::~WavG711Sink() {
     if (!closed_) Close();
 }
 
-void WavG711Sink::FormatChanged() { scratch_.assign(kScratchFrames * BytesPerFrame(), 0); }
+void WavG711Sink::FormatChanged() {
+    scratch_.assign(kScratchFrames * BytesPerFrame(), 0);
+}
 
 std::vector<uint8_t> WavG711Sink::BuildHeader(uint32_t dataSize, uint32_t riffSize) const {
     // Average bytes per second is the rate alone and block align is 8: these
     // values are written this way on purpose.
     return HeaderBuilder(58)
-        .Tag("RIFF").U32(riffSize).Tag("WAVE")
-        .Tag("fmt ").U32(18)
+        .Tag("RIFF")
+        .U32(riffSize)
+        .Tag("WAVE")
+        .Tag("fmt ")
+        .U32(18)
         .U16(muLaw_ ? kWaveFormatMuLaw : kWaveFormatALaw)
         .U16(channels_)
         .U32(sampleRate_)
@@ -144,8 +169,11 @@ std::vector<uint8_t> WavG711Sink::BuildHeader(uint32_t dataSize, uint32_t riffSi
         .U16(8)
         .U16(8)
         .U16(0)
-        .Tag("fact").U32(4).U32(Saturate32(framesWritten_))
-        .Tag("data").U32(dataSize)
+        .Tag("fact")
+        .U32(4)
+        .U32(Saturate32(framesWritten_))
+        .Tag("data")
+        .U32(dataSize)
         .Take();
 }
 

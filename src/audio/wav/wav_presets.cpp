@@ -51,7 +51,9 @@ const char* WavPresetName(WavPreset preset) {
     return i >= 0 && i < kWavPresetCount ? kPresetNames[i] : kPresetNames[int(WavPreset::Custom)];
 }
 
-const WavEncoding& WavEncodingAt(int index) { return kEncodings[ClampCodecIndex(index)]; }
+const WavEncoding& WavEncodingAt(int index) {
+    return kEncodings[ClampCodecIndex(index)];
+}
 
 int WavEncodingIndexOfTag(uint16_t tag) {
     for (int i = 0; i < kWavEncodingCount; ++i)
@@ -87,13 +89,18 @@ WavEncoderChoice ApplyWavPreset(WavPreset preset, const WavEncoderChoice& curren
     return c;
 }
 
-bool WavEncodingFollowsSource(int codecIndex) { return ClampCodecIndex(codecIndex) == kWavEncodingPcm; }
+bool WavEncodingFollowsSource(int codecIndex) {
+    return ClampCodecIndex(codecIndex) == kWavEncodingPcm;
+}
 
 std::vector<uint16_t> WavSampleSizes(int codecIndex) {
     switch (WavEncodingAt(codecIndex).tag) {
-        case kWaveFormatPcm: return {8, 16, 24, 32};
-        case kWaveFormatGsm610: return {};
-        default: return {8};
+        case kWaveFormatPcm:
+            return {8, 16, 24, 32};
+        case kWaveFormatGsm610:
+            return {};
+        default:
+            return {8};
     }
 }
 
@@ -127,7 +134,9 @@ const char* WavChannelsText(uint16_t channels) {
     return channels == 1 ? "Mono" : "Stereo";
 }
 
-std::string WavSampleRateText(uint32_t rate) { return StringPrintf("%u%s", rate, " Hz"); }
+std::string WavSampleRateText(uint32_t rate) {
+    return StringPrintf("%u%s", rate, " Hz");
+}
 
 std::string WavSampleSizeText(uint16_t bits) {
     return StringPrintf("%u%s", unsigned(bits), " bits Integer");

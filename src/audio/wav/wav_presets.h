@@ -60,8 +60,8 @@ std::vector<uint32_t> WavSampleRates(uint32_t current);
 inline constexpr const char* kWavMatchSourceText = "Match Source";
 // The channel list: "Match Source" (0), "Mono" (1), "Stereo" (2).
 const char* WavChannelsText(uint16_t channels);
-std::string WavSampleRateText(uint32_t rate);   // "44100 Hz"
-std::string WavSampleSizeText(uint16_t bits);   // "16 bits Integer"
+std::string WavSampleRateText(uint32_t rate);  // "44100 Hz"
+std::string WavSampleSizeText(uint16_t bits);  // "16 bits Integer"
 
 // The controls as the stored format and keys describe them.
 WavEncoderChoice LoadWavEncoderChoice();

@@ -84,7 +84,7 @@ void DecodeSamples(WavCoding coding, const uint8_t* in, uint64_t count, float* o
 }
 
 class WavSource final : public LSoundSourceBase {
-public:
+  public:
     ~WavSource() override {
         if (gsm_ != nullptr) gsm_destroy(gsm_);
     }
@@ -93,7 +93,7 @@ public:
     int64_t Read(float* samples, uint64_t frames) override;
     bool Seek(uint64_t frame) override;
 
-private:
+  private:
     bool ReadData(uint64_t offset, uint8_t* out, uint64_t size);
     int64_t ReadFrames(float* samples, uint64_t frames);
     int64_t ReadGsm(float* samples, uint64_t frames);
@@ -131,8 +131,7 @@ bool WavSource::Open(const std::string& path, std::string& error) {
         }
         buffer_.resize(wav::kGsmBlockBytes);
     } else {
-        buffer_.resize(std::max<uint64_t>(kReadBufferBytes / info_.unitBytes, 1) *
-                       info_.unitBytes);
+        buffer_.resize(std::max<uint64_t>(kReadBufferBytes / info_.unitBytes, 1) * info_.unitBytes);
     }
     return true;
 }
@@ -226,7 +225,8 @@ int64_t WavSource::ReadGsm(float* samples, uint64_t frames) {
         if (block != gsmBlock_ && !DecodeGsmBlock(block)) return done > 0 ? int64_t(done) : -1;
         uint64_t first = frame % wav::kGsmSamplesPerBlock;
         uint64_t n = std::min<uint64_t>(frames - done, wav::kGsmSamplesPerBlock - first);
-        for (uint64_t i = 0; i < n; ++i) samples[done + i] = wav::S16ToFloat(gsmSamples_[first + i]);
+        for (uint64_t i = 0; i < n; ++i)
+            samples[done + i] = wav::S16ToFloat(gsmSamples_[first + i]);
         done += n;
     }
     position_ += done;

@@ -47,8 +47,8 @@ bool WavSinkBase::WriteHeader(bool provisional) {
     } else {
         dataSize = uint32_t(std::min(dataBytes_, kFirstChunkCapacity));
         // Beyond the first chunk the true size does not fit: saturate, never wrap.
-        riffSize = dataBytes_ > kFirstChunkCapacity ? kMaxSize32
-                                                    : Saturate32(dataSize + headerExtra);
+        riffSize =
+            dataBytes_ > kFirstChunkCapacity ? kMaxSize32 : Saturate32(dataSize + headerExtra);
     }
     std::vector<uint8_t> header = BuildHeader(dataSize, riffSize);
     errno = 0;

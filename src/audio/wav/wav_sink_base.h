@@ -23,7 +23,7 @@ inline constexpr uint64_t kScratchFrames = 8192;
 // Close still leaves a finished file (the base cannot: its header builder is gone
 // by then).
 class WavSinkBase : public LSoundSinkBase {
-public:
+  public:
     ~WavSinkBase() override;
 
     int64_t Write(const float* samples, uint64_t frames) override;
@@ -46,7 +46,7 @@ public:
     // beyond 4 GB on a small disk through the same chunk logic as Write.
     int64_t SkipSilentFramesSparse(uint64_t frames);
 
-protected:
+  protected:
     WavSinkBase(std::string path, uint32_t sampleRate, uint8_t channels);
 
     // The header for `dataSize` in the first chunk's size field (the provisional
@@ -76,7 +76,7 @@ protected:
     uint64_t dataBytes_ = 0;
     bool closed_ = false;
 
-private:
+  private:
     bool RewriteChunkHeaders();
     bool closeResult_ = true;
 };

@@ -13,19 +13,19 @@ namespace vocarta::wav {
 // Integer PCM of 1, 2, 3 or 4 bytes per sample, or 32-bit IEEE float (tag 3),
 // behind the 46-byte header. The float file uses the same layout with tag 3.
 class WavPcmSink final : public WavSinkBase {
-public:
+  public:
     enum class Width { U8, S16, S24, S32, Float32 };
     WavPcmSink(std::string path, uint32_t sampleRate, uint8_t channels, Width width);
     ~WavPcmSink() override;
 
-protected:
+  protected:
     std::vector<uint8_t> BuildHeader(uint32_t dataSize, uint32_t riffSize) const override;
     uint32_t HeaderSize() const override { return 46; }
     uint32_t BytesPerFrame() const override { return bytesPerSample_ * channels_; }
     uint64_t Encode(const float* samples, uint64_t frames, uint8_t* out) override;
     void FormatChanged() override;
 
-private:
+  private:
     Width width_;
     uint32_t bytesPerSample_;
 };
@@ -33,18 +33,18 @@ private:
 // G.711 A-law (tag 6) or µ-law (tag 7): one byte per sample behind the 58-byte
 // header with its "fact" chunk.
 class WavG711Sink final : public WavSinkBase {
-public:
+  public:
     WavG711Sink(std::string path, uint32_t sampleRate, uint8_t channels, bool muLaw);
     ~WavG711Sink() override;
 
-protected:
+  protected:
     std::vector<uint8_t> BuildHeader(uint32_t dataSize, uint32_t riffSize) const override;
     uint32_t HeaderSize() const override { return 58; }
     uint32_t BytesPerFrame() const override { return channels_; }
     uint64_t Encode(const float* samples, uint64_t frames, uint8_t* out) override;
     void FormatChanged() override;
 
-private:
+  private:
     bool muLaw_;
 };
 
@@ -54,7 +54,7 @@ private:
 // partial block is filled with silence on closing, and cutting back works in
 // whole blocks.
 class WavGsmSink final : public WavSinkBase {
-public:
+  public:
     WavGsmSink(std::string path, uint32_t sampleRate, uint8_t channels);
     ~WavGsmSink() override;
 
@@ -64,7 +64,7 @@ public:
     bool TruncateToFrame(uint64_t frame) override;
     bool Valid() const { return gsm_ != nullptr; }
 
-protected:
+  protected:
     std::vector<uint8_t> BuildHeader(uint32_t dataSize, uint32_t riffSize) const override;
     uint32_t HeaderSize() const override { return 48; }
     uint32_t ProvisionalDataSize() const override { return kProvisionalGsmDataSize; }
@@ -72,7 +72,7 @@ protected:
     uint64_t Encode(const float*, uint64_t, uint8_t*) override { return 0; }
     bool FinishData() override;
 
-private:
+  private:
     bool EncodeBlock();
 
     gsm_state* gsm_ = nullptr;

@@ -2,12 +2,12 @@
 // reads at full and empty, channel mapping, silence on underrun, and one
 // producer and one consumer thread passing a long numbered stream.
 
+#include "audio/ring_buffer.h"
+
 #include <gtest/gtest.h>
 
 #include <numeric>
 #include <thread>
-
-#include "audio/ring_buffer.h"
 
 using namespace vocarta;
 

@@ -1,8 +1,8 @@
+#include "audio/wav/format_tags.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
-
-#include "audio/wav/format_tags.h"
 
 using namespace vocarta;
 
