@@ -2,8 +2,8 @@
 // running copy and ends, before it opens any display connection.
 #include <cstdio>
 
-#include "app/instance_socket.h"
-#include "app/program_options.h"
+#include "app/instance/instance_socket.h"
+#include "app/instance/program_options.h"
 #include "app/running_copy.h"
 #include "app/windowed_entry.h"
 #include "audio/capture/device_listing.h"
@@ -15,6 +15,19 @@ int main(int argc, char** argv) {
         PrintUsage(stdout);
         return 0;
     }
+    if (options.version) {
+        PrintVersion(stdout);
+        return 0;
+    }
+    // A line the running copy would misread is refused whole, before anything runs.
+    if (!options.errors.empty()) {
+        for (const std::string& error : options.errors)
+            std::fprintf(stderr, "vocarta: %s\n", error.c_str());
+        std::fprintf(stderr, "Try 'vocarta --help'.\n");
+        return 2;
+    }
+    for (const std::string& note : options.notes)
+        std::fprintf(stderr, "vocarta: %s\n", note.c_str());
     // Listing devices needs no running copy and must not become one.
     if (options.listDevices) return PrintInputDeviceList(stdout);
     InstanceSocket socket;

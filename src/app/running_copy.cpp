@@ -6,10 +6,10 @@
 #include <csignal>
 #include <cstdio>
 
-#include "app/command_record.h"
-#include "app/headless_view.h"
-#include "app/instance_socket.h"
+#include "app/instance/command_record.h"
+#include "app/instance/instance_socket.h"
 #include "app/qt_main_loop.h"
+#include "app/session/headless_view.h"
 #include "audio/playback/tone_player.h"
 #include "settings/settings.h"
 #include "toolkit/log.h"
@@ -24,7 +24,7 @@ constexpr int kToneWaitAtExitMs = 2000;
 }  // namespace
 
 RunningCopy::RunningCopy(QtMainLoop& loop, MainDialogView& view, InstanceSocket& socket)
-    : loop_(loop), socket_(socket), dialog_(view, loop) {}
+    : loop_(loop), socket_(socket), dialog_(view, loop), commands_(dialog_) {}
 
 RunningCopy::~RunningCopy() {
     if (listener_) listener_->Shutdown();
@@ -43,7 +43,7 @@ void RunningCopy::Start(const std::vector<std::string>& ownArgs) {
     auto args = std::make_shared<std::vector<std::string>>();
     std::string why;
     if (!UnpackCommandLine(&record, sizeof record, *args, why)) return;
-    loop_.Post([this, args] { dialog_.HandleCommandLine(*args, int(args->size())); });
+    loop_.Post([this, args] { commands_.HandleCommandLine(*args, int(args->size())); });
 }
 
 void RunningCopy::StartListening() {
@@ -55,11 +55,11 @@ void RunningCopy::StartListening() {
             socket_.Path().c_str());
         return;
     }
-    MainDialog* dialog = &dialog_;
+    SessionDispatcher* commands = &commands_;
     QtMainLoop* loop = &loop_;
     listener_ = std::make_unique<LPipeListenerWithThreads<LMainWindowPipeListenerThread>>(
-        [dialog, loop](std::shared_ptr<const std::vector<std::string>> args) {
-            loop->Post([dialog, args] { dialog->HandleForwardedCommandLine(*args); });
+        [commands, loop](std::shared_ptr<const std::vector<std::string>> args) {
+            loop->Post([commands, args] { commands->HandleForwardedCommandLine(*args); });
         });
     listener_->Adopt(fd);
     if (listener_->Start()) LogEvent("Running copy listening on %s", socket_.Path().c_str());

@@ -11,8 +11,9 @@
 #include <string>
 #include <vector>
 
-#include "app/main_dialog.h"
-#include "app/pipe_listener.h"
+#include "app/instance/pipe_listener.h"
+#include "app/session/main_dialog.h"
+#include "app/session/session_dispatcher.h"
 
 namespace vocarta {
 
@@ -26,6 +27,7 @@ class RunningCopy {
     ~RunningCopy();
 
     MainDialog& Dialog() { return dialog_; }
+    SessionDispatcher& Commands() { return commands_; }
 
     // Listener, window, own arguments (posted, so they run once the loop runs).
     void Start(const std::vector<std::string>& ownArgs);
@@ -39,6 +41,7 @@ class RunningCopy {
     QtMainLoop& loop_;
     InstanceSocket& socket_;
     MainDialog dialog_;
+    SessionDispatcher commands_;
     std::unique_ptr<LPipeListenerWithThreads<LMainWindowPipeListenerThread>> listener_;
 };
 

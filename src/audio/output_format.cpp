@@ -16,32 +16,48 @@ struct FormatRow {
 };
 constexpr FormatRow kRows[kOutputFormatCount] = {
     {".wav", "Wav"}, {".mp3", "Mp3"}, {".aiff", "Aiff"}, {".flac", "Flac"}};
+
+const FormatRow& RowOf(OutputFormat format) {
+    const int i = int(format);
+    return kRows[(i >= 0 && i < kOutputFormatCount) ? i : 0];
+}
 }  // namespace
 
-int ReadOutputFormat() {
-    int format = GetSettingInt(kSection, kKey, kDefaultOutputFormat);
-    return (format < 0 || format > 3) ? 0 : format;
+std::optional<OutputFormat> OutputFormatFromNumber(int number) {
+    if (number < 0 || number >= kOutputFormatCount) return std::nullopt;
+    return OutputFormat(number);
 }
 
-void StoreOutputFormat(int format) {
-    SetSettingInt(kSection, kKey, format >= 5 ? 0 : format);
+OutputFormat ReadOutputFormat() {
+    return OutputFormatFromNumber(GetSettingInt(kSection, kKey, int(kDefaultOutputFormat)))
+        .value_or(OutputFormat::kWav);
 }
 
-const char* OutputFormatExtension(int format) {
-    return (format >= 0 && format < kOutputFormatCount) ? kRows[format].extension : "";
+void StoreOutputFormatNumber(int number) {
+    SetSettingInt(kSection, kKey, number >= 5 ? 0 : number);
 }
 
-const char* OutputFormatWord(int format) {
-    return (format >= 0 && format < kOutputFormatCount) ? kRows[format].word : "";
+const char* OutputFormatExtension(OutputFormat format) {
+    return RowOf(format).extension;
 }
 
-int OutputFormatFromPath(const std::string& path) {
-    std::string ext = Extension(path);
-    if (EqualsNoCase(ext, ".wav")) return kFormatWav;
-    if (EqualsNoCase(ext, ".mp3")) return kFormatMp3;
-    if (EqualsNoCase(ext, ".aif") || EqualsNoCase(ext, ".aiff")) return kFormatAiff;
-    if (EqualsNoCase(ext, ".flac")) return kFormatFlac;
-    return -1;
+const char* OutputFormatWord(OutputFormat format) {
+    return RowOf(format).word;
+}
+
+std::optional<OutputFormat> OutputFormatFromPath(const std::string& path) {
+    const std::string ext = Extension(path);
+    if (ext.empty()) return std::nullopt;
+    if (EqualsNoCase(ext, ".aif")) return OutputFormat::kAiff;
+    return OutputFormatFromWord(std::string_view(ext).substr(1));
+}
+
+std::optional<OutputFormat> OutputFormatFromWord(std::string_view word) {
+    if (EqualsNoCase(word, "wav")) return OutputFormat::kWav;
+    if (EqualsNoCase(word, "mp3")) return OutputFormat::kMp3;
+    if (EqualsNoCase(word, "aif") || EqualsNoCase(word, "aiff")) return OutputFormat::kAiff;
+    if (EqualsNoCase(word, "flac")) return OutputFormat::kFlac;
+    return std::nullopt;
 }
 
 }  // namespace vocarta

@@ -10,7 +10,7 @@
 #include <QLibraryInfo>
 #include <cstdlib>
 
-#include "app/instance_socket.h"
+#include "app/instance/instance_socket.h"
 #include "app/qt_main_loop.h"
 #include "app/running_copy.h"
 #include "app/windowed_entry.h"
@@ -75,10 +75,10 @@ int RunWindowed(InstanceSocket& socket, const std::vector<std::string>& args) {
     QtMainLoop loop;
     MainWindow window;
     RunningCopy copy(loop, window, socket);
-    window.AttachDialog(&copy.Dialog());
+    window.AttachCommands(&copy.Commands());
     copy.Start(args);
     const int status = copy.Run();
-    window.AttachDialog(nullptr);
+    window.AttachCommands(nullptr);
     return status;
 }
 

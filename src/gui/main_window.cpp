@@ -16,8 +16,8 @@
 #include <QToolBar>
 #include <QVBoxLayout>
 
-#include "app/file_naming.h"
-#include "app/main_dialog.h"
+#include "app/session/file_naming.h"
+#include "app/session/session_dispatcher.h"
 #include "audio/codecs/sink_factory.h"
 #include "gui/icons.h"
 #include "gui/level_meter.h"
@@ -132,26 +132,25 @@ QWidget* MainWindow::BuildDisplay() {
 }
 
 void MainWindow::ConnectCommands() {
-    auto command = [this](QAction* action, void (MainDialog::*operation)()) {
-        connect(action, &QAction::triggered, this, [this, operation] {
-            if (dialog_) (dialog_->*operation)();
-        });
+    auto command = [this](QAction* action, SessionCommandKind kind) {
+        connect(action, &QAction::triggered, this, [this, kind] { Send(kind); });
     };
-    connect(actions_.record, &QAction::triggered, this, [this] {
-        if (dialog_) dialog_->Record(MainDialog::kDefaultLimitMs);
-    });
-    command(actions_.pause, &MainDialog::Pause);
-    command(actions_.stop, &MainDialog::Stop);
-    command(actions_.retake, &MainDialog::Restart);
-    command(actions_.play, &MainDialog::Play);
-    command(actions_.showWindow, &MainDialog::BringToFront);
+    command(actions_.record, SessionCommandKind::kRecord);
+    command(actions_.pause, SessionCommandKind::kPause);
+    command(actions_.stop, SessionCommandKind::kStop);
+    command(actions_.retake, SessionCommandKind::kRestart);
+    command(actions_.play, SessionCommandKind::kPlay);
+    command(actions_.showWindow, SessionCommandKind::kBringToFront);
     connect(actions_.options, &QAction::triggered, this, &MainWindow::OpenOptions);
     connect(actions_.resetAutoNumber, &QAction::triggered, this,
             [this] { ResetAutoNumber(*this); });
     connect(actions_.quit, &QAction::triggered, this, &MainWindow::RequestClose);
-    connect(tray_, &TrayIcon::Activated, this, [this] {
-        if (dialog_) dialog_->BringToFront();
-    });
+    connect(tray_, &TrayIcon::Activated, this,
+            [this] { Send(SessionCommandKind::kBringToFront, CommandSource::kTray); });
+}
+
+void MainWindow::Send(SessionCommandKind kind, CommandSource source) {
+    if (commands_) commands_->Dispatch(SessionCommand::Of(kind), source);
 }
 
 void MainWindow::ShowWindow() {
@@ -184,21 +183,21 @@ void MainWindow::CloseWindow() {
 }
 
 void MainWindow::RequestClose() {
-    if (!dialog_) {
+    if (!commands_) {
         CloseWindow();
         return;
     }
     closeRequested_ = true;
-    dialog_->Close();
+    Send(SessionCommandKind::kExit);
     closeRequested_ = false;
 }
 
 void MainWindow::closeEvent(QCloseEvent* event) {
-    if (closing_ || !dialog_) {
+    if (closing_ || !commands_) {
         event->accept();
         return;
     }
-    // The controller decides (it may ask first); it closes the window itself.
+    // The session decides (it may ask first); it closes the window itself.
     event->ignore();
     QTimer::singleShot(0, this, &MainWindow::RequestClose);
 }

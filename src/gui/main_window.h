@@ -3,14 +3,14 @@
 // with their keys F5, F6, F7, Home and Space), a menu bar with the same
 // commands and Options..., Reset Auto Number and Quit, the blinking recording
 // indicator, the status text, the time display, two level bars and the format
-// text; and the tray icon. It only wires widgets to MainDialog, the controller
-// that owns the session.
+// text; and the tray icon. It only wires widgets: each command becomes a
+// SessionCommand for the session's dispatcher.
 //
 // While a recording runs the title carries the status and the whole seconds of
 // the time display ("Recording... 0:01:05 - Vocarta Sound Recorder"), so the
 // task bar shows it too.
 //
-// Closing the window goes through the controller, which asks "Close To Tray"
+// Closing the window goes through the session, which asks "Close To Tray"
 // while recording. "Record in Background" hides the window to the tray; with no
 // tray it minimises it instead, so the window can still be found on the task
 // bar (a hidden window with no tray icon could only come back by launching the
@@ -21,7 +21,8 @@
 #include <QMainWindow>
 #include <array>
 
-#include "app/main_dialog_view.h"
+#include "app/session/main_dialog_view.h"
+#include "app/session/session_command.h"
 #include "gui/session_actions.h"
 
 class QLabel;
@@ -30,7 +31,7 @@ class QToolBar;
 namespace vocarta {
 
 class LevelMeter;
-class MainDialog;
+class SessionDispatcher;
 class TrayIcon;
 
 class MainWindow final : public QMainWindow, public MainDialogView {
@@ -40,9 +41,9 @@ class MainWindow final : public QMainWindow, public MainDialogView {
     explicit MainWindow(QWidget* parent = nullptr);
     ~MainWindow() override;
 
-    // The controller the commands go to. Must outlive the window's event
-    // handling, or be detached with nullptr.
-    void AttachDialog(MainDialog* dialog) { dialog_ = dialog; }
+    // Where the commands go. Must outlive the window's event handling, or be
+    // detached with nullptr.
+    void AttachCommands(SessionDispatcher* commands) { commands_ = commands; }
 
     void ShowWindow() override;
     void HideWindow() override;
@@ -77,7 +78,7 @@ class MainWindow final : public QMainWindow, public MainDialogView {
 
     // Options... : the options window, modal. True when it was accepted.
     bool OpenOptions();
-    // Quit, or the window's close box: the controller decides.
+    // Quit, or the window's close box: the session decides.
     void RequestClose();
 
   protected:
@@ -91,7 +92,9 @@ class MainWindow final : public QMainWindow, public MainDialogView {
     void SwapPlayAndPause(bool swapped);
     void UpdateTitle();
 
-    MainDialog* dialog_ = nullptr;
+    void Send(SessionCommandKind kind, CommandSource source = CommandSource::kWindow);
+
+    SessionDispatcher* commands_ = nullptr;
     bool closing_ = false;
     bool closeRequested_ = false;  // set while the controller handles a user close
     SessionLook look_ = SessionLook::Idle;

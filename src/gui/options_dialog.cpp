@@ -3,7 +3,7 @@
 #include <QTabWidget>
 #include <QVBoxLayout>
 
-#include "app/main_dialog_view.h"
+#include "app/session/main_dialog_view.h"
 #include "gui/device_options_page.h"
 #include "gui/dialog_parts.h"
 #include "gui/recording_options_page.h"

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "app/file_naming.h"
-#include "app/session_settings.h"
+#include "app/session/file_naming.h"
+#include "app/session/session_settings.h"
 #include "audio/output_format.h"
 #include "audio/recorder_settings.h"
 #include "settings/settings.h"

@@ -9,6 +9,8 @@
 #include <cstdint>
 #include <string>
 
+#include "audio/output_format.h"
+
 namespace vocarta {
 
 struct RecordingOptions {
@@ -33,7 +35,7 @@ struct RecordingOptions {
     std::string folder;
     std::string pattern;
     bool promptForName = false;
-    int format = 1;  // 0 WAV, 1 MP3, 2 AIFF, 3 FLAC
+    OutputFormat format = kDefaultOutputFormat;
 
     int64_t MaxTimeMs() const {
         return int64_t(maxHours) * 3600000 + int64_t(maxMinutes) * 60000 +

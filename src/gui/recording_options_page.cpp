@@ -16,8 +16,8 @@
 #include <QVBoxLayout>
 #include <algorithm>
 
-#include "app/file_naming.h"
-#include "app/output_folder.h"
+#include "app/session/file_naming.h"
+#include "app/session/output_folder.h"
 #include "audio/codecs/sink_factory.h"
 #include "audio/output_format.h"
 #include "gui/aiff_options_dialog.h"
@@ -178,7 +178,7 @@ void RecordingOptionsPage::ShowOptions(const RecordingOptions& o) {
     folder_->setText(Text(o.folder));
     pattern_->setText(Text(o.pattern));
     promptForName_->setChecked(o.promptForName);
-    format_->setCurrentIndex(std::clamp(o.format, 0, kOutputFormatCount - 1));
+    format_->setCurrentIndex(int(o.format));
     FormatChosen();
     UpdateEnabled();
 }
@@ -203,7 +203,7 @@ RecordingOptions RecordingOptionsPage::ChosenOptions() const {
     o.folder = folder_->text().trimmed().toStdString();
     o.pattern = pattern_->text().toStdString();
     o.promptForName = promptForName_->isChecked();
-    o.format = format_->currentIndex();
+    o.format = ChosenFormat();
     return o;
 }
 
@@ -235,25 +235,29 @@ void RecordingOptionsPage::BrowseFolder() {
 
 void RecordingOptionsPage::OpenEncoderOptions() {
     // Each dialog stores its own settings when it is accepted.
-    switch (format_->currentIndex()) {
-        case kFormatWav:
+    switch (ChosenFormat()) {
+        case OutputFormat::kWav:
             WaveEncoderOptionsDialog(this).exec();
             break;
-        case kFormatMp3:
+        case OutputFormat::kMp3:
             Mp3OptionsDialog(this).exec();
             break;
-        case kFormatAiff:
+        case OutputFormat::kAiff:
             AiffOptionsDialog(this).exec();
             break;
-        case kFormatFlac:
+        case OutputFormat::kFlac:
             FlacOptionsDialog(this).exec();
             break;
     }
     FormatChosen();
 }
 
+OutputFormat RecordingOptionsPage::ChosenFormat() const {
+    return OutputFormatFromNumber(format_->currentIndex()).value_or(kDefaultOutputFormat);
+}
+
 void RecordingOptionsPage::FormatChosen() {
-    formatText_->setText(Text(FormatDisplayText(format_->currentIndex())));
+    formatText_->setText(Text(FormatDisplayText(LoadRecordingSpec(ChosenFormat()))));
 }
 
 void RecordingOptionsPage::UpdateEnabled() {

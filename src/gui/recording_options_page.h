@@ -46,6 +46,7 @@ class RecordingOptionsPage final : public QWidget {
     QGroupBox* BuildOutputBox();
     void BrowseFolder();
     void OpenEncoderOptions();
+    OutputFormat ChosenFormat() const;
     void FormatChosen();
     void UpdateEnabled();
 

@@ -6,7 +6,7 @@
 //
 // Threading contract: GUI thread only.
 
-#include "app/main_dialog_view.h"
+#include "app/session/main_dialog_view.h"
 
 class QAction;
 class QObject;

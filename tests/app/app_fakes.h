@@ -22,7 +22,7 @@
 #include <vector>
 
 #include "app/lmain_loop.h"
-#include "app/main_dialog_view.h"
+#include "app/session/main_dialog_view.h"
 #include "settings/settings.h"
 #include "support/temp_dir.h"
 #include "toolkit/log.h"

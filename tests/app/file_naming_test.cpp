@@ -1,8 +1,8 @@
-#include "app/file_naming.h"
+#include "app/session/file_naming.h"
 
 #include <gtest/gtest.h>
 
-#include "app/output_folder.h"
+#include "app/session/output_folder.h"
 #include "app_fakes.h"
 #include "audio/output_format.h"
 #include "settings/settings.h"
@@ -22,7 +22,7 @@ class FileNamingTest : public ::testing::Test {
     }
     std::string Expand(const std::string& pattern) {
         std::string out;
-        ExpandFileNamePattern(pattern, kFormatMp3, moment, out);
+        ExpandFileNamePattern(pattern, OutputFormat::kMp3, moment, out);
         return out;
     }
     int AutoNumber() { return GetSettingInt("Settings", "AutoNumber", -99); }
@@ -49,7 +49,8 @@ TEST_F(FileNamingTest, DefaultPatternCountsFromZeroAndSkipsTakenNames) {
     WriteFile(folder.File("Untitled 002.wav"), "x");  // another format does not count
     EXPECT_EQ(Expand(FileNamePattern()), "Untitled 002");
     EXPECT_EQ(AutoNumber(), 3);
-    EXPECT_EQ(MakeRecordingPath("Untitled 002", kFormatMp3), folder.File("Untitled 002.mp3"));
+    EXPECT_EQ(MakeRecordingPath("Untitled 002", OutputFormat::kMp3),
+              folder.File("Untitled 002.mp3"));
 }
 
 TEST_F(FileNamingTest, TokensAndOddPercentSigns) {
@@ -78,10 +79,10 @@ TEST_F(FileNamingTest, RecordFolderDefaultAndPath) {
     DeleteSetting("FindPlay", "DefaultRecordFolder");
     EXPECT_EQ(RecordFolder(), JoinPath(MusicDir(), "Vocarta"));
     StoreRecordFolder("/srv/takes/");
-    EXPECT_EQ(MakeRecordingPath("a", kFormatAiff), "/srv/takes/a.aiff");
+    EXPECT_EQ(MakeRecordingPath("a", OutputFormat::kAiff), "/srv/takes/a.aiff");
     StoreRecordFolder("/srv/takes");
-    EXPECT_EQ(MakeRecordingPath("a", kFormatFlac), "/srv/takes/a.flac");
-    EXPECT_EQ(MakeRecordingPath(std::string(300, 'n'), kFormatWav).size(), 259u);
+    EXPECT_EQ(MakeRecordingPath("a", OutputFormat::kFlac), "/srv/takes/a.flac");
+    EXPECT_EQ(MakeRecordingPath(std::string(300, 'n'), OutputFormat::kWav).size(), 259u);
 }
 
 TEST_F(FileNamingTest, CounterResetAndPutBack) {
@@ -106,37 +107,37 @@ TEST_F(FileNamingTest, NamePromptAndReplaceQuestion) {
     std::string path;
     view.prompts = {std::nullopt, std::string("   "), std::string("../elsewhere"),
                     std::string("  Interview ")};
-    EXPECT_FALSE(ChooseRecordingPath(view, kFormatWav, path));
+    EXPECT_FALSE(ChooseRecordingPath(view, OutputFormat::kWav, path));
     EXPECT_EQ(view.promptTitles.back(), "Enter File Name");
     EXPECT_EQ(view.promptInitials.back(), "Untitled 000");
     EXPECT_FALSE(SettingExists("Settings", "AutoNumber"));  // the suggestion takes no number
-    EXPECT_FALSE(ChooseRecordingPath(view, kFormatWav, path));
+    EXPECT_FALSE(ChooseRecordingPath(view, OutputFormat::kWav, path));
     EXPECT_EQ(view.messages.back().text, "The name must contain text.");
     EXPECT_EQ(view.messages.back().title, "Name Invalid");
-    EXPECT_FALSE(ChooseRecordingPath(view, kFormatWav, path));
+    EXPECT_FALSE(ChooseRecordingPath(view, OutputFormat::kWav, path));
     EXPECT_EQ(view.messages.at(1).title, "Name Invalid");
-    ASSERT_TRUE(ChooseRecordingPath(view, kFormatWav, path));
+    ASSERT_TRUE(ChooseRecordingPath(view, OutputFormat::kWav, path));
     EXPECT_EQ(path, folder.File("Interview.wav"));
 
     WriteFile(path, "x");
     view.prompts = {std::string("Interview"), std::string("Interview")};
     view.answers = {1, 0};  // "Cancel", then "Replace"
-    EXPECT_FALSE(ChooseRecordingPath(view, kFormatWav, path));
+    EXPECT_FALSE(ChooseRecordingPath(view, OutputFormat::kWav, path));
     EXPECT_EQ(view.messages.back().title, "File Exists");
     EXPECT_EQ(view.messages.back().text,
               "Another file with the same name and format already "
               "exists. Do you want to replace it? ");
     EXPECT_EQ(view.messages.back().buttons, (std::vector<std::string>{"Replace", "Cancel"}));
     EXPECT_EQ(view.messages.back().SafeChoice(), 1);
-    EXPECT_TRUE(ChooseRecordingPath(view, kFormatWav, path));
+    EXPECT_TRUE(ChooseRecordingPath(view, OutputFormat::kWav, path));
 
     // A pattern's name is asked about the same way.
     SetSettingBool("Settings", "PromptForName", false);
     SetSettingString("Settings", "FileNameFormat", "Interview");
-    EXPECT_FALSE(ChooseRecordingPath(view, kFormatWav, path));
+    EXPECT_FALSE(ChooseRecordingPath(view, OutputFormat::kWav, path));
     EXPECT_EQ(view.messages.back().title, "File Exists");
     SetSettingString("Settings", "FileNameFormat", "Take %autonumber%");
-    EXPECT_TRUE(ChooseRecordingPath(view, kFormatWav, path));
+    EXPECT_TRUE(ChooseRecordingPath(view, OutputFormat::kWav, path));
     EXPECT_EQ(path, folder.File("Take 000.wav"));
 }
 

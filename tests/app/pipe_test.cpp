@@ -11,10 +11,10 @@
 #include <memory>
 #include <random>
 
-#include "app/command_record.h"
-#include "app/instance_socket.h"
-#include "app/pipe_listener.h"
-#include "app/pipe_sender.h"
+#include "app/instance/command_record.h"
+#include "app/instance/instance_socket.h"
+#include "app/instance/pipe_listener.h"
+#include "app/instance/pipe_sender.h"
 #include "app_fakes.h"
 #include "toolkit/paths.h"
 

@@ -19,23 +19,23 @@ TEST_F(SessionTest, TimersRunOnlyWhenTheyHaveSomethingToDo) {
     // Poll comes when the recorder signals news, not only from the timer.
     EXPECT_EQ(loop.watches[MainDialog::kTimerRecorderPoll], recorder->WakeSignal().Descriptor());
     Pump(1.0);
-    EXPECT_FALSE(loop.IsTimerRunning(MainDialog::kTimerTimeDisplay));
+    EXPECT_FALSE(loop.IsTimerRunning(SessionPresenter::kTimerTimeDisplay));
     view.visible = true;
     loop.Fire(MainDialog::kTimerRecorderPoll);
-    EXPECT_TRUE(loop.IsTimerRunning(MainDialog::kTimerTimeDisplay));
+    EXPECT_TRUE(loop.IsTimerRunning(SessionPresenter::kTimerTimeDisplay));
     EXPECT_GE(view.time, "0:00:00.5") << view.time;
     view.timeShown = false;
     loop.Fire(MainDialog::kTimerRecorderPoll);
-    EXPECT_FALSE(loop.IsTimerRunning(MainDialog::kTimerTimeDisplay));
+    EXPECT_FALSE(loop.IsTimerRunning(SessionPresenter::kTimerTimeDisplay));
     dialog->Pause();
     view.timeShown = true;
     loop.Fire(MainDialog::kTimerRecorderPoll);
-    EXPECT_TRUE(loop.IsTimerRunning(MainDialog::kTimerTimeDisplay))
+    EXPECT_TRUE(loop.IsTimerRunning(SessionPresenter::kTimerTimeDisplay))
         << "paused, the time still shows";
     dialog->Stop();
     EXPECT_EQ(loop.watches.count(MainDialog::kTimerRecorderPoll), 0u);
     loop.Fire(MainDialog::kTimerRecorderPoll);
-    EXPECT_FALSE(loop.IsTimerRunning(MainDialog::kTimerTimeDisplay));
+    EXPECT_FALSE(loop.IsTimerRunning(SessionPresenter::kTimerTimeDisplay));
 }
 
 // Texts and tool tips: the window and end-to-end tests.
@@ -44,36 +44,36 @@ TEST_F(SessionTest, RecordPauseResumeRetakeStopFollowTheStateTable) {
     view.visible = true;
     EXPECT_TRUE(view.buttons.record && !view.buttons.stop);
     Record();
-    EXPECT_EQ(dialog->RecorderState(), MainDialog::kRecording);
+    EXPECT_EQ(dialog->RecorderState(), MainDialog::kRecorderRecording);
     EXPECT_EQ(view.look, SessionLook::Recording);
     EXPECT_TRUE(view.indicatorLit);
-    loop.Fire(MainDialog::kTimerBlink);
+    loop.Fire(SessionPresenter::kTimerBlink);
     EXPECT_FALSE(view.indicatorLit);
     Pump(1.5);
-    EXPECT_TRUE(loop.IsTimerRunning(MainDialog::kTimerTimeDisplay));
+    EXPECT_TRUE(loop.IsTimerRunning(SessionPresenter::kTimerTimeDisplay));
     EXPECT_EQ(tones, std::vector<LToneKind>{LToneKind::Start});
     EXPECT_FALSE(view.levels.empty());
     EXPECT_TRUE(view.buttons.pause && view.buttons.stop && !view.buttons.play);
 
     dialog->Pause();
-    EXPECT_EQ(dialog->RecorderState(), MainDialog::kPaused);
+    EXPECT_EQ(dialog->RecorderState(), MainDialog::kRecorderPaused);
     EXPECT_EQ(view.look, SessionLook::Paused);
-    EXPECT_FALSE(loop.IsTimerRunning(MainDialog::kTimerBlink));
+    EXPECT_FALSE(loop.IsTimerRunning(SessionPresenter::kTimerBlink));
     EXPECT_TRUE(view.buttons.record) << "Record resumes a paused recording";
     Record();
     EXPECT_FALSE(dialog->IsPausedByUser());
     Pump(1.5);
     dialog->Restart();  // the take so far is thrown away
-    EXPECT_EQ(dialog->RecorderState(), MainDialog::kRecording);
+    EXPECT_EQ(dialog->RecorderState(), MainDialog::kRecorderRecording);
     EXPECT_EQ(dialog->OutputPath(), Take(0));
     Pump(2.5);
 
     dialog->Stop();
-    EXPECT_EQ(dialog->RecorderState(), MainDialog::kStopped);
+    EXPECT_EQ(dialog->RecorderState(), MainDialog::kRecorderStopped);
     EXPECT_EQ(view.look, SessionLook::Idle);
     EXPECT_TRUE(dialog->SessionEnded());
     EXPECT_FALSE(dialog->IsSinkOpen());
-    EXPECT_FALSE(loop.IsTimerRunning(MainDialog::kTimerTimeDisplay));
+    EXPECT_FALSE(loop.IsTimerRunning(SessionPresenter::kTimerTimeDisplay));
     // Only the retake is in the file: 2.5 s pumped, 0.5 s of it dropped at the start.
     EXPECT_NEAR(double(WavMs(Take(0))), 2000.0, 150.0);
     EXPECT_EQ(Queued(), std::vector<std::string>{Take(0)});
@@ -121,10 +121,11 @@ TEST_F(SessionTest, AFileUnder1024BytesIsNotKept) {
 
 TEST_F(SessionTest, OpenSinkFailureIsRecordedAndNothingStarts) {
     Open();
-    dialog->RecordToFile(folder.File("missing/x.wav"));  // a folder that does not exist
+    dialog->RecordToFile(folder.File("missing/x.wav"),
+                         CurrentRecordingSpec());  // a folder that does not exist
     EXPECT_EQ(GetSettingString("UsageStats", "LastFailed"), "RcrdFile");
     EXPECT_EQ(GetSettingString("UsageStats", "LastFailedReason"), "OpenSinkFailed");
-    EXPECT_EQ(dialog->RecorderState(), MainDialog::kStopped);
+    EXPECT_EQ(dialog->RecorderState(), MainDialog::kRecorderStopped);
     ASSERT_FALSE(view.messages.empty());
     EXPECT_NE(view.messages.back().text.find("x.wav"), std::string::npos);
 }
@@ -158,7 +159,7 @@ TEST_F(SessionTest, PlayAfterStopAndTheButtonsThatHoldPlayback) {
     EXPECT_FALSE(view.buttons.playbackPaused);
     dialog->Stop();
     EXPECT_TRUE(view.buttons.play && !view.buttons.stop);
-    EXPECT_EQ(dialog->RecorderState(), MainDialog::kStopped);
+    EXPECT_EQ(dialog->RecorderState(), MainDialog::kRecorderStopped);
 }
 
 }  // namespace

@@ -16,9 +16,10 @@
 #include <thread>
 #include <vector>
 
-#include "app/after_recording_queue.h"
-#include "app/main_dialog.h"
-#include "app/session_services.h"
+#include "app/session/after_recording_queue.h"
+#include "app/session/main_dialog.h"
+#include "app/session/session_dispatcher.h"
+#include "app/session/session_services.h"
 #include "app_fakes.h"
 #include "audio/capture/simulated/simulated_recorder.h"
 #include "audio/codecs/sink_factory.h"
@@ -58,12 +59,15 @@ class SessionTest : public ::testing::Test {
         for (const char* section : {"Settings", "FindPlay", "UsageStats", "Recorder"})
             DeleteSettingTree(section);
         SetSettingString("FindPlay", "DefaultRecordFolder", folder.Path());
-        StoreOutputFormat(kFormatWav);
+        StoreOutputFormat(OutputFormat::kWav);
         LSoundFormat format;
         MakeWavFormat(1, kRate, 1, 16, format);
         SaveWavFormat(format);
     }
-    ~SessionTest() override { dialog.reset(); }
+    ~SessionTest() override {
+        commands.reset();
+        dialog.reset();
+    }
 
     // Creates the controller; settings that the constructor reads must be set first.
     void Open() {
@@ -99,6 +103,7 @@ class SessionTest : public ::testing::Test {
                  queued.push_back(path);
              }}};
         dialog = std::make_unique<MainDialog>(view, loop, std::move(services));
+        commands = std::make_unique<SessionDispatcher>(*dialog);
     }
 
     // Pumps `seconds` of sound through the device, polling as the poll timer
@@ -123,6 +128,11 @@ class SessionTest : public ::testing::Test {
     }
     // Commands as the window's buttons give them.
     void Record() { dialog->Record(MainDialog::kDefaultLimitMs); }
+    // A command line as a first or forwarded launch gives it.
+    void Run(std::vector<std::string> args) {
+        args.insert(args.begin(), "vocarta");
+        commands->HandleCommandLine(args, int(args.size()));
+    }
 
     std::vector<std::string> Queued() {
         dialog->AfterRecordingQueue().WaitIdle(10000);
@@ -154,6 +164,7 @@ class SessionTest : public ::testing::Test {
     std::vector<std::string> queued;  // guarded by queuedLock
     LSimulatedSoundRecorder* recorder = nullptr;
     std::unique_ptr<MainDialog> dialog;
+    std::unique_ptr<SessionDispatcher> commands;
 };
 
 }  // namespace vocarta::test

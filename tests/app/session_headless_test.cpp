@@ -4,7 +4,7 @@
 
 #include <cstdio>
 
-#include "app/headless_view.h"
+#include "app/session/headless_view.h"
 
 using namespace vocarta;
 

@@ -13,9 +13,9 @@ namespace {
 TEST_F(SessionTest, DefaultMaximumTimeIsNineFiftyNineFiftyNine) {
     Open();
     Record();
-    dialog->OnRecorderProgress(dialog->MaxTimeMs() - 1);
+    dialog->OnRecorderProgress(dialog->Guard().MaxTimeMs() - 1);
     EXPECT_TRUE(dialog->IsRecordingInProgress());
-    dialog->OnRecorderProgress(dialog->MaxTimeMs());
+    dialog->OnRecorderProgress(dialog->Guard().MaxTimeMs());
     EXPECT_FALSE(dialog->IsRecordingInProgress());
     EXPECT_TRUE(log.Has("Maximum recording time reached at 9:59:59.000"));
 }
@@ -25,11 +25,11 @@ TEST_F(SessionTest, MaximumTimeGoesOnInANewFileOrStopsAsStopReachMaxTimeSays) {
                 "MaxTimeHours=0;MaxTimeMinutes=0;MaxTimeSeconds=2;StopReachMaxTime=0;"
                 "LaunchPlayWhenStop=1");
     Open();
-    dialog->HandleCommandLine({"vocarta", "-exitifstop"}, 2);
+    Run({"-exitifstop"});
     Record();
     Pump(3);
     EXPECT_EQ(dialog->OutputPath(), Take(1)) << "recording goes on into Untitled 001";
-    EXPECT_EQ(dialog->RecorderState(), MainDialog::kRecording);
+    EXPECT_EQ(dialog->RecorderState(), MainDialog::kRecorderRecording);
     EXPECT_FALSE(view.closed) << "going on into a new file is no stop of the recording";
     EXPECT_NEAR(double(WavMs(Take(0))), 2000.0, 250.0);
     EXPECT_FALSE(log.HasPrefix("Play")) << "the end was not asked for: nothing is played";
@@ -37,7 +37,7 @@ TEST_F(SessionTest, MaximumTimeGoesOnInANewFileOrStopsAsStopReachMaxTimeSays) {
 
     SetSettingBool("Settings", "StopReachMaxTime", true);  // read when the limit is reached
     Pump(4);
-    EXPECT_EQ(dialog->RecorderState(), MainDialog::kStopped);
+    EXPECT_EQ(dialog->RecorderState(), MainDialog::kRecorderStopped);
     EXPECT_EQ(view.status, "Ready");
     EXPECT_NEAR(double(WavMs(Take(1))), 2000.0, 250.0);
     EXPECT_FALSE(Exists(Take(2)));
@@ -47,11 +47,11 @@ TEST_F(SessionTest, MaximumTimeGoesOnInANewFileOrStopsAsStopReachMaxTimeSays) {
 TEST_F(SessionTest, ScheduledEndIsIgnoredWithCheckMaxTimeOff) {
     SetSettingBool("Settings", "CheckMaxTime", false);
     Open();
-    dialog->HandleCommandLine({"vocarta", "-scheduled_launch", ClockIn(2)}, 3);
+    Run({"-scheduled_launch", ClockIn(2)});
     ASSERT_TRUE(dialog->IsRecordingInProgress());
-    ASSERT_LE(dialog->ScheduledLimit(), 3000);
+    ASSERT_LE(dialog->Guard().ScheduledLimit(), 3000);
     Pump(4);
-    EXPECT_EQ(dialog->RecorderState(), MainDialog::kRecording)
+    EXPECT_EQ(dialog->RecorderState(), MainDialog::kRecorderRecording)
         << "neither the session nor the recorder may stop at the scheduled end";
     dialog->Stop();
     EXPECT_GT(WavMs(Take(0)), 3000);
@@ -123,7 +123,8 @@ TEST_F(SessionTest, LostDeviceKeepsWhatWasRecorded) {
     Record();
     Pump(4);
     // The worker notices the loss on its own; the poll timer then reports it.
-    for (int i = 0; i < 500 && dialog->IsRecordingInProgress(); ++i) {
+    // (The worker ends itself at once; the session hears of it only through Poll.)
+    for (int i = 0; i < 500 && view.messages.empty(); ++i) {
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
         loop.Fire(MainDialog::kTimerRecorderPoll);
         loop.RunPosted(0, 0);

@@ -10,8 +10,8 @@
 #include <mutex>
 #include <thread>
 
-#include "app/after_recording_queue.h"
-#include "app/disk_space.h"
+#include "app/session/after_recording_queue.h"
+#include "app/session/disk_space.h"
 #include "app_fakes.h"
 #include "audio/codecs/sink_factory.h"
 #include "audio/recorder_settings.h"
@@ -101,9 +101,9 @@ TEST(AfterRecordingQueue, TrimStepRunsOnlyWithAutotrimAndShowsItsStatus) {
     SaveWavFormat(format);
     TempDir folder("vocarta-queue");
     const std::string path = folder.File("take.wav");
-    std::string error;
-    auto sink = OpenRecordingSink(0, path, &error);
-    ASSERT_TRUE(sink) << error;
+    auto opened = OpenRecordingSink(LoadRecordingSpec(OutputFormat::kWav), path);
+    ASSERT_TRUE(opened);
+    std::shared_ptr<LSoundSinkBase> sink = opened.Value();
     std::vector<float> samples(8000 * 5, 0.0f);  // 1 s of tone, 3 s of silence, 1 s of tone
     for (int i = 0; i < 8000 * 5; ++i)
         if (i < 8000 || i >= 8000 * 4) samples[i] = 0.5f * float(std::sin(i * 0.3));

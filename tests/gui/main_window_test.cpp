@@ -14,8 +14,9 @@
 #include <optional>
 #include <thread>
 
-#include "app/main_dialog.h"
 #include "app/qt_main_loop.h"
+#include "app/session/main_dialog.h"
+#include "app/session/session_dispatcher.h"
 #include "app/windowed_entry.h"
 #include "audio/codecs/sink_factory.h"
 #include "audio/output_format.h"
@@ -72,7 +73,7 @@ struct ApplicationFirst {
         setenv("VOCARTA_CAPTURE_SOURCE", "silence", 1);
         setenv("VOCARTA_PLAYBACK", "null", 1);
         for (const char* section : {"Settings", "FindPlay", "Recorder"}) DeleteSettingTree(section);
-        StoreOutputFormat(kFormatWav);
+        StoreOutputFormat(OutputFormat::kWav);
     }
 };
 
@@ -80,23 +81,24 @@ class MainWindowTest : public ::testing::Test, private ApplicationFirst {
   protected:
     MainWindowTest() {
         SetSettingString("FindPlay", "DefaultRecordFolder", folder.Path());
-        window.AttachDialog(&dialog);
+        window.AttachCommands(&commands);
         window.show();
     }
     ~MainWindowTest() override {
-        window.AttachDialog(nullptr);
+        window.AttachCommands(nullptr);
         // The controller's Quit outside a running loop leaves Qt refusing every
         // later exec() (dialogs of the next tests); a loop run clears it.
         QTimer::singleShot(0, [] { QCoreApplication::exit(0); });
         QCoreApplication::exec();
     }
 
-    bool Recording() const { return dialog.RecorderState() == MainDialog::kRecording; }
+    bool Recording() const { return dialog.RecorderState() == MainDialog::kRecorderRecording; }
 
     TempDir folder{"vocarta-window"};
     MainWindow window;
     QtMainLoop loop;
     MainDialog dialog{window, loop};
+    SessionDispatcher commands{dialog};
 };
 
 }  // namespace
@@ -115,7 +117,7 @@ TEST_F(MainWindowTest, ShowsTheSessionAndAsksCloseToTrayWhileRecording) {
     EXPECT_TRUE(RunUntil([&] { return !window.IndicatorLit(); }, 3000));  // it blinks
     EXPECT_TRUE(RunUntil([&] { return window.IndicatorLit(); }, 3000));
     a.pause->trigger();
-    ASSERT_TRUE(RunUntil([&] { return dialog.RecorderState() == MainDialog::kPaused; }));
+    ASSERT_TRUE(RunUntil([&] { return dialog.RecorderState() == MainDialog::kRecorderPaused; }));
     EXPECT_FALSE(window.IndicatorLit());
     EXPECT_TRUE(a.record->isEnabled());
     a.record->trigger();

@@ -81,7 +81,8 @@ TEST_F(OptionsDialogTest, ShowsWhatIsStoredAndStoresWhatItShows) {
                     "voiceActivate=1;voiceLevel=-30;pauseWait=7;checkMaxTime=0;maxHours.enabled=0;"
                     "maxMinutes=2;newFileAtMaxTime=1;intervalSecs=45;outputFolder=" +
                         folder + ";outputFormat=FLAC;afterRecordingTrim=1;trimFraction=0.125");
-        EXPECT_EQ(Shown(w.dialog, "formatText"), FormatDisplayText(3));
+        EXPECT_EQ(Shown(w.dialog, "formatText"),
+                  FormatDisplayText(LoadRecordingSpec(OutputFormat::kFlac)));
         w.dialog.accept();  // opening and accepting changes nothing
         ASSERT_EQ(w.dialog.result(), QDialog::Accepted);
     }
@@ -93,7 +94,8 @@ TEST_F(OptionsDialogTest, ShowsWhatIsStoredAndStoresWhatItShows) {
     Enter(w.dialog,
           "voiceActivate=0;checkMaxTime=1;maxHours=0;maxSeconds=30;stopReachMaxTime=1;"
           "outputFormat=WAV;trimShortestSilence=25;trimRelative=1;afterRecordingTrim=0");
-    EXPECT_EQ(Shown(w.dialog, "formatText"), FormatDisplayText(0));
+    EXPECT_EQ(Shown(w.dialog, "formatText"),
+              FormatDisplayText(LoadRecordingSpec(OutputFormat::kWav)));
     w.dialog.accept();
     ExpectSettings("Settings",
                    "VoiceActivate=0;CheckMaxTime=1;MaxTimeHours=0;MaxTimeMinutes=2;"

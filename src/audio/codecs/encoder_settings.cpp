@@ -69,6 +69,11 @@ void SaveAiffSettings(const AiffSettings& r) {
     SetSettingBool(s, "MatchSourceSampleRate", r.matchSourceSampleRate);
 }
 
+void StoreAiffRateAndChannels(long rate, long channels) {
+    SetSettingInt(kAiffSection, "SampleRate", int(rate));
+    SetSettingInt(kAiffSection, "Channels", int(channels));
+}
+
 void LoadFlacSettings(FlacSettings& r, int rate, int channels) {
     const FlacSettings d;
     const char* s = kFlacSection;
@@ -89,6 +94,13 @@ void SaveFlacSettings(const FlacSettings& r) {
     SetSettingBool(s, "MatchSourceChannels", r.matchSourceChannels);
     SetSettingBool(s, "MatchSourceSampleRate", r.matchSourceSampleRate);
     SetSettingInt(s, "Compression", r.compression);
+}
+
+void StoreFlacOptions(std::optional<int> rate, std::optional<int> channels,
+                      std::optional<int> compression) {
+    if (rate) SetSettingInt(kFlacSection, "SampleRate", *rate);
+    if (channels) SetSettingInt(kFlacSection, "Channels", *channels);
+    if (compression) SetSettingInt(kFlacSection, "Compression", *compression);
 }
 
 }  // namespace vocarta

@@ -3,6 +3,7 @@
 // persist under.
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 namespace vocarta {
@@ -56,6 +57,8 @@ struct AiffSettings {
 // Fields not stored take the values passed in (normally the recording format).
 void LoadAiffSettings(AiffSettings& record, int rate, int channels, int size, int format);
 void SaveAiffSettings(const AiffSettings& record);
+// Stores only the rate and the channel count (what the command line names).
+void StoreAiffRateAndChannels(long rate, long channels);
 
 // Section "FlacEncoder".
 struct FlacSettings {
@@ -70,6 +73,9 @@ struct FlacSettings {
 
 void LoadFlacSettings(FlacSettings& record, int rate, int channels);
 void SaveFlacSettings(const FlacSettings& record);
+// Stores only the values given (what the command line names).
+void StoreFlacOptions(std::optional<int> rate, std::optional<int> channels,
+                      std::optional<int> compression);
 
 // The recording format assumed when a record stores none: 44100 Hz, stereo, 16 bits.
 inline constexpr int kDefaultRecordingRate = 44100;

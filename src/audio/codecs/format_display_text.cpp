@@ -36,9 +36,7 @@ void Mp3ModeWords(uint8_t mode, const char*& first, const char*& second) {
     second = (mode == kMp3Joint || mode == kMp3Force) ? "Stereo" : "";
 }
 
-std::string Mp3Text() {
-    Mp3Settings r;
-    LoadMp3Settings(r);
+std::string Mp3Text(const Mp3Settings& r) {
     const char* first = nullptr;
     const char* second = nullptr;
     Mp3ModeWords(r.channelMode, first, second);
@@ -52,33 +50,32 @@ std::string Mp3Text() {
 }  // namespace
 
 std::string CurrentFormatDisplayText() {
-    return FormatDisplayText(ReadOutputFormat());
+    return FormatDisplayText(CurrentRecordingSpec());
 }
 
-std::string FormatDisplayText(int format) {
-    switch (format) {
-        case kFormatWav: {
-            LSoundFormat f = LoadWavFormat();
+std::string FormatDisplayText(const RecordingSpec& spec) {
+    switch (spec.format) {
+        case OutputFormat::kWav: {
+            const LSoundFormat& f = spec.wav;
             return StringPrintf("%dHz %s %s", int(f.sampleRate), WavEncodingWord(f).c_str(),
                                 ChannelCountWord(f.channels).c_str());
         }
-        case kFormatMp3:
-            return Mp3Text();
-        case kFormatAiff: {
-            AiffRecordingFormat f = CurrentAiffFormat();
+        case OutputFormat::kMp3:
+            return Mp3Text(spec.mp3);
+        case OutputFormat::kAiff: {
+            const AiffRecordingFormat f = ResolveAiffFormat(spec.aiff);
             std::string what =
                 std::string(AiffEncodingWord(f.encoding)) + " " + ChannelCountWord(f.channels);
             return StringPrintf("%s %iHz AIFF", what.c_str(), int(f.rate));
         }
-        case kFormatFlac: {
-            FlacRecordingFormat f = CurrentFlacFormat();
+        case OutputFormat::kFlac: {
+            const FlacRecordingFormat f = ResolveFlacFormat(spec.flac);
             std::string what = StringPrintf("%d Bit %s", FlacBitDepthFor(f.settings.bitDepth),
                                             ChannelCountWord(f.channels).c_str());
             return StringPrintf("%s %iHz Flac", what.c_str(), int(f.rate));
         }
-        default:
-            return {};
     }
+    return {};
 }
 
 }  // namespace vocarta

@@ -53,10 +53,7 @@ int SubtypeOf(const std::string& path) {
 
 }  // namespace
 
-AiffRecordingFormat CurrentAiffFormat() {
-    AiffSettings r;
-    LoadAiffSettings(r, kDefaultRecordingRate, kDefaultRecordingChannels, kDefaultRecordingBits,
-                     kAiffNone);
+AiffRecordingFormat ResolveAiffFormat(const AiffSettings& r) {
     AiffRecordingFormat f;
     f.encoding = AiffEncodingFor(r);
     f.rate = ChooseRate("AIFF", r.matchSourceSampleRate, r.sampleRate, kMaxRecordingRate);
@@ -64,14 +61,27 @@ AiffRecordingFormat CurrentAiffFormat() {
     return f;
 }
 
-FlacRecordingFormat CurrentFlacFormat() {
+AiffRecordingFormat CurrentAiffFormat() {
+    AiffSettings r;
+    LoadAiffSettings(r, kDefaultRecordingRate, kDefaultRecordingChannels, kDefaultRecordingBits,
+                     kAiffNone);
+    return ResolveAiffFormat(r);
+}
+
+FlacRecordingFormat ResolveFlacFormat(const FlacSettings& settings) {
     FlacRecordingFormat f;
-    LoadFlacSettings(f.settings, kDefaultRecordingRate, kDefaultRecordingChannels);
+    f.settings = settings;
     f.rate =
         ChooseRate("FLAC", f.settings.matchSourceSampleRate, f.settings.sampleRate, kMaxFlacRate);
     f.channels = ChooseChannels("FLAC", f.settings.matchSourceChannels, f.settings.channels,
                                 kMaxFlacChannels);
     return f;
+}
+
+FlacRecordingFormat CurrentFlacFormat() {
+    FlacSettings settings;
+    LoadFlacSettings(settings, kDefaultRecordingRate, kDefaultRecordingChannels);
+    return ResolveFlacFormat(settings);
 }
 
 bool ReadWavFileEncoding(const std::string& path, uint16_t& tag, uint16_t& bits) {

@@ -24,6 +24,8 @@ struct AiffRecordingFormat {
     uint32_t rate = kDefaultRecordingRate;
     uint8_t channels = kDefaultRecordingChannels;
 };
+// What the sink opens with for an AIFF record.
+AiffRecordingFormat ResolveAiffFormat(const AiffSettings& record);
 AiffRecordingFormat CurrentAiffFormat();
 
 struct FlacRecordingFormat {
@@ -31,6 +33,8 @@ struct FlacRecordingFormat {
     uint32_t rate = kDefaultRecordingRate;
     uint8_t channels = kDefaultRecordingChannels;
 };
+// What the sink opens with for a FLAC record.
+FlacRecordingFormat ResolveFlacFormat(const FlacSettings& record);
 FlacRecordingFormat CurrentFlacFormat();
 
 // The format tag and bits per sample of a WAV file's "fmt " chunk; false (and

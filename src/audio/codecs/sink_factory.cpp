@@ -59,45 +59,47 @@ std::shared_ptr<LSoundSinkBase> OpenMp3Like(const std::string& likePath,
 
 }  // namespace
 
-std::shared_ptr<LSoundSinkBase> OpenRecordingSink(int format, const std::string& path,
-                                                  std::string* error) {
-    switch (format) {
-        case kFormatWav:
-            return OpenWavSink(path, LoadWavFormat(), error);
-        case kFormatMp3: {
-            Mp3Settings settings;
-            LoadMp3Settings(settings);
-            return OpenMp3Sink(path, settings, uint32_t(kDefaultRecordingRate),
-                               Mp3ChannelsFor(settings), error);
+LResult<std::shared_ptr<LSoundSinkBase>> OpenRecordingSink(const RecordingSpec& spec,
+                                                           const std::string& path) {
+    std::string error;
+    std::shared_ptr<LSoundSinkBase> sink;
+    switch (spec.format) {
+        case OutputFormat::kWav:
+            sink = OpenWavSink(path, spec.wav, &error);
+            break;
+        case OutputFormat::kMp3:
+            sink = OpenMp3Sink(path, spec.mp3, uint32_t(kDefaultRecordingRate),
+                               Mp3ChannelsFor(spec.mp3), &error);
+            break;
+        case OutputFormat::kAiff: {
+            const AiffRecordingFormat f = ResolveAiffFormat(spec.aiff);
+            sink = OpenAiffSink(path, f.encoding, f.rate, f.channels, &error);
+            break;
         }
-        case kFormatAiff: {
-            AiffRecordingFormat f = CurrentAiffFormat();
-            return OpenAiffSink(path, f.encoding, f.rate, f.channels, error);
+        case OutputFormat::kFlac: {
+            const FlacRecordingFormat f = ResolveFlacFormat(spec.flac);
+            sink = OpenFlacSink(path, f.settings, f.rate, f.channels, &error);
+            break;
         }
-        case kFormatFlac: {
-            FlacRecordingFormat f = CurrentFlacFormat();
-            return OpenFlacSink(path, f.settings, f.rate, f.channels, error);
-        }
-        default:
-            SetError(error, StringPrintf("Unknown output format %d.", format));
-            return nullptr;
     }
+    if (!sink) return LError(LErrorCode::kIo, error);
+    return sink;
 }
 
 std::shared_ptr<LSoundSinkBase> OpenSinkLike(const std::string& likePath,
                                              const LSoundSourceBase& like,
                                              const std::string& newPath, std::string* error) {
-    switch (OutputFormatFromPath(likePath)) {
-        case kFormatWav:
+    switch (OutputFormatFromPath(likePath).value_or(OutputFormat(-1))) {
+        case OutputFormat::kWav:
             return OpenWavLike(likePath, like, newPath, error);
-        case kFormatMp3:
+        case OutputFormat::kMp3:
             return OpenMp3Like(likePath, like, newPath, error);
-        case kFormatAiff: {
+        case OutputFormat::kAiff: {
             AiffEncoding encoding = CurrentAiffFormat().encoding;
             AiffEncodingOfFile(likePath, encoding);
             return OpenAiffSink(newPath, encoding, like.SampleRate(), like.Channels(), error);
         }
-        case kFormatFlac: {
+        case OutputFormat::kFlac: {
             FlacSettings settings = CurrentFlacFormat().settings;
             int bits = FlacBitsOfFile(likePath);
             if (bits > 0) settings.bitDepth = uint8_t(bits);
@@ -116,14 +118,10 @@ std::shared_ptr<LSoundSourceBase> OpenSoundSource(const std::string& path, std::
         SetError(error, StringPrintf("%s does not exist.", path.c_str()));
         return nullptr;
     }
-    switch (OutputFormatFromPath(path)) {
-        case kFormatWav:
-            return OpenWavSource(path, error);
-        case kFormatMp3:
-            return OpenMp3Source(path, error);
-        default:
-            return OpenSndfileSource(path, error);
-    }
+    const std::optional<OutputFormat> format = OutputFormatFromPath(path);
+    if (format == OutputFormat::kWav) return OpenWavSource(path, error);
+    if (format == OutputFormat::kMp3) return OpenMp3Source(path, error);
+    return OpenSndfileSource(path, error);
 }
 
 }  // namespace vocarta

@@ -4,18 +4,19 @@
 #include <memory>
 #include <string>
 
+#include "audio/codecs/recording_spec.h"
 #include "audio/sound_sink.h"
 #include "audio/sound_source.h"
+#include "toolkit/result.h"
 
 namespace vocarta {
 
-// Opens the sink for output format 0..3 (WAV, MP3, AIFF, FLAC) on `path` with the
-// encoder settings as stored now (WAV: LoadWavFormat; MP3: the MP3 record; AIFF and
-// FLAC: their records with the default recording format). nullptr with a clear
-// `error` (e.g. the LAME library missing: names the package to install) and no file
-// left behind when it cannot.
-std::shared_ptr<LSoundSinkBase> OpenRecordingSink(int format, const std::string& path,
-                                                  std::string* error);
+// Opens the sink of a recording on `path`, written as `spec` says (the WAV
+// format, or the MP3, AIFF or FLAC record, of the spec's format). Fails with a
+// clear message (e.g. the LAME library missing: names the package to install)
+// and leaves no file behind when it cannot.
+LResult<std::shared_ptr<LSoundSinkBase>> OpenRecordingSink(const RecordingSpec& spec,
+                                                           const std::string& path);
 
 // Opens `newPath` as a sink that writes the same format and encoder settings as
 // the existing recording `likePath` (same rate and channels as `like`): used when
@@ -40,9 +41,8 @@ std::shared_ptr<LSoundSourceBase> OpenSoundSource(const std::string& path, std::
 //   FLAC  "%s %iHz Flac": bit depth and channels, rate; "24 Bit Mono 48000Hz Flac"
 // A rate or channel count that matches the source shows the default recording
 // format (44100 Hz, stereo), which the sink opens with.
+std::string FormatDisplayText(const RecordingSpec& spec);
+// The text of the stored format with its stored encoder settings.
 std::string CurrentFormatDisplayText();
-// The same text for output format `format` (0..3) with its stored encoder
-// settings, whatever format is chosen now; empty for another number.
-std::string FormatDisplayText(int format);
 
 }  // namespace vocarta

@@ -11,79 +11,121 @@ using namespace vocarta;
 
 namespace {
 
-// Runs the options that follow "-record <word>" and reports where the index ended.
-bool Parse(int format, std::vector<std::string> tail, int* end = nullptr) {
-    std::vector<std::string> args = {"vocarta", "-record", "word"};
-    args.insert(args.end(), tail.begin(), tail.end());
-    int index = 2;
-    bool ok = ParseEncoderOptions(format, args, index);
-    if (end) *end = index;
-    return ok;
+// The program's own words, as the command line gives them.
+bool IsOwn(std::string_view word) {
+    for (const char* own : {"-ms", "-stop", "-outdir", "-exitifstop", "-recordfile"})
+        if (word == own) return true;
+    return false;
 }
 
-// (CBR, CBR rate, high quality, channel mode, CRC, VBR min, VBR max, VBR quality)
-auto StoredMp3() {
-    Mp3Settings r;
-    LoadMp3Settings(r);
-    return std::make_tuple(r.constantBitRate, r.cbrBitRate, r.highQuality, r.channelMode,
-                           r.errorProtection, r.vbrMinBitRate, r.vbrMaxBitRate, r.vbrQuality);
+struct Parsed {
+    std::optional<EncoderOptions> options;
+    int end = 0;  // index of the last word taken, counted after "-record <word>"
+};
+
+Parsed Parse(OutputFormat format, std::vector<std::string> tail) {
+    std::vector<std::string> args = {"vocarta", "-record", "word"};
+    args.insert(args.end(), tail.begin(), tail.end());
+    Parsed p;
+    int index = 2;
+    p.options = ParseEncoderOptions(format, args, index, IsOwn);
+    p.end = index - 2;
+    return p;
+}
+
+// The stored MP3 record after applying and saving the options.
+Mp3Settings AppliedMp3(const Parsed& p) {
+    RecordingSpec spec = LoadRecordingSpec(OutputFormat::kMp3);
+    EXPECT_TRUE(p.options.has_value());
+    if (!p.options) return spec.mp3;
+    EXPECT_TRUE(ApplyEncoderOptions(*p.options, spec));
+    SaveEncoderOptions(*p.options, spec);
+    Mp3Settings stored;
+    LoadMp3Settings(stored);
+    return stored;
 }
 
 }  // namespace
 
-TEST(EncoderOptions, Mp3ConstantAndVariableBitRates) {
+TEST(EncoderOptions, Mp3FixedPositionsAndFieldsNotNamedKeepTheirValues) {
     DeleteSettingTree("MP3Encoder");
-    int end = 0;
-    ASSERT_TRUE(Parse(kFormatMp3, {"-cbr", "-b", "128", "-h", "-m", "j", "-p"}, &end));
-    EXPECT_EQ(end, 9);  // left on "-p", the last word taken
-    auto [cbr, rate, high, mode, crc, min, max, quality] = StoredMp3();
-    EXPECT_EQ(std::make_tuple(cbr, rate, high, mode, crc),
+    Parsed cbr = Parse(OutputFormat::kMp3, {"-cbr", "-b", "128", "-h", "-m", "j", "-p"});
+    EXPECT_EQ(cbr.end, 7);  // left on "-p", the last word taken
+    Mp3Settings r = AppliedMp3(cbr);
+    EXPECT_EQ(std::make_tuple(r.constantBitRate, r.cbrBitRate, r.highQuality, r.channelMode,
+                              r.errorProtection),
               std::make_tuple(true, 128, true, kMp3Joint, true));
 
-    // Fields not named keep their stored values.
-    ASSERT_TRUE(Parse(kFormatMp3, {"-VBR", "-b", "64", "-B", "256", "-q", "2", "-m", "m", "-p"}));
-    EXPECT_EQ(StoredMp3(), std::make_tuple(false, 128, true, kMp3Mono, true, 64, 256, 2));
+    r = AppliedMp3(
+        Parse(OutputFormat::kMp3, {"-VBR", "-b", "64", "-B", "256", "-q", "2", "-m", "m", "-p"}));
+    EXPECT_EQ(std::make_tuple(r.constantBitRate, r.cbrBitRate, r.highQuality, r.channelMode,
+                              r.vbrMinBitRate, r.vbrMaxBitRate, r.vbrQuality),
+              std::make_tuple(false, 128, true, kMp3Mono, 64, 256, 2));
 }
 
-TEST(EncoderOptions, TruncatedListsStoreNothing) {
-    DeleteSettingTree("MP3Encoder");
-    EXPECT_FALSE(Parse(kFormatMp3, {"-cbr", "-b", "128", "-h", "-m", "j"}));
-    EXPECT_FALSE(SettingExists("MP3Encoder", "CBRBitRate"));
-    EXPECT_FALSE(Parse(kFormatMp3, {}));
-
-    SaveWavFormat(LSoundFormat(22050, 1, 16));
-    EXPECT_FALSE(Parse(kFormatWav, {"-s", "8000", "-m", "1"}));
-    EXPECT_EQ(LoadWavFormat().sampleRate, 22050u);
-    EXPECT_FALSE(Parse(kFormatAiff, {"-s", "8000"}));
-    EXPECT_FALSE(SettingExists("AIFFEncode", "SampleRate"));
+// Each row: a list that ends too early, by the end of the line or by one of the
+// program's own switches, stores nothing and leaves that switch for the loop.
+TEST(EncoderOptions, TruncatedListsGiveNothingAndNeverSwallowTheProgramsSwitches) {
+    struct Row {
+        OutputFormat format;
+        std::vector<std::string> tail;
+        int end;
+    } rows[] = {
+        {OutputFormat::kMp3, {"-cbr", "-b", "128", "-h", "-m", "j"}, 6},
+        {OutputFormat::kMp3, {}, 0},
+        {OutputFormat::kMp3, {"-ms", "5000"}, 0},
+        {OutputFormat::kMp3, {"-vbr", "-b", "64", "-ms", "5000"}, 3},
+        {OutputFormat::kWav, {"-s", "8000", "-m", "1"}, 4},
+        {OutputFormat::kWav, {"-ms", "5000"}, 0},
+        {OutputFormat::kWav, {"-s", "22050", "-m", "1", "-ms", "2500"}, 4},
+        {OutputFormat::kAiff, {"-s", "8000"}, 2},
+        {OutputFormat::kAiff, {"-s", "8000", "-stop"}, 2},
+    };
+    for (const Row& row : rows) {
+        SCOPED_TRACE(::testing::PrintToString(row.tail));
+        Parsed p = Parse(row.format, row.tail);
+        EXPECT_FALSE(p.options.has_value());
+        EXPECT_EQ(p.end, row.end);
+    }
 }
 
-TEST(EncoderOptions, WavPairsAreFixedPositions) {
-    ASSERT_TRUE(Parse(kFormatWav, {"-s", "8000", "-m", "1", "-b", "8"}));
-    LSoundFormat f = LoadWavFormat();
-    EXPECT_EQ(f.sampleRate, 8000u);
-    EXPECT_EQ(f.channels, 1);
-    EXPECT_EQ(f.bitsPerSample, 8);
-    // A position without its switch word still takes a pair, and the value is 0:
-    // a rate of 0 is no format, so nothing is stored.
-    EXPECT_FALSE(Parse(kFormatWav, {"-x", "8000", "-m", "1", "-b", "8"}));
+TEST(EncoderOptions, WavNamesTheFormatOutrightAndLeavesTheAutoKeysAlone) {
+    Parsed p = Parse(OutputFormat::kWav, {"-s", "8000", "-m", "1", "-b", "8"});
+    ASSERT_TRUE(p.options);
+    SetSettingBool("WavSettings", "SampleRateAuto", true);
+    RecordingSpec spec = LoadRecordingSpec(OutputFormat::kWav);
+    ASSERT_TRUE(ApplyEncoderOptions(*p.options, spec));
+    EXPECT_EQ(std::make_tuple(spec.wav.sampleRate, spec.wav.channels, spec.wav.bitsPerSample),
+              std::make_tuple(8000u, uint16_t(1), uint16_t(8)));
+    SaveEncoderOptions(*p.options, spec);
+    EXPECT_TRUE(GetSettingBool("WavSettings", "SampleRateAuto", false));
+    SetSettingBool("WavSettings", "SampleRateAuto", false);
     EXPECT_EQ(LoadWavFormat().sampleRate, 8000u);
+
+    // A position without its switch word still takes a pair and the value is 0:
+    // no format, so the spec and the store stay as they were.
+    p = Parse(OutputFormat::kWav, {"-x", "16000", "-m", "1", "-b", "8"});
+    ASSERT_TRUE(p.options);
+    RecordingSpec kept = LoadRecordingSpec(OutputFormat::kWav);
+    EXPECT_FALSE(ApplyEncoderOptions(*p.options, kept));
+    EXPECT_EQ(kept.wav.sampleRate, 8000u);
 }
 
 TEST(EncoderOptions, FlacAnyOrderAndLevelAboveEightIgnored) {
     DeleteSettingTree("FlacEncoder");
     SetSettingInt("FlacEncoder", "Compression", 3);
-    int end = 0;
-    ASSERT_TRUE(Parse(kFormatFlac, {"-c", "9", "-s", "44100", "-m", "2", "-stop"}, &end));
+    Parsed p = Parse(OutputFormat::kFlac, {"-c", "9", "-s", "44100", "-m", "2", "-stop"});
+    EXPECT_EQ(p.end, 6);  // "-stop" is left for the command line
+    RecordingSpec spec = LoadRecordingSpec(OutputFormat::kFlac);
+    ASSERT_TRUE(p.options && ApplyEncoderOptions(*p.options, spec));
+    SaveEncoderOptions(*p.options, spec);
     FlacSettings r;
     LoadFlacSettings(r, 48000, 1);
-    EXPECT_EQ(r.sampleRate, 44100);
-    EXPECT_EQ(r.channels, 2);
-    EXPECT_EQ(r.compression, 3);
-    EXPECT_EQ(end, 8);  // "-stop" is left for the command line
-    ASSERT_TRUE(Parse(kFormatFlac, {"-c", "8"}));
-    LoadFlacSettings(r, 48000, 1);
-    EXPECT_EQ(r.compression, 8);
+    EXPECT_EQ(std::make_tuple(r.sampleRate, int(r.channels), r.compression),
+              std::make_tuple(44100, 2, 3));
+    // The value position of an option never takes one of the program's switches.
+    p = Parse(OutputFormat::kFlac, {"-s", "-ms", "100"});
+    EXPECT_EQ(p.end, 0);
 }
 
 TEST(EncoderSettings, Mp3LoadingQuirks) {
@@ -100,13 +142,14 @@ TEST(EncoderSettings, Mp3LoadingQuirks) {
 }
 
 TEST(OutputFormat, StoreAndReadBoundsDiffer) {
-    StoreOutputFormat(4);
+    StoreOutputFormatNumber(4);
     EXPECT_EQ(GetSettingInt("Settings", "Format", 1), 4);
-    EXPECT_EQ(ReadOutputFormat(), 0);
-    StoreOutputFormat(5);
+    EXPECT_EQ(ReadOutputFormat(), OutputFormat::kWav);
+    StoreOutputFormatNumber(5);
     EXPECT_EQ(GetSettingInt("Settings", "Format", 1), 0);
-    StoreOutputFormat(3);
-    EXPECT_EQ(ReadOutputFormat(), 3);
-    EXPECT_EQ(OutputFormatFromPath("/x/a.AIF"), kFormatAiff);
-    EXPECT_EQ(OutputFormatFromPath("/x/a.ogg"), -1);
+    StoreOutputFormat(OutputFormat::kFlac);
+    EXPECT_EQ(ReadOutputFormat(), OutputFormat::kFlac);
+    EXPECT_EQ(OutputFormatFromPath("/x/a.AIF"), OutputFormat::kAiff);
+    EXPECT_EQ(OutputFormatFromPath("/x/a.ogg"), std::nullopt);
+    EXPECT_EQ(OutputFormatFromWord("MP3"), OutputFormat::kMp3);
 }

@@ -120,10 +120,12 @@ class MemorySource : public LSoundSourceBase {
 // Writes `signal` as a recording of the format its extension names, through
 // the program's own sinks with the stored encoder settings.
 inline bool WriteRecording(const std::string& path, const Signal& signal) {
-    std::string error;
-    auto sink = OpenRecordingSink(OutputFormatFromPath(path), path, &error);
-    EXPECT_TRUE(sink) << error;
-    return sink && sink->SetFormat(kRate, uint8_t(signal.channels)) &&
+    auto opened = OpenRecordingSink(
+        LoadRecordingSpec(OutputFormatFromPath(path).value_or(OutputFormat::kWav)), path);
+    EXPECT_TRUE(opened) << (opened ? "" : opened.Error().Message());
+    if (!opened) return false;
+    std::shared_ptr<LSoundSinkBase> sink = opened.Value();
+    return sink->SetFormat(kRate, uint8_t(signal.channels)) &&
            sink->Write(signal.samples.data(), signal.Frames()) == int64_t(signal.Frames()) &&
            sink->Close();
 }

@@ -1,0 +1,22 @@
+#include "app/session/session_services.h"
+
+#include "app/session/disk_space.h"
+#include "audio/codecs/sink_factory.h"
+#include "audio/playback/tone_player.h"
+
+namespace vocarta {
+
+SessionServices DefaultSessionServices() {
+    SessionServices services;
+    services.recorder = CreateSoundRecorder();
+    services.prepareDevice = &PrepareRecordDevice;
+    services.openSink = &OpenRecordingSink;
+    services.freeBytes = &FreeDiskBytes;
+    services.emptyTrash = &EmptyUserTrash;
+    services.playTone = &PlayTone;
+    services.makePlayer = [] { return CreateSoundPlayer(); };
+    services.afterRecordingSteps = DefaultAfterRecordingSteps();
+    return services;
+}
+
+}  // namespace vocarta
