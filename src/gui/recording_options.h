@@ -13,29 +13,30 @@
 
 namespace vocarta {
 
+// No defaults here: ReadRecordingOptions takes each from the key's owner.
 struct RecordingOptions {
-    bool voiceActivate = false;
-    int voiceLevelDb = -18;  // on the level scale: -127 silence, +12 full scale
-    int pauseWaitSeconds = 5;
-    bool voiceTimeoutRestart = false;
+    bool voiceActivate{};
+    int voiceLevelDb{};  // on the level scale: -127 silence, +12 full scale
+    int pauseWaitSeconds{};
+    bool voiceTimeoutRestart{};
 
-    bool checkMaxTime = true;
-    int maxHours = 9;
-    int maxMinutes = 59;
-    int maxSeconds = 59;
-    bool stopAtMaxTime = true;  // false: go on in a new file
+    bool checkMaxTime{};
+    int maxHours{};
+    int maxMinutes{};
+    int maxSeconds{};
+    bool stopAtMaxTime{};  // false: go on in a new file
 
-    bool recordTone = true;
-    bool stoppedTone = true;
-    bool intervalTone = false;
-    int intervalSecs = 30;
-    bool launchPlayWhenStop = false;
-    bool autoEmpty = true;
+    bool recordTone{};
+    bool stoppedTone{};
+    bool intervalTone{};
+    int intervalSecs{};
+    bool launchPlayWhenStop{};
+    bool autoEmpty{};
 
     std::string folder;
     std::string pattern;
-    bool promptForName = false;
-    OutputFormat format = kDefaultOutputFormat;
+    bool promptForName{};
+    OutputFormat format{};
 
     int64_t MaxTimeMs() const {
         return int64_t(maxHours) * 3600000 + int64_t(maxMinutes) * 60000 +
