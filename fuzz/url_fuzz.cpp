@@ -19,8 +19,7 @@ void CheckUrl(const LResult<HttpUrl>& url) {
     if (u.target.empty() || u.target.front() != '/') abort();
     if (u.target.find_first_of(std::string_view(" \r\n\0", 4)) != std::string::npos) abort();
     if (u.host.empty() || u.port == 0) abort();
-    if (u.Authority().find_first_of(std::string_view(" \r\n\0/@", 6)) != std::string::npos)
-        abort();
+    if (u.Authority().find_first_of(std::string_view(" \r\n\0/@", 6)) != std::string::npos) abort();
 }
 }  // namespace
 

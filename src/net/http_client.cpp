@@ -24,8 +24,8 @@ bool HasLineBreakOrNul(std::string_view text) {
 }
 
 LResult<std::string> BuildHead(const HttpUrl& url, const HttpRequest& request) {
-    std::string head = request.method + " " + url.target + " HTTP/1.0\r\nHost: " +
-                       url.Authority() + "\r\n";
+    std::string head =
+        request.method + " " + url.target + " HTTP/1.0\r\nHost: " + url.Authority() + "\r\n";
     if (request.sendBody) {
         head += "Content-Type: " + request.contentType + "\r\n";
         head += "Content-Length: " + std::to_string(request.contentLength) + "\r\n";
@@ -70,16 +70,16 @@ LResult<std::string> ReadHead(SecureSocket& socket, HttpHeaderParser& parser,
             lines = parser.Lines();
             lineDeadline = Deadline(options.readTimeoutMs);
         }
-        auto got = socket.Receive(buffer.get(), kReadChunk,
-                                  lineDeadline.Unlimited() ? kNoTimeLimit : lineDeadline.RemainingMs());
+        auto got =
+            socket.Receive(buffer.get(), kReadChunk,
+                           lineDeadline.Unlimited() ? kNoTimeLimit : lineDeadline.RemainingMs());
         if (!got) {
             if (!socket.AtEnd()) return got.Error();
-            return MakeError(LErrorCode::kProtocol, "%s closed the connection %s",
-                             socket.PeerHostName().c_str(),
-                             parser.Lines() == 0 && parser.GetState() ==
-                                                        HttpHeaderParser::State::kStatusLine
-                                 ? "without a reply"
-                                 : "in the middle of the reply's header");
+            return MakeError(
+                LErrorCode::kProtocol, "%s closed the connection %s", socket.PeerHostName().c_str(),
+                parser.Lines() == 0 && parser.GetState() == HttpHeaderParser::State::kStatusLine
+                    ? "without a reply"
+                    : "in the middle of the reply's header");
         }
         pending.assign(buffer.get(), got.Value());
     }
@@ -116,14 +116,16 @@ class BodyReader {
     }
 
     LResult<std::string_view> Next(std::size_t most) {
-        auto got = socket_.Receive(buffer_.get(), std::min(most, kReadChunk), options_.readTimeoutMs);
+        auto got =
+            socket_.Receive(buffer_.get(), std::min(most, kReadChunk), options_.readTimeoutMs);
         if (!got) return got.Error();
         return std::string_view(buffer_.get(), got.Value());
     }
 
     LStatus ReadLength(uint64_t length, std::string_view start) {
         uint64_t left = length;
-        std::string_view piece = start.substr(0, std::size_t(std::min<uint64_t>(left, start.size())));
+        std::string_view piece =
+            start.substr(0, std::size_t(std::min<uint64_t>(left, start.size())));
         while (true) {
             if (LStatus delivered = Deliver(piece); !delivered) return delivered;
             left -= piece.size();
@@ -131,7 +133,8 @@ class BodyReader {
             auto next = Next(std::size_t(std::min<uint64_t>(left, kReadChunk)));
             if (!next) {
                 if (!socket_.AtEnd()) return next.Error();
-                return MakeError(LErrorCode::kProtocol, "the reply from %s ended after %llu of %llu bytes",
+                return MakeError(LErrorCode::kProtocol,
+                                 "the reply from %s ended after %llu of %llu bytes",
                                  socket_.PeerHostName().c_str(),
                                  (unsigned long long)(length - left), (unsigned long long)length);
             }
@@ -156,7 +159,8 @@ class BodyReader {
             auto next = Next(kReadChunk);
             if (!next) {
                 if (!socket_.AtEnd()) return next.Error();
-                return MakeError(LErrorCode::kProtocol, "the reply from %s ended within its chunked body",
+                return MakeError(LErrorCode::kProtocol,
+                                 "the reply from %s ended within its chunked body",
                                  socket_.PeerHostName().c_str());
             }
             piece = next.Value();
@@ -181,7 +185,8 @@ class BodyReader {
 
 LStatus OpenTunnel(SecureSocket& socket, const HttpUrl& url, const HttpProxy& proxy,
                    const HttpOptions& options) {
-    const std::string target = url.host.find(':') != std::string::npos ? "[" + url.host + "]" : url.host;
+    const std::string target =
+        url.host.find(':') != std::string::npos ? "[" + url.host + "]" : url.host;
     std::string request = StringPrintf("CONNECT %s:%d HTTP/1.0\r\n", target.c_str(), int(url.port));
     if (!proxy.user.empty())
         request += "Proxy-Authorization: Basic " + Base64Encode(proxy.user + ":" + proxy.password) +
@@ -196,8 +201,9 @@ LStatus OpenTunnel(SecureSocket& socket, const HttpUrl& url, const HttpProxy& pr
                          proxy.host.c_str(), url.Authority().c_str(), parser.Status(),
                          CutText(parser.Reason(), 80).c_str());
     if (!rest.Value().empty())
-        return MakeError(LErrorCode::kProtocol, "the proxy %s sent data before the connection to %s",
-                         proxy.host.c_str(), url.Authority().c_str());
+        return MakeError(LErrorCode::kProtocol,
+                         "the proxy %s sent data before the connection to %s", proxy.host.c_str(),
+                         url.Authority().c_str());
     return {};
 }
 
@@ -219,7 +225,8 @@ LResult<SecureSocket> OpenConnection(const HttpUrl& url, const HttpOptions& opti
         !connected)
         return connected.Error();
     if (proxy.IsSet()) {
-        if (LStatus tunnel = OpenTunnel(socket, url, proxy, options); !tunnel) return tunnel.Error();
+        if (LStatus tunnel = OpenTunnel(socket, url, proxy, options); !tunnel)
+            return tunnel.Error();
         socket.SetPeerHostName(url.host);
     }
     if (url.IsTls())
@@ -296,8 +303,9 @@ LResult<HttpResponse> FollowExchange(HttpUrl url, HttpRequest request, const Htt
             request.contentLength = 0;
         }
         if (!SameOrigin(url, next.Value()))
-            std::erase_if(request.headers,
-                          [](const auto& field) { return EqualsNoCase(field.first, "Authorization"); });
+            std::erase_if(request.headers, [](const auto& field) {
+                return EqualsNoCase(field.first, "Authorization");
+            });
         url = std::move(next).Value();
     }
 }

@@ -114,11 +114,11 @@ LResult<HttpResponse> HttpPostFile(std::string_view url, const std::string& path
         return MakeError(LErrorCode::kInvalid, "the content type is not valid");
 
     const uint64_t size = uint64_t(info.st_size);
-    const std::string partHeader =
-        StringPrintf("--%s\r\nContent-Disposition: form-data; name=\"file\"; filename=\"%s\"\r\n"
-                     "Content-Type: %.*s\r\n\r\n",
-                     kHttpFileBoundary, QuotedFileName(BaseName(path)).c_str(),
-                     int(contentType.size()), contentType.data());
+    const std::string partHeader = StringPrintf(
+        "--%s\r\nContent-Disposition: form-data; name=\"file\"; filename=\"%s\"\r\n"
+        "Content-Type: %.*s\r\n\r\n",
+        kHttpFileBoundary, QuotedFileName(BaseName(path)).c_str(), int(contentType.size()),
+        contentType.data());
     const std::string closing = StringPrintf("\r\n--%s--\r\n", kHttpFileBoundary);
 
     HttpRequest request;

@@ -52,8 +52,9 @@ LResult<HttpProxy> ParseProxy(std::string_view text) {
     const std::size_t scheme = rest.find("://");
     if (scheme != std::string_view::npos) {
         if (!EqualsNoCase(rest.substr(0, scheme), "http"))
-            return MakeError(LErrorCode::kUnsupported, "proxies of the kind \"%.*s\" are not supported",
-                             int(scheme), rest.data());
+            return MakeError(LErrorCode::kUnsupported,
+                             "proxies of the kind \"%.*s\" are not supported", int(scheme),
+                             rest.data());
         rest.remove_prefix(scheme + 3);
     }
     while (!rest.empty() && rest.back() == '/') rest.remove_suffix(1);
@@ -117,9 +118,9 @@ LResult<HttpProxy> ProxyFor(const HttpUrl& url) {
 
 std::string Base64Encode(std::string_view bytes) {
     std::string out(4 * ((bytes.size() + 2) / 3) + 1, '\0');
-    const int length = EVP_EncodeBlock(reinterpret_cast<unsigned char*>(out.data()),
-                                       reinterpret_cast<const unsigned char*>(bytes.data()),
-                                       int(bytes.size()));
+    const int length =
+        EVP_EncodeBlock(reinterpret_cast<unsigned char*>(out.data()),
+                        reinterpret_cast<const unsigned char*>(bytes.data()), int(bytes.size()));
     out.resize(length > 0 ? std::size_t(length) : 0);
     return out;
 }

@@ -146,8 +146,8 @@ LStatus SecureSocket::ConnectOne(const SocketAddress& address, int timeoutMs) {
 LStatus SecureSocket::StartTls(int timeoutMs, const SecureSocket* resumeFrom) {
     if (!IsOpen()) return NotOpen();
     if (tls_) return MakeError(LErrorCode::kInvalid, "TLS has already started on this connection");
-    auto created = CreateTlsLayer(fd_, peerHost_,
-                                  resumeFrom && resumeFrom->tls_ ? resumeFrom->tls_.get() : nullptr);
+    auto created = CreateTlsLayer(
+        fd_, peerHost_, resumeFrom && resumeFrom->tls_ ? resumeFrom->tls_.get() : nullptr);
     if (!created) {
         LogError("SecureSocket::StartTls CreateTlsLayer FAILED: %s",
                  created.Error().Message().c_str());
@@ -163,8 +163,8 @@ LStatus SecureSocket::StartTls(int timeoutMs, const SecureSocket* resumeFrom) {
             return {};
         }
         if (io == TlsIo::kWantRead || io == TlsIo::kWantWrite) {
-            LStatus ready = Wait(io == TlsIo::kWantRead ? POLLIN : POLLOUT, deadline,
-                                 "the TLS handshake");
+            LStatus ready =
+                Wait(io == TlsIo::kWantRead ? POLLIN : POLLOUT, deadline, "the TLS handshake with");
             if (!ready) return ready;
             continue;
         }
@@ -183,8 +183,7 @@ LStatus SecureSocket::Wait(short events, const Deadline& deadline, const char* w
         case WaitOutcome::kStopped:
             return StoppedError();
         case WaitOutcome::kTimedOut:
-            return MakeError(LErrorCode::kTimedOut, "%s with %s timed out", what,
-                             peerHost_.c_str());
+            return MakeError(LErrorCode::kTimedOut, "%s %s timed out", what, peerHost_.c_str());
         case WaitOutcome::kFailed:
             break;
     }
@@ -212,8 +211,8 @@ LStatus SecureSocket::Send(const void* bytes, std::size_t length, int timeoutMs)
                 p += sent;
                 length -= sent;
             } else if (io == TlsIo::kWantRead || io == TlsIo::kWantWrite) {
-                if (LStatus ready = Wait(io == TlsIo::kWantRead ? POLLIN : POLLOUT, deadline,
-                                         "sending");
+                if (LStatus ready =
+                        Wait(io == TlsIo::kWantRead ? POLLIN : POLLOUT, deadline, "sending to");
                     !ready)
                     return ready;
             } else {
@@ -230,7 +229,7 @@ LStatus SecureSocket::Send(const void* bytes, std::size_t length, int timeoutMs)
             p += sent;
             length -= std::size_t(sent);
         } else if (sent < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
-            if (LStatus ready = Wait(POLLOUT, deadline, "sending"); !ready) return ready;
+            if (LStatus ready = Wait(POLLOUT, deadline, "sending to"); !ready) return ready;
         } else if (sent < 0 && errno != EINTR) {
             const int error = errno;
             LogError("ProcessSend(LIPSocketTCP) send FAILED: %s", std::strerror(error));
@@ -252,7 +251,8 @@ LResult<std::size_t> SecureSocket::Receive(void* buffer, std::size_t capacity, i
         if (got > 0) return std::size_t(got);
         if (got == 0) return ClosedByPeer();
         if (errno == EAGAIN || errno == EWOULDBLOCK) {
-            if (LStatus ready = Wait(POLLIN, deadline, "receiving"); !ready) return ready.Error();
+            if (LStatus ready = Wait(POLLIN, deadline, "receiving from"); !ready)
+                return ready.Error();
         } else if (errno != EINTR) {
             const int error = errno;
             LogError("ProcessRecv(LIPSocketTCP) recv error: %s", std::strerror(error));
@@ -271,12 +271,12 @@ LResult<std::size_t> SecureSocket::TlsReceive(void* buffer, std::size_t capacity
         if (io == TlsIo::kDone) return got;
         if (io == TlsIo::kClosed) return ClosedByPeer();
         if (io == TlsIo::kFailed) {
-            LogError("ProcessRecv(LIPSocketTCP) SSLRead error: %s",
-                     tls_->FailureReason().c_str());
+            LogError("ProcessRecv(LIPSocketTCP) SSLRead error: %s", tls_->FailureReason().c_str());
             return MakeError(LErrorCode::kNetwork, "receiving from %s failed: %s",
                              peerHost_.c_str(), tls_->FailureReason().c_str());
         }
-        if (LStatus ready = Wait(io == TlsIo::kWantRead ? POLLIN : POLLOUT, deadline, "receiving");
+        if (LStatus ready =
+                Wait(io == TlsIo::kWantRead ? POLLIN : POLLOUT, deadline, "receiving from");
             !ready)
             return ready.Error();
     }
@@ -310,7 +310,8 @@ LResult<std::size_t> SecureSocket::PlainReceiveUntil(char* buffer, std::size_t c
         } else if (peeked == 0) {
             return ClosedByPeer();
         } else if (errno == EAGAIN || errno == EWOULDBLOCK) {
-            if (LStatus ready = Wait(POLLIN, deadline, "receiving"); !ready) return ready.Error();
+            if (LStatus ready = Wait(POLLIN, deadline, "receiving from"); !ready)
+                return ready.Error();
             continue;
         } else if (errno == EINTR) {
             continue;
@@ -343,7 +344,8 @@ LResult<std::size_t> SecureSocket::TlsReceiveUntil(char* buffer, std::size_t cap
             return MakeError(LErrorCode::kNetwork, "receiving from %s failed: %s",
                              peerHost_.c_str(), tls_->FailureReason().c_str());
         }
-        if (LStatus ready = Wait(io == TlsIo::kWantRead ? POLLIN : POLLOUT, deadline, "receiving");
+        if (LStatus ready =
+                Wait(io == TlsIo::kWantRead ? POLLIN : POLLOUT, deadline, "receiving from");
             !ready)
             return ready.Error();
     }

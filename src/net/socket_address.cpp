@@ -41,7 +41,8 @@ LResult<SocketAddress> SocketAddress::FromNumeric(std::string_view host, uint16_
 }
 
 uint16_t SocketAddress::Port() const {
-    if (Family() == AF_INET) return ntohs(reinterpret_cast<const sockaddr_in*>(&storage_)->sin_port);
+    if (Family() == AF_INET)
+        return ntohs(reinterpret_cast<const sockaddr_in*>(&storage_)->sin_port);
     if (Family() == AF_INET6)
         return ntohs(reinterpret_cast<const sockaddr_in6*>(&storage_)->sin6_port);
     return 0;
@@ -182,8 +183,8 @@ LResult<std::vector<SocketAddress>> ResolveHost(const std::string& host, uint16_
             if (stop.Requested()) return StoppedError();
             return MakeError(LErrorCode::kTimedOut, "looking up \"%s\" timed out", host.c_str());
         }
-        lookup->done.wait_for(lock, std::chrono::milliseconds(
-                                        std::min(kWaitSliceMs, std::max(1, deadline.RemainingMs()))));
+        lookup->done.wait_for(lock, std::chrono::milliseconds(std::min(
+                                        kWaitSliceMs, std::max(1, deadline.RemainingMs()))));
     }
     std::unique_ptr<addrinfo, void (*)(addrinfo*)> answer(lookup->answer, freeaddrinfo);
     lookup->answer = nullptr;

@@ -226,8 +226,8 @@ TEST_F(HttpClientTest, ProxyTunnelAndProxyChoice) {
     options.proxy = HttpProxy{"127.0.0.1", guarded.Port(), "", ""};
     reply = HttpGet(Secure("/chunked"), options);
     ASSERT_FALSE(reply);
-    EXPECT_NE(reply.Error().Message().find("refused the connection to localhost:" +
-                                           std::to_string(tls_->Port()) + ": 407"),
+    EXPECT_NE(reply.Error().Message().find(
+                  "refused the connection to localhost:" + std::to_string(tls_->Port()) + ": 407"),
               std::string::npos)
         << reply.Error().Message();
     options.proxy = HttpProxy{"127.0.0.1", guarded.Port(), "rec", "pa ss"};

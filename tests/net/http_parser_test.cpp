@@ -46,9 +46,14 @@ TEST(HttpParserTest, ReadsTheHeaderBlockInAnyPieces) {
 
 TEST(HttpParserTest, RefusesWhatIsNotAReplyHeader) {
     const char* bad[] = {
-        "HTTX/1.0 200 OK\r\n\r\n",      "HTTP/1.0 2000 OK\r\n\r\n",  "HTTP/1.0 099 Low\r\n\r\n",
-        "HTTP/1.0 600 High\r\n\r\n",    "HTTP/x.0 200 OK\r\n\r\n",   "HTTP/1.0200 OK\r\n\r\n",
-        "HTTP/1.0 200 OK\r\nNoColon\r\n\r\n", "HTTP/1.0 200 OK\r\nBad Name: x\r\n\r\n",
+        "HTTX/1.0 200 OK\r\n\r\n",
+        "HTTP/1.0 2000 OK\r\n\r\n",
+        "HTTP/1.0 099 Low\r\n\r\n",
+        "HTTP/1.0 600 High\r\n\r\n",
+        "HTTP/x.0 200 OK\r\n\r\n",
+        "HTTP/1.0200 OK\r\n\r\n",
+        "HTTP/1.0 200 OK\r\nNoColon\r\n\r\n",
+        "HTTP/1.0 200 OK\r\nBad Name: x\r\n\r\n",
         "HTTP/1.0 200 OK\r\n folded-first\r\n\r\n",
         "HTTP/1.0 200 OK\r\n: empty name\r\n\r\n",
     };
@@ -146,7 +151,8 @@ TEST(HttpParserTest, DecodesChunksAndRefusesBadOnes) {
     EXPECT_TRUE(endless.Failed());
     HttpChunkedDecoder trailer;
     std::string longTrailer = "0\r\n";
-    while (longTrailer.size() < kHttpHeaderLimit + 100) longTrailer += "T: " + std::string(80, 't') + "\r\n";
+    while (longTrailer.size() < kHttpHeaderLimit + 100)
+        longTrailer += "T: " + std::string(80, 't') + "\r\n";
     Decode(longTrailer, 4096, trailer);
     EXPECT_TRUE(trailer.Failed());
 }
@@ -178,9 +184,9 @@ TEST(HttpParserTest, UrlsAndRedirectTargets) {
         ASSERT_TRUE(url) << r.reference << ": " << url.Error().Message();
         EXPECT_EQ(url.Value().ToString(), r.expected) << r.reference;
     }
-    for (const char* bad : {"ftp://x/", "mailto:a@b", "https://user:pw@x/", "https://a b/",
-                            "https://x/\r\nInjected: 1", "https://::1/", "https://x:99999/",
-                            "https:///path"}) {
+    for (const char* bad :
+         {"ftp://x/", "mailto:a@b", "https://user:pw@x/", "https://a b/",
+          "https://x/\r\nInjected: 1", "https://::1/", "https://x:99999/", "https:///path"}) {
         EXPECT_FALSE(ResolveHttpUrl(base.Value(), bad)) << bad;
         EXPECT_FALSE(ParseHttpUrl(bad)) << bad;
     }
@@ -244,9 +250,8 @@ TEST(HttpParserTest, MutatedInputNeverBreaksTheReaders) {
         }
         HttpChunkedDecoder decoder;
         std::size_t decoded = 0;
-        const std::size_t taken =
-            decoder.Feed(input.data() + used, input.size() - used,
-                         [&](std::string_view b) { decoded += b.size(); });
+        const std::size_t taken = decoder.Feed(input.data() + used, input.size() - used,
+                                               [&](std::string_view b) { decoded += b.size(); });
         ASSERT_LE(taken, input.size() - used);
         ASSERT_LE(decoded, taken);
         // Whatever an address parses to can go into a request line as it is.

@@ -1,10 +1,9 @@
-#include "net/secure_socket.h"
-
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <thread>
 
+#include "net/secure_socket.h"
 #include "net_test_util.h"
 #include "toolkit/lsignal_object.h"
 

@@ -20,11 +20,10 @@ class TlsTest : public ::testing::Test {
 
     // `openssl s_server` with the named certificate, answering GETs (-www).
     void StartOpenSsl(ServerProcess& server, const std::string& cert,
-                      const std::string& host = "127.0.0.1",
-                      std::vector<std::string> extra = {}) {
-        std::vector<std::string> argv = {"openssl", "s_server", "-accept", host + ":0",
-                                         "-cert", test::TestCert(cert), "-key", test::TestKey(cert),
-                                         "-www"};
+                      const std::string& host = "127.0.0.1", std::vector<std::string> extra = {}) {
+        std::vector<std::string> argv = {
+            "openssl", "s_server",          "-accept", host + ":0", "-cert", test::TestCert(cert),
+            "-key",    test::TestKey(cert), "-www"};
         argv.insert(argv.end(), extra.begin(), extra.end());
         std::string error;
         ASSERT_TRUE(server.Start(argv, &error)) << error;
@@ -135,6 +134,12 @@ TEST_F(TlsTest, StartTlsOnAConnectedSocketAndSessionReuse) {
     line = control.ReceiveLine(512, 5000);
     ASSERT_TRUE(line);
     EXPECT_EQ(line.Value(), "221 bye");
+    // The server has gone: writing on must fail with an error, not SIGPIPE.
+    const std::string block(1 << 20, 'x');
+    LStatus sent;
+    for (int i = 0; i < 20 && sent; ++i) sent = control.Send(block, 5000);
+    ASSERT_FALSE(sent);
+    EXPECT_EQ(sent.Error().Code(), LErrorCode::kNetwork);
 
     // Implicit TLS: the handshake comes first.
     ServerProcess implicit;

@@ -125,7 +125,8 @@ inline const std::string& TestCertFolder(std::string* error = nullptr) {
     static std::string failure;
     static const std::string folder = [] {
         const std::string path = NetTestFolder().File("certs");
-        const std::string command = std::string(VOCARTA_SOURCE_DIR) + "/tests/support/make_test_certs.py";
+        const std::string command =
+            std::string(VOCARTA_SOURCE_DIR) + "/tests/support/make_test_certs.py";
         pid_t pid = fork();
         if (pid == 0) {
             execl("/usr/bin/python3", "python3", command.c_str(), path.c_str(), nullptr);
