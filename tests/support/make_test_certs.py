@@ -93,8 +93,8 @@ def main():
         serial.write("1000\n")
     make_ca(folder, "ca", "Vocarta Test CA")
     make_ca(folder, "rogue", "Rogue Test CA")
-    for name, spec in SERVERS.items():
-        make_server(folder, name, *spec)
+    for name, details in SERVERS.items():
+        make_server(folder, name, *details)
     run(folder, "req", "-x509", *EC_KEY, "-nodes", "-keyout", "selfsigned.key", "-out",
         "selfsigned.pem", "-subj", "/CN=localhost", "-days", "30", "-addext",
         "subjectAltName=" + GOOD_NAMES)
