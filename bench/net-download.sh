@@ -36,6 +36,8 @@ mkdir "$work/files"
 head -c "${megabytes}M" /dev/zero |
     openssl enc -aes-128-ctr -pass pass:vocarta -nosalt -pbkdf2 >"$work/files/data"
 
+# Starts a server (not in a subshell, so that cleanup knows its process) and
+# sets $port once it listens.
 start_server() {
     out=$1
     shift
@@ -43,14 +45,16 @@ start_server() {
     servers="$servers $!"
     for _ in $(seq 100); do
         port=$(sed -n 's/^PORT //p' "$out")
-        [ -n "$port" ] && { echo "$port"; return; }
+        [ -n "$port" ] && return
         sleep 0.1
     done
     echo "the test server did not start: $(cat "$out")" >&2
     exit 1
 }
-plain_port=$(start_server "$work/plain.out")
-tls_port=$(start_server "$work/tls.out" --tls "$work/certs/good.pem" "$work/certs/good.key")
+start_server "$work/plain.out"
+plain_port=$port
+start_server "$work/tls.out" --tls "$work/certs/good.pem" "$work/certs/good.key"
+tls_port=$port
 export SSL_CERT_FILE=$work/certs/ca.pem
 # The client's own home, so its log lands in the scratch folder.
 export HOME=$work/home XDG_DATA_HOME=$work/home/.local/share XDG_CONFIG_HOME=$work/home/.config
