@@ -8,10 +8,14 @@ libsndfile1-dev libflac-dev libmp3lame0 libmpg123-dev libgsm1-dev libsoxr-dev
 libpugixml-dev libssl-dev libgtest-dev libgmock-dev libbenchmark-dev libxcb1-dev"
 # Real peers the tests drive: a sound server, an X server, decoders, network servers.
 TEST_PKGS="clang-format pulseaudio pulseaudio-utils xvfb xdotool x11-utils xauth trayer sox
-libsox-fmt-all flac lame mpg123 python3 python3-pyftpdlib python3-aiosmtpd imagemagick"
+libsox-fmt-all flac lame mpg123 python3 python3-pyftpdlib python3-aiosmtpd imagemagick
+openssl curl"
+# The fuzz targets: clang with its libFuzzer and sanitizer runtimes.
+FUZZ_PKGS="clang libclang-rt-dev"
 
 want="$BUILD_PKGS"
 [ "${1:-}" = "--with-tests" ] && want="$BUILD_PKGS $TEST_PKGS"
+[ "${1:-}" = "--with-fuzz" ] && want="$BUILD_PKGS $FUZZ_PKGS"
 
 missing=""
 for p in $want; do

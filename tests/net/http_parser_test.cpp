@@ -1,0 +1,278 @@
+#include "net/http_parser.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <random>
+
+#include "net/http_proxy.h"
+#include "net/socket_address.h"
+#include "net/url.h"
+
+namespace vocarta {
+namespace {
+
+const char kReply[] =
+    "HTTP/1.1 301 Moved Permanently\r\n"
+    "Location: /new\r\n"
+    "X-Folded: first\r\n"
+    "  second\r\n"
+    "Content-Length: 12, 12\r\n"
+    "\r\n"
+    "body follows";
+
+// The reader must give the same result however the bytes are split, and stop
+// exactly at the end of the header block.
+TEST(HttpParserTest, ReadsTheHeaderBlockInAnyPieces) {
+    const std::string reply = kReply;
+    const std::size_t headerEnd = reply.find("\r\n\r\n") + 4;
+    for (std::size_t split = 0; split <= reply.size(); ++split) {
+        HttpHeaderParser parser;
+        std::size_t used = parser.Feed(reply.data(), split);
+        used += parser.Feed(reply.data() + used, reply.size() - used);
+        ASSERT_TRUE(parser.Done()) << split << ": " << parser.Error();
+        EXPECT_EQ(used, headerEnd);
+        EXPECT_EQ(parser.Status(), 301);
+        EXPECT_EQ(parser.Reason(), "Moved Permanently");
+        EXPECT_EQ(parser.Field("location").value_or(""), "/new");
+        EXPECT_EQ(parser.Field("X-FOLDED").value_or(""), "first second");
+        HttpBodyFraming framing;
+        std::string error;
+        ASSERT_TRUE(parser.Framing(framing, error));
+        EXPECT_EQ(framing.kind, HttpBodyFraming::Kind::kLength);
+        EXPECT_EQ(framing.length, 12u);
+    }
+}
+
+TEST(HttpParserTest, RefusesWhatIsNotAReplyHeader) {
+    const char* bad[] = {
+        "HTTX/1.0 200 OK\r\n\r\n",
+        "HTTP/1.0 2000 OK\r\n\r\n",
+        "HTTP/1.0 099 Low\r\n\r\n",
+        "HTTP/1.0 600 High\r\n\r\n",
+        "HTTP/x.0 200 OK\r\n\r\n",
+        "HTTP/1.0200 OK\r\n\r\n",
+        "HTTP/1.0 200 OK\r\nNoColon\r\n\r\n",
+        "HTTP/1.0 200 OK\r\nBad Name: x\r\n\r\n",
+        "HTTP/1.0 200 OK\r\n folded-first\r\n\r\n",
+        "HTTP/1.0 200 OK\r\n: empty name\r\n\r\n",
+    };
+    for (const char* text : bad) {
+        HttpHeaderParser parser;
+        parser.Feed(text, std::strlen(text));
+        EXPECT_TRUE(parser.Failed()) << text;
+    }
+    const std::string withNul("HTTP/1.0 200 OK\r\nX: a\0b\r\n\r\n", 26);
+    HttpHeaderParser nul;
+    nul.Feed(withNul.data(), withNul.size());
+    EXPECT_TRUE(nul.Failed());
+
+    // The limit holds however slowly the bytes come; a block just under it passes.
+    std::string huge = "HTTP/1.0 200 OK\r\n";
+    while (huge.size() < kHttpHeaderLimit) huge += "X-Fill: " + std::string(90, 'f') + "\r\n";
+    HttpHeaderParser limited;
+    std::size_t used = 0;
+    for (std::size_t i = 0; i < huge.size() && !limited.Failed(); i += 1000)
+        used += limited.Feed(huge.data() + i, std::min<std::size_t>(1000, huge.size() - i));
+    EXPECT_TRUE(limited.Failed());
+    EXPECT_LE(used, kHttpHeaderLimit);
+    std::string fits = huge.substr(0, kHttpHeaderLimit - 2000);
+    fits = fits.substr(0, fits.rfind("\r\n") + 2) + "\r\n";
+    HttpHeaderParser under;
+    under.Feed(fits.data(), fits.size());
+    EXPECT_TRUE(under.Done()) << under.Error();
+
+    const struct {
+        const char* fields;
+        bool ok;
+        HttpBodyFraming::Kind kind;
+    } framings[] = {
+        {"Content-Length: 5\r\nContent-Length: 6\r\n", false, {}},
+        {"Content-Length: -1\r\n", false, {}},
+        {"Content-Length: 99999999999999999999\r\n", false, {}},
+        {"Transfer-Encoding: gzip\r\n", false, {}},
+        {"Transfer-Encoding: gzip, chunked\r\nContent-Length: 3\r\n", true,
+         HttpBodyFraming::Kind::kChunked},
+        {"Transfer-Encoding: identity\r\nContent-Length: 3\r\n", true,
+         HttpBodyFraming::Kind::kLength},
+        {"", true, HttpBodyFraming::Kind::kToEnd},
+    };
+    for (const auto& f : framings) {
+        const std::string text = std::string("HTTP/1.0 200 OK\r\n") + f.fields + "\r\n";
+        HttpHeaderParser parser;
+        parser.Feed(text.data(), text.size());
+        ASSERT_TRUE(parser.Done()) << f.fields;
+        HttpBodyFraming framing;
+        std::string error;
+        EXPECT_EQ(parser.Framing(framing, error), f.ok) << f.fields;
+        if (f.ok) {
+            EXPECT_EQ(framing.kind, f.kind) << f.fields;
+        }
+    }
+    HttpHeaderParser empty;
+    const char noBody[] = "HTTP/1.0 204 No Content\r\nContent-Length: 9\r\n\r\n";
+    empty.Feed(noBody, sizeof noBody - 1);
+    HttpBodyFraming framing;
+    std::string error;
+    ASSERT_TRUE(empty.Framing(framing, error));
+    EXPECT_EQ(framing.kind, HttpBodyFraming::Kind::kNone);
+}
+
+std::string Decode(const std::string& body, std::size_t step, HttpChunkedDecoder& decoder,
+                   std::size_t* used = nullptr) {
+    std::string out;
+    std::size_t total = 0;
+    for (std::size_t i = 0; i < body.size() && !decoder.Done() && !decoder.Failed(); i += step)
+        total += decoder.Feed(body.data() + i, std::min(step, body.size() - i),
+                              [&](std::string_view b) { out.append(b); });
+    if (used) *used = total;
+    return out;
+}
+
+TEST(HttpParserTest, DecodesChunksAndRefusesBadOnes) {
+    const std::string body =
+        "4;ext=1\r\nWiki\r\n5\r\npedia\r\nE \r\n in\r\n\r\nchunks.\r\n0\r\nTrailer: x\r\n\r\nNEXT";
+    for (std::size_t step : {1, 2, 3, 7, 1000}) {
+        HttpChunkedDecoder decoder;
+        std::size_t used = 0;
+        EXPECT_EQ(Decode(body, step, decoder, &used), "Wikipedia in\r\n\r\nchunks.");
+        EXPECT_TRUE(decoder.Done());
+        EXPECT_EQ(used, body.size() - 4);  // "NEXT" is not the body's
+    }
+    const char* bad[] = {"x\r\n", "5\r\nabcdefg\r\n", "1000000000000000\r\n",
+                         "5 junk\r\nabcde\r\n"};
+    for (const char* text : bad) {
+        HttpChunkedDecoder decoder;
+        Decode(text, 1, decoder);
+        EXPECT_TRUE(decoder.Failed()) << text;
+    }
+    HttpChunkedDecoder endless;
+    Decode(std::string(kChunkLineLimit + 10, '0'), 100, endless);
+    EXPECT_TRUE(endless.Failed());
+    HttpChunkedDecoder trailer;
+    std::string longTrailer = "0\r\n";
+    while (longTrailer.size() < kHttpHeaderLimit + 100)
+        longTrailer += "T: " + std::string(80, 't') + "\r\n";
+    Decode(longTrailer, 4096, trailer);
+    EXPECT_TRUE(trailer.Failed());
+}
+
+TEST(HttpParserTest, UrlsAndRedirectTargets) {
+    auto base = ParseHttpUrl("HTTPS://Example.COM:8443/a/b/c?x=1#frag");
+    ASSERT_TRUE(base);
+    EXPECT_EQ(base.Value().host, "example.com");
+    EXPECT_EQ(base.Value().port, 8443);
+    EXPECT_EQ(base.Value().target, "/a/b/c?x=1");
+    EXPECT_EQ(base.Value().Authority(), "example.com:8443");
+    const struct {
+        const char* reference;
+        const char* expected;
+    } resolved[] = {
+        {"d", "https://example.com:8443/a/b/d"},
+        {"../d?y", "https://example.com:8443/a/d?y"},
+        {"../../../../d", "https://example.com:8443/d"},
+        {"./", "https://example.com:8443/a/b/"},
+        {"/e/./f/../g", "https://example.com:8443/e/g"},
+        {"?q=2", "https://example.com:8443/a/b/c?q=2"},
+        {"", "https://example.com:8443/a/b/c?x=1"},
+        {"//other.example/p", "https://other.example/p"},
+        {"http://[::1]:8080/v6 path", "http://[::1]:8080/v6%20path"},
+        {"HTTP://Plain.Example", "http://plain.example/"},
+    };
+    for (const auto& r : resolved) {
+        auto url = ResolveHttpUrl(base.Value(), r.reference);
+        ASSERT_TRUE(url) << r.reference << ": " << url.Error().Message();
+        EXPECT_EQ(url.Value().ToString(), r.expected) << r.reference;
+    }
+    for (const char* bad :
+         {"ftp://x/", "mailto:a@b", "https://user:pw@x/", "https://a b/",
+          "https://x/\r\nInjected: 1", "https://::1/", "https://x:99999/", "https:///path"}) {
+        EXPECT_FALSE(ResolveHttpUrl(base.Value(), bad)) << bad;
+        EXPECT_FALSE(ParseHttpUrl(bad)) << bad;
+    }
+    EXPECT_TRUE(ProxyBypassed("a.b.example", "x, .b.example"));
+    EXPECT_TRUE(ProxyBypassed("b.example", "b.example"));
+    EXPECT_FALSE(ProxyBypassed("notb.example", "b.example"));
+    EXPECT_TRUE(ProxyBypassed("anything", "*"));
+    EXPECT_EQ(Base64Encode("rec:pa ss"), "cmVjOnBhIHNz");
+}
+
+// A short deterministic run of mutated replies through every reader, so that
+// each test run exercises them the way the fuzzers do: no crash, no reading
+// past what was given, no block beyond its limit, only sane results.
+TEST(HttpParserTest, MutatedInputNeverBreaksTheReaders) {
+    const std::string seeds[] = {
+        kReply,
+        "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n5;a=b\r\nHello\r\n0\r\nT: 1\r\n\r\n",
+        "HTTP/1.0 100 Continue\r\n\r\nHTTP/1.0 200 OK\r\nContent-Length: 2\r\n\r\nok",
+        "HTTP/1.0 404 Not Found\r\nContent-Type: text/html\r\nX:\r\n\r\n",
+    };
+    std::mt19937 random(20240501);
+    for (int round = 0; round < 20000; ++round) {
+        std::string input = seeds[round % std::size(seeds)];
+        const int edits = 1 + int(random() % 8);
+        for (int e = 0; e < edits && !input.empty(); ++e) {
+            const std::size_t at = random() % input.size();
+            switch (random() % 5) {
+                case 0:
+                    input[at] = char(random());
+                    break;
+                case 1:
+                    input.insert(at, 1, "\r\n:; \t0fF"[random() % 9]);
+                    break;
+                case 2:
+                    input.erase(at, 1 + random() % 8);
+                    break;
+                case 3:
+                    input.insert(at, input.substr(at, random() % 64));
+                    break;
+                case 4:
+                    input.insert(at, std::string(random() % 3000, char(random())));
+                    break;
+            }
+        }
+        HttpHeaderParser parser;
+        std::size_t used = 0;
+        while (used < input.size() && !parser.Done() && !parser.Failed()) {
+            const std::size_t piece = std::min<std::size_t>(1 + random() % 40, input.size() - used);
+            const std::size_t took = parser.Feed(input.data() + used, piece);
+            ASSERT_LE(took, piece);
+            used += took;
+            if (took < piece) break;
+        }
+        ASSERT_LE(used, kHttpHeaderLimit);
+        if (parser.Done()) {
+            ASSERT_GE(parser.Status(), 100);
+            ASSERT_LE(parser.Status(), 599);
+            HttpBodyFraming framing;
+            std::string error;
+            parser.Framing(framing, error);
+        }
+        HttpChunkedDecoder decoder;
+        std::size_t decoded = 0;
+        const std::size_t taken = decoder.Feed(input.data() + used, input.size() - used,
+                                               [&](std::string_view b) { decoded += b.size(); });
+        ASSERT_LE(taken, input.size() - used);
+        ASSERT_LE(decoded, taken);
+        // Whatever an address parses to can go into a request line as it is.
+        auto url = ParseHttpUrl("http://h" + input.substr(0, 200));
+        if (url) url = ResolveHttpUrl(url.Value(), input.substr(used % (input.size() + 1), 300));
+        if (url) {
+            ASSERT_EQ(url.Value().target.front(), '/');
+            ASSERT_EQ(url.Value().target.find_first_of(std::string_view(" \r\n\0", 4)),
+                      std::string::npos);
+            ASSERT_FALSE(url.Value().host.empty());
+        }
+        auto server = ParseServerName(input.substr(0, 60), 21);
+        if (server) {
+            ASSERT_FALSE(server.Value().host.empty());
+        }
+        auto proxy = ParseProxy(input.substr(0, 80));
+        if (proxy) {
+            ASSERT_NE(proxy.Value().port, 0);
+        }
+    }
+}
+
+}  // namespace
+}  // namespace vocarta
