@@ -128,16 +128,22 @@ class X11HotKeyRegistrar final : public LHotKeyRegistrar, private HotkeyWorker {
 
     // Worker thread. A key that matches no grab (one just released) is dropped.
     void Deliver(const XKeyEvent& key) {
+        if (key.type == KeyRelease) {
+            // The modifiers may be let go first, so the key alone ends the press.
+            for (int id : held_) {
+                const Grab& grab = grabs_.at(id);
+                if (grab.keycode != key.keycode) continue;
+                held_.erase(id);
+                handler_.HotKeyReleased(grab.command, id);
+                return;
+            }
+            return;
+        }
         const unsigned int state = key.state & ~(LockMask | masks_.numLock) & kModifierBits;
         for (const auto& [id, grab] : grabs_) {
             if (grab.keycode != key.keycode || grab.modifiers != state) continue;
-            if (key.type == KeyPress) {
-                if (!held_.insert(id).second) return;  // auto-repeat of a held key
-                handler_.HotKeyPressed(grab.command, id);
-            } else {
-                held_.erase(id);
-                handler_.HotKeyReleased(grab.command, id);
-            }
+            if (!held_.insert(id).second) return;  // auto-repeat of a held key
+            handler_.HotKeyPressed(grab.command, id);
             return;
         }
     }
