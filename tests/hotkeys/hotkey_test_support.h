@@ -38,12 +38,13 @@ inline int RunProgram(const std::vector<std::string>& args) {
 // number, a bus address) to a pipe; ended when the object goes.
 class Helper {
   public:
-    // `args` may hold "{fd}", replaced by the pipe's write descriptor.
+    // An argument may hold "{fd}", replaced by the pipe's write descriptor.
     explicit Helper(std::vector<std::string> args) {
         int fds[2];
         if (pipe(fds) != 0) return;
         for (auto& a : args)
-            if (a == "{fd}") a = std::to_string(fds[1]);
+            if (auto at = a.find("{fd}"); at != std::string::npos)
+                a.replace(at, 4, std::to_string(fds[1]));
         std::vector<char*> argv;
         for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
         argv.push_back(nullptr);
