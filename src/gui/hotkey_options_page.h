@@ -34,7 +34,9 @@ class HotkeyOptionsPage final : public QWidget {
   public:
     explicit HotkeyOptionsPage(MainDialogView& view, QWidget* parent = nullptr);
 
-    void SetAppShortcuts(std::vector<HotkeyValue> shortcuts) { appShortcuts_ = std::move(shortcuts); }
+    void SetAppShortcuts(std::vector<HotkeyValue> shortcuts) {
+        appShortcuts_ = std::move(shortcuts);
+    }
     void SetCommands(std::vector<HotkeyCommandInfo> commands) { commands_ = std::move(commands); }
     // Returns the key as the desktop shows it for a binding id, or "".
     void SetKeyDescriber(std::function<std::string(int bindingId)> describer);

@@ -22,9 +22,10 @@ HotkeyValue ModifiersOf(Qt::KeyboardModifiers modifiers) {
 
 // The keys without a character, by Qt's key; function keys are counted.
 HotkeyValue SpecialKey(int key) {
-    static const uint8_t kFunctionCodes[] = {122, 120, 99, 118, 96,  97,  98,  100, 101, 109,
-                                             103, 111, 105, 107, 113, 106, 64,  79,  80,  90};
-    if (key >= Qt::Key_F1 && key <= Qt::Key_F20) return MakeVirtualHotkey(kFunctionCodes[key - Qt::Key_F1]);
+    static const uint8_t kFunctionCodes[] = {122, 120, 99,  118, 96,  97,  98, 100, 101, 109,
+                                             103, 111, 105, 107, 113, 106, 64, 79,  80,  90};
+    if (key >= Qt::Key_F1 && key <= Qt::Key_F20)
+        return MakeVirtualHotkey(kFunctionCodes[key - Qt::Key_F1]);
     static const std::pair<int, uint8_t> kCodes[] = {
         {Qt::Key_Return, 36},     {Qt::Key_Tab, 48},        {Qt::Key_Backtab, 48},
         {Qt::Key_Space, 49},      {Qt::Key_Backspace, 51},  {Qt::Key_Escape, 53},

@@ -45,7 +45,7 @@ bool StoreHotkeysEnabled(bool enabled);
 
 // "path/sub/": a path that already ends in "/" gets "<path><sub>/".
 std::string HotkeySubPath(std::string_view path, std::string_view sub);
-std::string HotkeyDetailsPath();       // "Hotkey/Details/"
+std::string HotkeyDetailsPath();        // "Hotkey/Details/"
 std::string HotkeyBindingPath(int id);  // "Hotkey/Details/<id>/"
 
 int ReadHotkeyMaxId();

@@ -38,21 +38,25 @@ HotkeyCheckMessage HotkeyCheckText(HotkeyCheck check) {
         case HotkeyCheck::kNoKey:
             return {"Please click here to assign the hot-key.", "Hot-key Required"};
         case HotkeyCheck::kKeyInUse:
-            return {"Sorry, the key you have chosen is already in use as a hot-key. Please choose "
-                    "another key.",
-                    "Key Already In Use"};
+            return {
+                "Sorry, the key you have chosen is already in use as a hot-key. Please choose "
+                "another key.",
+                "Key Already In Use"};
         case HotkeyCheck::kNoModifier:
-            return {"Please add one or more modifier keys (Command, Option, Shift, and Control) or "
-                    "you can use function keys e.g. F3, F4, F5 etc.",
-                    "Key Has No Modifier"};
+            return {
+                "Please add one or more modifier keys (Command, Option, Shift, and Control) or "
+                "you can use function keys e.g. F3, F4, F5 etc.",
+                "Key Has No Modifier"};
         case HotkeyCheck::kReserved:
-            return {"Sorry, the key you have chosen can't be used as a hot-key. Please choose "
-                    "another key.",
-                    "Key Is Reserved"};
+            return {
+                "Sorry, the key you have chosen can't be used as a hot-key. Please choose "
+                "another key.",
+                "Key Is Reserved"};
         case HotkeyCheck::kCommandAssigned:
-            return {"Sorry, the command you have chosen already has a hot-key associated with it. "
-                    "Please choose another command.",
-                    "Command Already Assigned A Key"};
+            return {
+                "Sorry, the command you have chosen already has a hot-key associated with it. "
+                "Please choose another command.",
+                "Command Already Assigned A Key"};
     }
     return {"", ""};
 }
@@ -61,12 +65,24 @@ const std::vector<HotkeyValue>& ReservedHotkeys() {
     constexpr HotkeyValue cmd = kHotkeyCommand;
     constexpr HotkeyValue shiftCmd = kHotkeyShift | kHotkeyCommand;
     static const std::vector<HotkeyValue> reserved = {
-        MakeHotkey(u'W', cmd),      MakeHotkey(u'Q', cmd),      MakeHotkey(u'N', cmd),
-        MakeHotkey(u'O', cmd),      MakeHotkey(u'S', cmd),      MakeHotkey(u'S', shiftCmd),
-        MakeVirtualHotkey(kVkF2),   MakeHotkey(u'P', cmd),      MakeHotkey(u',', cmd),
-        MakeHotkey(u'/', shiftCmd), MakeHotkey(u'R', cmd),      MakeHotkey(u'Z', cmd),
-        MakeHotkey(u'Z', shiftCmd), MakeHotkey(u'X', cmd),      MakeHotkey(u'C', cmd),
-        MakeHotkey(u'V', cmd),      MakeVirtualHotkey(kVkBackspace, cmd), MakeHotkey(u'A', cmd),
+        MakeHotkey(u'W', cmd),
+        MakeHotkey(u'Q', cmd),
+        MakeHotkey(u'N', cmd),
+        MakeHotkey(u'O', cmd),
+        MakeHotkey(u'S', cmd),
+        MakeHotkey(u'S', shiftCmd),
+        MakeVirtualHotkey(kVkF2),
+        MakeHotkey(u'P', cmd),
+        MakeHotkey(u',', cmd),
+        MakeHotkey(u'/', shiftCmd),
+        MakeHotkey(u'R', cmd),
+        MakeHotkey(u'Z', cmd),
+        MakeHotkey(u'Z', shiftCmd),
+        MakeHotkey(u'X', cmd),
+        MakeHotkey(u'C', cmd),
+        MakeHotkey(u'V', cmd),
+        MakeVirtualHotkey(kVkBackspace, cmd),
+        MakeHotkey(u'A', cmd),
     };
     return reserved;
 }

@@ -66,8 +66,9 @@ LResult<std::string> ProbeHotKeyService() {
     }
     if (HasXDisplay()) {
         auto x11 = ProbeX11HotKeys();
-        if (x11) return IsWaylandSession() ? x11.Value() + ", only while an X11 window has the focus"
-                                           : x11.Value();
+        if (x11)
+            return IsWaylandSession() ? x11.Value() + ", only while an X11 window has the focus"
+                                      : x11.Value();
         reasons += (reasons.empty() ? "" : "; ") + x11.Error().Message();
     } else {
         reasons += std::string(reasons.empty() ? "" : "; ") + "no X display";

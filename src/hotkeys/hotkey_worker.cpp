@@ -24,9 +24,9 @@ bool HotkeyWorker::Call(std::function<void()> request, int timeoutMs) {
     std::unique_lock lock(mutex_);
     requests_.push_back(item);
     wake_.Set();
-    return done_.wait_for(lock, std::chrono::milliseconds(timeoutMs),
-                          [&] { return item->done || stopped_; }) &&
-           item->done;
+    return done_.wait_for(lock, std::chrono::milliseconds(timeoutMs), [&] {
+        return item->done || stopped_;
+    }) && item->done;
 }
 
 void HotkeyWorker::RunRequests() {

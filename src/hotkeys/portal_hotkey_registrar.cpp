@@ -65,8 +65,8 @@ LResult<uint32_t> PortalVersion(sd_bus* bus) {
     uint32_t version = 0;
     int r = sd_bus_get_property_trivial(bus, kPortalService, kPortalPath, kShortcutsInterface,
                                         "version", &error, 'u', &version);
-    LResult<uint32_t> result = r < 0 ? LResult<uint32_t>(BusError("no answer", r, &error))
-                                     : LResult<uint32_t>(version);
+    LResult<uint32_t> result =
+        r < 0 ? LResult<uint32_t>(BusError("no answer", r, &error)) : LResult<uint32_t>(version);
     sd_bus_error_free(&error);
     return result;
 }
@@ -242,9 +242,8 @@ class PortalHotKeyRegistrar final : public LHotKeyRegistrar, private HotkeyWorke
     bool WatchResponse(const std::string& token) {
         sd_bus_slot_unref(responseSlot_);
         responseSlot_ = nullptr;
-        int r = sd_bus_match_signal(bus_.get(), &responseSlot_, nullptr,
-                                    RequestPath(token).c_str(), kRequestInterface, "Response",
-                                    &OnResponse, this);
+        int r = sd_bus_match_signal(bus_.get(), &responseSlot_, nullptr, RequestPath(token).c_str(),
+                                    kRequestInterface, "Response", &OnResponse, this);
         if (r < 0) LogError("PortalHotKeyRegistrar: Response cannot be watched: %s", strerror(-r));
         return r >= 0;
     }
@@ -253,7 +252,8 @@ class PortalHotKeyRegistrar final : public LHotKeyRegistrar, private HotkeyWorke
         sd_bus_error error = SD_BUS_ERROR_NULL;
         sd_bus_message* reply = nullptr;
         int r = sd_bus_call(bus_.get(), m, kCallTimeoutUs, &error, &reply);
-        if (r < 0) LogError("PortalHotKeyRegistrar: %s", BusError(what, r, &error).Message().c_str());
+        if (r < 0)
+            LogError("PortalHotKeyRegistrar: %s", BusError(what, r, &error).Message().c_str());
         sd_bus_error_free(&error);
         sd_bus_message_unref(reply);
         return r >= 0;

@@ -276,9 +276,9 @@ class X11HotKeyRegistrar final : public LHotKeyRegistrar, private HotkeyWorker {
     Display* display_;
     Window root_;
     ModifierMasks masks_;
-    bool lost_ = false;                 // worker thread (set in Xlib's I/O error path)
-    std::map<int, Grab> grabs_;         // worker thread only
-    std::set<int> held_;                // worker thread only: pressed, not yet released
+    bool lost_ = false;          // worker thread (set in Xlib's I/O error path)
+    std::map<int, Grab> grabs_;  // worker thread only
+    std::set<int> held_;         // worker thread only: pressed, not yet released
 };
 
 }  // namespace

@@ -62,8 +62,8 @@ constexpr KeysymOfCode kCodeKeysyms[] = {
 // Keysyms that other keys or levels give for the same key: Shift+Tab, the
 // PC keyboard's Insert where Help sits, the keypad's arrows and pages.
 constexpr KeysymOfCode kAlternateKeysyms[] = {
-    {48, XK_ISO_Left_Tab}, {114, XK_Insert}, {115, XK_KP_Home}, {116, XK_KP_Prior},
-    {117, XK_KP_Delete},   {119, XK_KP_End}, {121, XK_KP_Next}, {123, XK_KP_Left},
+    {48, XK_ISO_Left_Tab}, {114, XK_Insert},  {115, XK_KP_Home}, {116, XK_KP_Prior},
+    {117, XK_KP_Delete},   {119, XK_KP_End},  {121, XK_KP_Next}, {123, XK_KP_Left},
     {124, XK_KP_Right},    {125, XK_KP_Down}, {126, XK_KP_Up},
 };
 

@@ -2,13 +2,14 @@
 // combinations as a user presses them, OK shows the first refusal with its
 // title, a binding that passes is stored, and deletion asks first.
 
+#include "gui/hotkey_dialog.h"
+
 #include <QKeyEvent>
 #include <QPushButton>
 #include <QTabWidget>
 #include <QTreeWidget>
 
 #include "gui/gui_test_support.h"
-#include "gui/hotkey_dialog.h"
 #include "gui/hotkey_options_page.h"
 #include "gui/hotkey_press_box.h"
 #include "gui/options_dialog.h"
@@ -63,13 +64,12 @@ TEST_F(HotkeyGuiTest, PressKeyBoxTakesCombinationsAndShowsHeldModifiers) {
 }
 
 TEST_F(HotkeyGuiTest, DialogRefusesInOrderThenStoresTheBinding) {
-    ASSERT_EQ(StoreHotkeyBinding({-1, int32_t(HotkeyCommand::kRecord),
-                                  MakeHotkey(u'R', kHotkeyControl)})
-                  .ValueOr(-1),
-              0);
+    ASSERT_EQ(
+        StoreHotkeyBinding({-1, int32_t(HotkeyCommand::kRecord), MakeHotkey(u'R', kHotkeyControl)})
+            .ValueOr(-1),
+        0);
     const std::vector<HotkeyValue> app = {MakeVirtualHotkey(kVkF5), MakeVirtualHotkey(kVkHome)};
-    HotkeyDialog dialog(view, HotkeyBinding{}, ReadHotkeyBindings(), app,
-                        BindableHotkeyCommands());
+    HotkeyDialog dialog(view, HotkeyBinding{}, ReadHotkeyBindings(), app, BindableHotkeyCommands());
     dialog.show();
     EXPECT_EQ(dialog.windowTitle(), "Add New Hot-Key");
     auto refused = [&](int key, Qt::KeyboardModifiers mods, const char* title) {
@@ -92,15 +92,14 @@ TEST_F(HotkeyGuiTest, DialogRefusesInOrderThenStoresTheBinding) {
     Enter(dialog, "hotkeyCommand=Stop and Mark Done");
     dialog.accept();
     EXPECT_FALSE(dialog.isVisible());
-    EXPECT_EQ(dialog.Saved(), (HotkeyBinding{1, int32_t(HotkeyCommand::kStop),
-                                             MakeHotkey(u'T', kHotkeyControl)}));
+    EXPECT_EQ(dialog.Saved(),
+              (HotkeyBinding{1, int32_t(HotkeyCommand::kStop), MakeHotkey(u'T', kHotkeyControl)}));
     ExpectSettings("Hotkey/Details/1",
                    "Command=3;Key=" + std::to_string(MakeHotkey(u'T', kHotkeyControl)));
     ExpectSettings("Hotkey/Details", "MaxID=2");
 
     // Changing it keeps its id; the same key again is no clash with itself.
-    HotkeyDialog change(view, dialog.Saved(), ReadHotkeyBindings(), app,
-                        BindableHotkeyCommands());
+    HotkeyDialog change(view, dialog.Saved(), ReadHotkeyBindings(), app, BindableHotkeyCommands());
     EXPECT_EQ(change.windowTitle(), "Change Hot-Key Command");
     ExpectShown(change, "hotkeyCommand=Stop and Mark Done;hotkeyPressKey=⌃T");
     Enter(change, "hotkeyCommand=Pause Recording");
@@ -111,7 +110,8 @@ TEST_F(HotkeyGuiTest, DialogRefusesInOrderThenStoresTheBinding) {
 }
 
 TEST_F(HotkeyGuiTest, PageListsBindingsDeletesAfterAskingAndStoresEnabled) {
-    StoreHotkeyBinding({-1, int32_t(HotkeyCommand::kRecord), MakeVirtualHotkey(kVkF6, kHotkeyShift)});
+    StoreHotkeyBinding(
+        {-1, int32_t(HotkeyCommand::kRecord), MakeVirtualHotkey(kVkF6, kHotkeyShift)});
     StoreHotkeyBinding({-1, int32_t(HotkeyCommand::kStop), MakeHotkey(u'S', kHotkeyOption)});
     unsetenv("DISPLAY");
     unsetenv("WAYLAND_DISPLAY");

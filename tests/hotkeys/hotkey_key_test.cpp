@@ -1,9 +1,10 @@
 // Key values, their names, and the mapping to X keysyms both ways.
 
+#include "hotkeys/hotkey_key.h"
+
 #include <X11/keysym.h>
 #include <gtest/gtest.h>
 
-#include "hotkeys/hotkey_key.h"
 #include "hotkeys/x11_keysyms.h"
 
 using namespace vocarta;
@@ -26,15 +27,15 @@ TEST(HotkeyKey, NamesPutTheModifierSymbolsInTheirOrderBeforeTheKey) {
 
 TEST(HotkeyKey, EveryCodeOfTheTableHasItsNameAndOthersAreUnknown) {
     const std::pair<uint8_t, const char*> expected[] = {
-        {36, "↩"},  {48, "⇥"},        {49, "␣"},           {51, "⌫"},    {53, "⎋"},
-        {57, "Caps Lock"}, {64, "F17"}, {71, "Num Lock"},  {72, "Volume Up"},
-        {73, "Volume Down"}, {74, "Mute"}, {76, "⌤"},      {79, "F18"},  {80, "F19"},
-        {90, "F20"}, {96, "F5"},      {97, "F6"},          {98, "F7"},   {99, "F3"},
-        {100, "F8"}, {101, "F9"},     {103, "F11"},        {105, "F13"}, {106, "F16"},
-        {107, "F14"}, {109, "F10"},   {110, "Menu"},       {111, "F12"}, {113, "F15"},
-        {114, "Help"}, {115, "↖"},    {116, "⇞"},          {117, "⌦"},   {118, "F4"},
-        {119, "↘"},  {120, "F2"},     {121, "⇟"},          {122, "F1"},  {123, "←"},
-        {124, "→"},  {125, "↓"},      {126, "↑"}};
+        {36, "↩"},         {48, "⇥"},     {49, "␣"},        {51, "⌫"},         {53, "⎋"},
+        {57, "Caps Lock"}, {64, "F17"},   {71, "Num Lock"}, {72, "Volume Up"}, {73, "Volume Down"},
+        {74, "Mute"},      {76, "⌤"},     {79, "F18"},      {80, "F19"},       {90, "F20"},
+        {96, "F5"},        {97, "F6"},    {98, "F7"},       {99, "F3"},        {100, "F8"},
+        {101, "F9"},       {103, "F11"},  {105, "F13"},     {106, "F16"},      {107, "F14"},
+        {109, "F10"},      {110, "Menu"}, {111, "F12"},     {113, "F15"},      {114, "Help"},
+        {115, "↖"},        {116, "⇞"},    {117, "⌦"},       {118, "F4"},       {119, "↘"},
+        {120, "F2"},       {121, "⇟"},    {122, "F1"},      {123, "←"},        {124, "→"},
+        {125, "↓"},        {126, "↑"}};
     ASSERT_EQ(NamedVirtualKeys().size(), std::size(expected));
     for (const auto& [code, name] : expected) {
         EXPECT_EQ(VirtualKeyName(code), name) << int(code);
@@ -82,5 +83,6 @@ TEST(HotkeyKeysyms, LettersDigitsAndPunctuationMapBothWays) {
     EXPECT_EQ(KeysymToHotkey(0x01000416), MakeHotkey(0x0416, 0));  // Cyrillic Zhe
     EXPECT_EQ(CharacterToKeysym(0x0416), 0x01000416u);
     // A modifier key itself is no hot-key.
-    for (Keysym k : {XK_Shift_L, XK_Control_R, XK_Super_L, XK_Alt_L}) EXPECT_EQ(KeysymToHotkey(k), 0u);
+    for (Keysym k : {XK_Shift_L, XK_Control_R, XK_Super_L, XK_Alt_L})
+        EXPECT_EQ(KeysymToHotkey(k), 0u);
 }

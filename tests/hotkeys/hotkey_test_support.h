@@ -3,8 +3,8 @@
 // programs run with an argument vector, and a handler that records what the
 // registrar delivers so the test can wait for it.
 
-#include <gtest/gtest.h>
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/wait.h>
@@ -82,7 +82,8 @@ class Helper {
 class Xvfb {
   public:
     Xvfb()
-        : server_({"Xvfb", "-displayfd", "{fd}", "-nolisten", "tcp", "-screen", "0", "640x480x24"}) {
+        : server_(
+              {"Xvfb", "-displayfd", "{fd}", "-nolisten", "tcp", "-screen", "0", "640x480x24"}) {
         if (!server_.Line().empty()) setenv("DISPLAY", (":" + server_.Line()).c_str(), 1);
     }
     bool Ok() const { return !server_.Line().empty(); }

@@ -29,11 +29,11 @@ class PortalTest : public ::testing::Test {
         return portal;
     }
     static void Press(const std::string& shortcut) {
-        ASSERT_EQ(RunProgram({"dbus-send", "--session", "--print-reply=literal",
-                              "--dest=org.freedesktop.portal.Desktop",
-                              "/org/freedesktop/portal/desktop", "org.vocarta.test.Control.Press",
-                              "string:" + shortcut}),
-                  0);
+        ASSERT_EQ(
+            RunProgram({"dbus-send", "--session", "--print-reply=literal",
+                        "--dest=org.freedesktop.portal.Desktop", "/org/freedesktop/portal/desktop",
+                        "org.vocarta.test.Control.Press", "string:" + shortcut}),
+            0);
     }
     // Waits until the registrar shows `id` as bound (10 s at most).
     static std::string WaitShown(LHotKeyRegistrar& reg, int id) {
@@ -54,10 +54,10 @@ TEST_F(PortalTest, BindsThroughThePortalAndDeliversActivations) {
     ASSERT_TRUE(made.Ok()) << made.Error().Message();
     auto& reg = *made.Value();
     EXPECT_EQ(reg.ServiceName(), "the desktop's shortcut portal");
-    auto refusals = reg.RegisterAll(
-        {{0, 1, MakeHotkey(u'K', kHotkeyControl | kHotkeyOption)},
-         {3, 3, MakeVirtualHotkey(kVkF5, kHotkeyCommand | kHotkeyShift)},
-         {4, 2, 0}});
+    auto refusals =
+        reg.RegisterAll({{0, 1, MakeHotkey(u'K', kHotkeyControl | kHotkeyOption)},
+                         {3, 3, MakeVirtualHotkey(kVkF5, kHotkeyCommand | kHotkeyShift)},
+                         {4, 2, 0}});
     EXPECT_TRUE(refusals.empty());
     EXPECT_EQ(WaitShown(reg, 0), "CTRL+ALT+k (test desktop)");
     EXPECT_EQ(reg.ShownKey(3), "SHIFT+LOGO+F5 (test desktop)");
