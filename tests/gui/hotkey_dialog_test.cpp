@@ -110,9 +110,10 @@ TEST_F(HotkeyGuiTest, DialogRefusesInOrderThenStoresTheBinding) {
 }
 
 TEST_F(HotkeyGuiTest, PageListsBindingsDeletesAfterAskingAndStoresEnabled) {
-    StoreHotkeyBinding(
-        {-1, int32_t(HotkeyCommand::kRecord), MakeVirtualHotkey(kVkF6, kHotkeyShift)});
-    StoreHotkeyBinding({-1, int32_t(HotkeyCommand::kStop), MakeHotkey(u'S', kHotkeyOption)});
+    ASSERT_TRUE(StoreHotkeyBinding(
+        {-1, int32_t(HotkeyCommand::kRecord), MakeVirtualHotkey(kVkF6, kHotkeyShift)}));
+    ASSERT_TRUE(
+        StoreHotkeyBinding({-1, int32_t(HotkeyCommand::kStop), MakeHotkey(u'S', kHotkeyOption)}));
     unsetenv("DISPLAY");
     unsetenv("WAYLAND_DISPLAY");
     HotkeyOptionsPage page(view);

@@ -18,6 +18,9 @@
 
 #include "hotkeys/hotkey_registrar.h"
 
+// After our own headers: Xlib's macros (Success, None) would clash with them.
+#include <X11/Xlib.h>
+
 extern char** environ;
 
 namespace vocarta::test {
@@ -82,14 +85,25 @@ class Helper {
 class Xvfb {
   public:
     Xvfb()
-        : server_(
-              {"Xvfb", "-displayfd", "{fd}", "-nolisten", "tcp", "-screen", "0", "640x480x24"}) {
-        if (!server_.Line().empty()) setenv("DISPLAY", (":" + server_.Line()).c_str(), 1);
+        : server_({"Xvfb", "-displayfd", "{fd}", "-nolisten", "tcp", "-noreset", "-screen", "0",
+                   "640x480x24"}) {
+        if (server_.Line().empty()) return;
+        setenv("DISPLAY", (":" + server_.Line()).c_str(), 1);
+        // The number comes a moment before the server takes connections.
+        for (int i = 0; i < 100 && !ready_; ++i) {
+            if (Display* d = XOpenDisplay(nullptr)) {
+                XCloseDisplay(d);
+                ready_ = true;
+            } else {
+                usleep(50000);
+            }
+        }
     }
-    bool Ok() const { return !server_.Line().empty(); }
+    bool Ok() const { return ready_; }
 
   private:
     Helper server_;
+    bool ready_ = false;
 };
 
 struct Delivery {
