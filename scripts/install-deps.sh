@@ -5,11 +5,12 @@ set -eu
 
 BUILD_PKGS="cmake g++ make pkg-config qt6-base-dev qt6-qpa-plugins libpulse-dev
 libsndfile1-dev libflac-dev libmp3lame0 libmpg123-dev libgsm1-dev libsoxr-dev
-libpugixml-dev libssl-dev libgtest-dev libgmock-dev libbenchmark-dev libxcb1-dev"
+libpugixml-dev libssl-dev libgtest-dev libgmock-dev libbenchmark-dev libxcb1-dev
+libx11-dev libsystemd-dev"
 # Real peers the tests drive: a sound server, an X server, decoders, network servers.
 TEST_PKGS="clang-format pulseaudio pulseaudio-utils xvfb xdotool x11-utils xauth trayer sox
 libsox-fmt-all flac lame mpg123 python3 python3-pyftpdlib python3-aiosmtpd imagemagick
-openssl curl"
+openssl curl dbus-daemon python3-dbus python3-gi"
 # The fuzz targets: clang with its libFuzzer and sanitizer runtimes.
 FUZZ_PKGS="clang libclang-rt-dev"
 

@@ -6,6 +6,7 @@
 #include "app/session/main_dialog_view.h"
 #include "gui/device_options_page.h"
 #include "gui/dialog_parts.h"
+#include "gui/hotkey_options_page.h"
 #include "gui/recording_options_page.h"
 #include "gui/trim_options_page.h"
 #include "toolkit/log.h"
@@ -29,6 +30,9 @@ OptionsDialog::OptionsDialog(MainDialogView& view, QWidget* parent, LDeviceEnume
     tabs_->addTab(recording_, tr("Recording"));
     tabs_->addTab(device_, tr("Device"));
     tabs_->addTab(trim_, tr("Trimming"));
+    auto* hotkeys = new HotkeyOptionsPage(view, tabs_);
+    tabs_->addTab(hotkeys, tr("Hot-Keys"));
+    connect(this, &QDialog::accepted, hotkeys, &HotkeyOptionsPage::Store);
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(tabs_);
     AddOkCancel(this, layout);
