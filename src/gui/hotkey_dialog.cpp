@@ -4,7 +4,7 @@
 #include <QFormLayout>
 #include <QVBoxLayout>
 
-#include "app/main_dialog_view.h"
+#include "app/session/main_dialog_view.h"
 #include "gui/dialog_parts.h"
 #include "gui/hotkey_press_box.h"
 #include "hotkeys/hotkey_checks.h"

@@ -8,7 +8,7 @@
 #include <QTreeWidget>
 #include <QVBoxLayout>
 
-#include "app/main_dialog_view.h"
+#include "app/session/main_dialog_view.h"
 #include "gui/dialog_parts.h"
 #include "gui/hotkey_dialog.h"
 #include "hotkeys/hotkey_registrar.h"
