@@ -7,6 +7,7 @@
 #include "gui/device_options_page.h"
 #include "gui/dialog_parts.h"
 #include "gui/recording_options_page.h"
+#include "gui/transmit_options_page.h"
 #include "gui/trim_options_page.h"
 #include "toolkit/log.h"
 
@@ -29,6 +30,9 @@ OptionsDialog::OptionsDialog(MainDialogView& view, QWidget* parent, LDeviceEnume
     tabs_->addTab(recording_, tr("Recording"));
     tabs_->addTab(device_, tr("Device"));
     tabs_->addTab(trim_, tr("Trimming"));
+    tabs_->addTab(new TransmitOptionsPage(
+                      view, [this] { return recording_->ChosenOptions().folder; }, tabs_),
+                  tr("Transmit"));
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(tabs_);
     AddOkCancel(this, layout);
@@ -37,6 +41,11 @@ OptionsDialog::OptionsDialog(MainDialogView& view, QWidget* parent, LDeviceEnume
 void OptionsDialog::accept() {
     if (!recording_->Check()) {
         tabs_->setCurrentWidget(recording_);
+        return;
+    }
+    // The Transmit page saves each method as soon as it passes its checks.
+    if (auto* transmit = tabs_->findChild<TransmitOptionsPage*>(); !transmit->Apply()) {
+        tabs_->setCurrentWidget(transmit);
         return;
     }
     bool stored = recording_->Store();
