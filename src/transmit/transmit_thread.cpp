@@ -99,7 +99,11 @@ bool TransmitThread::Shutdown(int timeoutMs) {
 }
 
 bool TransmitThread::WaitIdle(int timeoutMs) {
-    return idle_.Wait(timeoutMs);
+    if (!idle_.Wait(timeoutMs)) return false;
+    // The signal wakes us; the lock, taken by the thread when it went idle,
+    // makes what it did before visible here.
+    LAutoLock lock(lock_);
+    return true;
 }
 
 bool TransmitThread::IsSending() const {

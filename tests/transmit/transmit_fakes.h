@@ -21,6 +21,7 @@
 #include "support/temp_dir.h"
 #include "toolkit/lsignal_object.h"
 #include "toolkit/process_helpers.h"
+#include "toolkit/text.h"
 #include "transmit/transmit_method.h"
 #include "transmit/transmit_record.h"
 #include "transmit/transmit_ui.h"
@@ -84,23 +85,22 @@ class FakeContext final : public TransmitContext {
 };
 
 // Notes "<name> <path>" in `journal` for each send and answers with `send`
-// (Ok when not given). Its texts name it: "Q <name> %s", "L <name> %s",
-// "S <name> %s".
+// (Ok when not given). Its texts: "Q <name> %s", "C <name>", "L <name> %s",
+// "S <name> %s"; its target "target-<name>".
 class FakeMethod final : public TransmitMethod {
   public:
     using Send_ = std::function<TransmitResult(const TransmitRecord&, TransmitContext&)>;
 
     FakeMethod(TransmitMethodKind kind, std::vector<std::string>& journal, Send_ send = {})
         : kind_(kind), journal_(journal), send_(std::move(send)) {
-        static const char* const kNames[] = {"email", "ftp", "folder", "run"};
-        name_ = kNames[int(kind)];
-        q_ = "Q " + name_ + " %s", c_ = "C " + name_;
-        l_ = "L " + name_ + " %s", s_ = "S " + name_ + " %s";
-        texts_ = {q_.c_str(), c_.c_str(), l_.c_str(), s_.c_str()};
+        name_ = std::vector<std::string>{"email", "ftp", "folder", "run"}.at(std::size_t(kind));
+        for (const char* form : {"Q %s %%s", "C %s", "L %s %%s", "S %s %%s"})
+            text_.push_back(StringPrintf(form, name_.c_str()));
+        texts_ = {text_[0].c_str(), text_[1].c_str(), text_[2].c_str(), text_[3].c_str()};
     }
     TransmitMethodKind Kind() const override { return kind_; }
     const char* Name() const override { return name_.c_str(); }
-    bool Enabled() const override { return enabled; }
+    bool Enabled() const override { return true; }
     std::string Target() const override { return "target-" + name_; }
     const TransmitTexts& Texts() const override { return texts_; }
     TransmitResult Send(const TransmitRecord& record, TransmitContext& context) override {
@@ -108,13 +108,12 @@ class FakeMethod final : public TransmitMethod {
         return send_ ? send_(record, context) : TransmitResult::Ok;
     }
 
-    bool enabled = true;
-
   private:
     TransmitMethodKind kind_;
     std::vector<std::string>& journal_;
     Send_ send_;
-    std::string name_, q_, c_, l_, s_;
+    std::string name_;
+    std::vector<std::string> text_;
     TransmitTexts texts_{};
 };
 
