@@ -7,6 +7,7 @@
 #include "gui/device_options_page.h"
 #include "gui/dialog_parts.h"
 #include "gui/recording_options_page.h"
+#include "gui/schedule_general_page.h"
 #include "gui/trim_options_page.h"
 #include "toolkit/log.h"
 
@@ -29,6 +30,7 @@ OptionsDialog::OptionsDialog(MainDialogView& view, QWidget* parent, LDeviceEnume
     tabs_->addTab(recording_, tr("Recording"));
     tabs_->addTab(device_, tr("Device"));
     tabs_->addTab(trim_, tr("Trimming"));
+    tabs_->addTab(new GeneralOptionsPage(this), tr("General"));
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(tabs_);
     AddOkCancel(this, layout);

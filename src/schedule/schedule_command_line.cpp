@@ -50,6 +50,14 @@ bool ParseDays(const std::string& text, int& mask) {
     return mask != 0;
 }
 
+ScheduleCommandResult Done(std::string message) {
+    return {true, std::move(message), {}};
+}
+
+ScheduleCommandResult Failed(std::string message) {
+    return {false, std::move(message), {}};
+}
+
 LError Unreadable(const char* what, const std::string& text) {
     return MakeError(LErrorCode::kInvalid, "%s \"%s\" cannot be read", what, text.c_str());
 }
@@ -104,28 +112,28 @@ ScheduleCommandResult AddScheduleFromCommandLine(const std::vector<std::string>&
                                                  std::size_t& index, ScheduledRecordingList& list,
                                                  LJobLauncher& launcher, int64_t now) {
     LResult<ScheduleForm> form = ParseScheduleAdd(args, index);
-    if (!form) return {false, form.Error().Message()};
+    if (!form) return Failed(form.Error().Message());
     if (auto refused = CheckScheduleForm(form.Value(), list, nullptr, now))
-        return {false, refused->title + " " + refused->text};
+        return {false, refused->text, refused->title};
     switch (SaveScheduleForm(form.Value(), list, nullptr, launcher)) {
         case ScheduleSaved::Done:
-            return {true, StringPrintf("Schedule \"%s\" added.", form.Value().name.c_str())};
+            return Done(StringPrintf("Schedule \"%s\" added.", form.Value().name.c_str()));
         case ScheduleSaved::JobFailed:
-            return {false, StringPrintf("The job of schedule \"%s\" could not be made.",
-                                        form.Value().name.c_str())};
+            return Failed(StringPrintf("The job of schedule \"%s\" could not be made.",
+                                       form.Value().name.c_str()));
         case ScheduleSaved::NotStored:
             break;
     }
-    return {false, kScheduleNotStoredText};
+    return Failed(kScheduleNotStoredText);
 }
 
 ScheduleCommandResult RemoveScheduleFromCommandLine(const std::string& name,
                                                     ScheduledRecordingList& list,
                                                     LJobLauncher& launcher) {
     if (!list.FindByName(name))
-        return {false, StringPrintf("No schedule is named \"%s\".", name.c_str())};
-    if (!DeleteSchedule(list, name, launcher)) return {false, kScheduleNotStoredText};
-    return {true, StringPrintf("Schedule \"%s\" removed.", name.c_str())};
+        return Failed(StringPrintf("No schedule is named \"%s\".", name.c_str()));
+    if (!DeleteSchedule(list, name, launcher)) return Failed(kScheduleNotStoredText);
+    return Done(StringPrintf("Schedule \"%s\" removed.", name.c_str()));
 }
 
 std::vector<std::string> ScheduleListingLines(const ScheduledRecordingList& list,

@@ -28,6 +28,7 @@ namespace vocarta {
 struct ScheduleCommandResult {
     bool ok = false;
     std::string message;  // what to print: the failure, or what was done
+    std::string title;    // the window's title of a refusal, else empty
 };
 
 // Reads NAME and what follows from args[index]; `index` is left on the last

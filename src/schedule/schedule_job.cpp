@@ -106,6 +106,7 @@ ScheduleJob JobForRecord(const ScheduledRecording& record, const std::string& pr
     job.start = record.Start();
     job.end = record.End();
     job.weekdays = record.Weekdays();
+    job.runIfNotLoggedIn = record.RunIfNotLoggedIn();
     job.argument = ScheduleArgumentText(job.end, job.name, record.RunIfNotLoggedIn());
     job.window = LaunchWindowText(record);
     return job;

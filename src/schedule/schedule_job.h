@@ -36,6 +36,7 @@ struct ScheduleJob {
     int64_t start = 0;  // as stored (daily and weekly: on the reference day)
     int64_t end = 0;
     int weekdays = 0;
+    bool runIfNotLoggedIn = false;
     std::string window;
 
     std::string Label() const;

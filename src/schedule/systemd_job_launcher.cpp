@@ -1,5 +1,6 @@
 #include "schedule/systemd_job_launcher.h"
 
+#include <pwd.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -85,6 +86,14 @@ int64_t NextElapseOfJson(const std::string& json) {
     const std::size_t at = json.find("\"next\":");
     if (at == std::string::npos) return 0;
     return std::strtoll(json.c_str() + at + 7, nullptr, 10) / 1000000;
+}
+
+bool LingerEnabled() {
+    passwd entry{};
+    passwd* user = nullptr;
+    char buffer[4096];
+    if (getpwuid_r(getuid(), &entry, buffer, sizeof buffer, &user) != 0 || !user) return false;
+    return FileExists(std::string("/var/lib/systemd/linger/") + user->pw_name);
 }
 
 }  // namespace
@@ -194,6 +203,13 @@ LResult<std::string> SystemdJobLauncher::ServiceText(const ScheduleJob& job) {
 
 LStatus SystemdJobLauncher::WriteJobFiles(const ScheduleJob& job) {
     const std::string label = job.Label();
+    // The user manager runs while the user is logged in, or always when the user
+    // "lingers"; worth a line when a schedule asks to record without a login.
+    if (job.runIfNotLoggedIn && !LingerEnabled())
+        LogEvent(
+            "Schedule \"%s\" records only while you are logged in: run "
+            "\"loginctl enable-linger\" to record when you are not",
+            job.name.c_str());
     if (!MakeDirs(UnitFolder())) {
         LogSystemFailure("SystemdJobLauncher::WriteJobFiles", "mkdir");
         return MakeError(LErrorCode::kIo, "%s cannot be made", UnitFolder().c_str());
@@ -260,7 +276,14 @@ void SystemdJobLauncher::ForgetJob(const std::string& label) {
 }
 
 void SystemdJobLauncher::DeleteJobFiles(const std::string& label) {
-    for (const std::string& path : {TimerPath(label), ServicePath(label)})
+    // The link `enable` made is left behind when the manager could not be asked
+    // to disable the timer; it is ours only while it points at our timer.
+    const std::string wanted = JoinPath(UnitFolder(), "timers.target.wants/" + TimerUnit(label));
+    char target[4096];
+    const ssize_t n = readlink(wanted.c_str(), target, sizeof target - 1);
+    std::vector<std::string> paths = {TimerPath(label), ServicePath(label)};
+    if (n > 0 && std::string(target, std::size_t(n)) == TimerPath(label)) paths.push_back(wanted);
+    for (const std::string& path : paths)
         if (unlink(path.c_str()) != 0 && errno != ENOENT)
             LogSystemFailure("SystemdJobLauncher::RemoveScheduleJob", "unlink");
 }

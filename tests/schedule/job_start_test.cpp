@@ -7,9 +7,13 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <random>
+
+#include "schedule/crontab_job_launcher.h"
 #include "schedule/schedule_command_line.h"
 #include "schedule/schedule_job.h"
 #include "schedule/schedule_time.h"
+#include "schedule/utf8_text.h"
 #include "schedule_test_support.h"
 
 using namespace vocarta;
@@ -109,4 +113,38 @@ TEST(ScheduleCommandLine, AddArgumentsAreReadAsTheWindowWouldHoldThem) {
                                                {"n", "weekly", "funday", "07:00", "08:00"},
                                                {"n", "once", "2030-13-01", "1:00", "2:00"}})
         EXPECT_FALSE(parse(bad).first) << bad.size();
+}
+
+TEST(ScheduleParsers, SurviveMutatedInput) {
+    // Texts from outside the program: the job's variable, crontab lines (the
+    // user may edit them), command lines, names. Mutations must never crash,
+    // and a printable name must always be clean UTF-8.
+    std::mt19937 random(16);
+    const std::string seeds[] = {"2 34 1999-11-30 22:00:00 1999-12-01 08:00:00",
+                                 "0 7 * * 1,5 X='a' 'b' # vocarta-schedule:x",
+                                 "N\xc3\xa4me \xf0\x9f\x8e\x99 once 2030-06-05 10:00 11:00"};
+    for (int round = 0; round < 3000; ++round) {
+        std::string text = seeds[round % 3];
+        for (int edits = 1 + int(random() % 4); edits > 0; --edits) {
+            const std::size_t at = random() % (text.size() + 1);
+            switch (random() % 3) {
+                case 0:
+                    text.insert(at, 1, char(random() % 256));
+                    break;
+                case 1:
+                    if (at < text.size()) text.erase(at, 1);
+                    break;
+                default:
+                    if (at < text.size()) text[at] = char(random() % 256);
+            }
+        }
+        (void)CheckLaunchWindow(text, 1906884000);
+        (void)CrontabJobLauncher::NextStartOfLine(text, 1906884000);
+        std::vector<std::string> words = {text, "once", text, "10:00", text};
+        std::size_t index = 0;
+        (void)ParseScheduleAdd(words, index);
+        const std::string shown = PrintableUtf8(text);
+        EXPECT_TRUE(IsValidUtf8(shown)) << Hex(text);
+        for (char c : shown) EXPECT_FALSE(static_cast<unsigned char>(c) < 0x20) << Hex(text);
+    }
 }

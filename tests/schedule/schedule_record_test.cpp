@@ -6,6 +6,7 @@
 
 #include <filesystem>
 
+#include "schedule/schedule_command_line.h"
 #include "schedule/schedule_display.h"
 #include "schedule/schedule_form.h"
 #include "schedule/schedule_overlap.h"
@@ -361,4 +362,26 @@ TEST_F(ScheduleTest, SavingEditingAndDeletingGoThroughTheLauncher) {
     EXPECT_EQ(SaveScheduleForm(form, list_, nullptr, launcher), ScheduleSaved::Done);
     ASSERT_TRUE(disk.Load());
     EXPECT_NE(disk.FindByName("kept"), nullptr);
+}
+
+TEST_F(ScheduleTest, CommandLineAddsListsAndRemovesWithTheWindowsTexts) {
+    FakeLauncher launcher;
+    const int64_t now = InstantFromTexts("2030-06-05", "12:00:00");
+    std::vector<std::string> args = {"-schedule-add", "Night", "daily", "22:00", "08:00", "-x"};
+    std::size_t index = 1;
+    ScheduleCommandResult added = AddScheduleFromCommandLine(args, index, list_, launcher, now);
+    EXPECT_TRUE(added.ok) << added.message;
+    EXPECT_EQ(index, 4u);
+    index = 1;
+    added = AddScheduleFromCommandLine(args, index, list_, launcher, now);
+    EXPECT_FALSE(added.ok);
+    EXPECT_EQ(added.title, "Duplicate Schedule Name");
+    EXPECT_EQ(added.message, "Schedule name cannot be duplicate. Please enter a new name.");
+    EXPECT_EQ(
+        ScheduleListingLines(list_, launcher),
+        std::vector<std::string>({"Name\tStart\tEnd\tState\tDuration\tNext start",
+                                  "Night\tEveryday 22:00:00\t08:00:00\tActive\t10-00-00\tnone"}));
+    EXPECT_TRUE(RemoveScheduleFromCommandLine("Night", list_, launcher).ok);
+    EXPECT_EQ(RemoveScheduleFromCommandLine("Night", list_, launcher).message,
+              "No schedule is named \"Night\".");
 }

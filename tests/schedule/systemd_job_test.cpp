@@ -178,13 +178,21 @@ TEST(SystemdJob, CommandSequencesOfCreateEditRemove) {
     EXPECT_FALSE(launcher.HasJobFile(job.Label()));
     EXPECT_FALSE(FileExists(JoinPath(ConfigHome(), "systemd/user/" + service)));
 
-    // Not listed: the files go without an unload.
+    // Not listed (the manager cannot be asked): the files go without an unload,
+    // with the link an earlier `enable` left.
     ASSERT_TRUE(launcher.CreateScheduleJob(job));
     tools.Take();
+    const std::string wants = JoinPath(ConfigHome(), "systemd/user/timers.target.wants");
+    std::filesystem::create_directories(wants);
+    std::filesystem::create_symlink(SystemdJobLauncher::TimerPath(job.Label()),
+                                    wants + "/" + timer);
+    std::filesystem::create_symlink("/elsewhere", wants + "/" + Unit("other", ".timer"));
     tools.Answer("systemctl", "show", 0, "ActiveState=inactive\nUnitFileState=disabled\n");
     launcher.RemoveScheduleJob("Morning news");
     EXPECT_EQ(tools.Take().size(), 1u);
     EXPECT_FALSE(launcher.HasJobFile(job.Label()));
+    EXPECT_FALSE(std::filesystem::is_symlink(wants + "/" + timer));
+    EXPECT_TRUE(std::filesystem::is_symlink(wants + "/" + Unit("other", ".timer")));
 
     // Unload and load fail quietly without the file; failed tools still report
     // success from Create, and the failure is logged.
