@@ -1,7 +1,11 @@
 #include "schedule/job_start.h"
 
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 #include <mutex>
 
@@ -80,6 +84,21 @@ bool StartedByJob(std::string_view jobId, pid_t* pid) {
     if (startedByJob.empty() || startedByJob != jobId) return false;
     if (pid) *pid = jobProcess;
     return true;
+}
+
+LStatus DetachFromJob() {
+    const pid_t child = fork();
+    if (child < 0) {
+        LogSystemFailure("DetachFromJob", "fork");
+        return MakeError(LErrorCode::kFailed, "fork: %s", std::strerror(errno));
+    }
+    if (child > 0) _exit(0);
+    if (setsid() < 0) LogSystemFailure("DetachFromJob", "setsid");
+    {
+        std::lock_guard<std::mutex> lock(flagMutex);
+        if (!startedByJob.empty()) jobProcess = getpid();
+    }
+    return LStatus::Success();
 }
 
 LaunchVerdict CheckLaunchWindow(std::string_view text, int64_t now) {

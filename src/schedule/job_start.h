@@ -21,6 +21,8 @@
 #include <string>
 #include <string_view>
 
+#include "toolkit/result.h"
+
 namespace vocarta {
 
 inline constexpr const char* kJobIdVariable = "VOCARTA_SCHEDULE_JOB";
@@ -45,6 +47,16 @@ void SetStartedByJob(const std::string& jobId, pid_t pid);
 void ClearStartedByJob();
 // True when the flag names `jobId`; `pid` receives the process to wait for.
 bool StartedByJob(std::string_view jobId, pid_t* pid = nullptr);
+
+// For the program a job started, at start-up before any thread runs, when it is
+// going to stay (as the running copy): the job's own process ends here, with
+// status 0, and the program goes on in a child in a session of its own. systemd
+// does not start a service that is still running, so without this a daily or
+// weekly schedule could not start its job again while the copy it started
+// lives; the service's KillMode=process leaves the child alone. Returns in the
+// child; an error (logged) when no child could be made, and the caller goes on
+// as it was.
+LStatus DetachFromJob();
 
 struct LaunchVerdict {
     bool record = true;

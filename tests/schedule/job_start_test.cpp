@@ -5,8 +5,10 @@
 #include "schedule/job_start.h"
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <random>
 
 #include "schedule/crontab_job_launcher.h"
@@ -15,6 +17,7 @@
 #include "schedule/schedule_time.h"
 #include "schedule/utf8_text.h"
 #include "schedule_test_support.h"
+#include "toolkit/text.h"
 
 using namespace vocarta;
 using namespace vocarta::test;
@@ -147,4 +150,27 @@ TEST(ScheduleParsers, SurviveMutatedInput) {
         EXPECT_TRUE(IsValidUtf8(shown)) << Hex(text);
         for (char c : shown) EXPECT_FALSE(static_cast<unsigned char>(c) < 0x20) << Hex(text);
     }
+}
+
+TEST(JobStart, DetachLetsTheJobsProcessEndAndGoesOnInAChild) {
+    TempDir dir;
+    const std::string out = dir.File("child");
+    const pid_t job = fork();
+    if (job == 0) {
+        SetStartedByJob("id", getpid());
+        if (!DetachFromJob()) _exit(2);
+        pid_t flagged = 0;
+        StartedByJob("id", &flagged);
+        WriteFile(out, StringPrintf("%d %d %d", int(getpid()), int(getsid(0)), int(flagged)));
+        _exit(0);
+    }
+    int status = -1;
+    waitpid(job, &status, 0);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    for (int i = 0; i < 50 && ReadFile(out).empty(); ++i) usleep(20000);
+    int pid = 0, sid = 0, flagged = 0;
+    ASSERT_EQ(std::sscanf(ReadFile(out).c_str(), "%d %d %d", &pid, &sid, &flagged), 3);
+    EXPECT_NE(pid, job);
+    EXPECT_EQ(sid, pid);      // a session of its own
+    EXPECT_EQ(flagged, pid);  // an unload from inside waits for the child
 }

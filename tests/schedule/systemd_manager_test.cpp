@@ -132,4 +132,33 @@ TEST(SystemdManager, HostileNamesReachTheProgramExactly) {
         EXPECT_FALSE(launcher.HasJobFile(job.Label()));
     }
     EXPECT_FALSE(FileExists("/tmp/vocarta-pwned"));
+
+    // A program that stays on in a child after its job's process ended: the job
+    // ends, the child lives (KillMode=process), and the job starts again.
+    const std::string stays = plain.File("stays");
+    WriteFile(stays, "#!/bin/sh\nsleep 60 </dev/null >/dev/null 2>&1 &\necho $! >> '" +
+                         plain.File("children") + "'\n");
+    chmod(stays.c_str(), 0755);
+    ScheduledRecording daily;
+    daily.SetDaily("stays", ReferenceDayInstant(3, 0, 0), ReferenceDayInstant(4, 0, 0));
+    const ScheduleJob job = JobForRecord(daily, stays);
+    ASSERT_TRUE(launcher.CreateScheduleJob(job));
+    const std::string service = JobId(job.Label()) + ".service";
+    for (int start = 1; start <= 2; ++start) {
+        ASSERT_EQ(RunTool({"systemctl", "--user", "start", service}).exitCode, 0);
+        for (int i = 0;
+             i < 100 && Lines(ReadFile(plain.File("children"))).size() < std::size_t(start); ++i)
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        for (int i = 0;
+             i < 100 && RunTool({"systemctl", "--user", "is-active", service}).out != "inactive\n";
+             ++i)
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    const std::vector<std::string> children = Lines(ReadFile(plain.File("children")));
+    ASSERT_EQ(children.size(), 2u);
+    for (const std::string& child : children) {
+        EXPECT_EQ(kill(std::stoi(child), 0), 0) << "the job's stop ended the program's child";
+        kill(std::stoi(child), SIGTERM);
+    }
+    launcher.RemoveScheduleJob("stays");
 }
