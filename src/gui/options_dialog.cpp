@@ -9,6 +9,7 @@
 #include "gui/hotkey_options_page.h"
 #include "gui/recording_options_page.h"
 #include "gui/transmit_options_page.h"
+#include "gui/schedule_general_page.h"
 #include "gui/trim_options_page.h"
 #include "toolkit/log.h"
 
@@ -37,6 +38,7 @@ OptionsDialog::OptionsDialog(MainDialogView& view, QWidget* parent, LDeviceEnume
     tabs_->addTab(new TransmitOptionsPage(
                       view, [this] { return recording_->ChosenOptions().folder; }, tabs_),
                   tr("Transmit"));
+    tabs_->addTab(new GeneralOptionsPage(this), tr("General"));
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(tabs_);
     AddOkCancel(this, layout);

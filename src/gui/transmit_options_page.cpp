@@ -12,7 +12,7 @@
 #include <QVBoxLayout>
 
 #include "app/file_naming.h"
-#include "app/main_dialog_view.h"
+#include "app/session/main_dialog_view.h"
 #include "gui/dialog_parts.h"
 #include "settings/settings.h"
 #include "toolkit/paths.h"
