@@ -14,7 +14,7 @@
 #include <QVBoxLayout>
 #include <ctime>
 
-#include "app/main_dialog_view.h"
+#include "app/session/main_dialog_view.h"
 #include "gui/dialog_parts.h"
 #include "schedule/schedule_display.h"
 #include "schedule/scheduled_recording.h"

@@ -7,7 +7,7 @@
 #include <QTreeWidget>
 #include <QVBoxLayout>
 
-#include "app/main_dialog_view.h"
+#include "app/session/main_dialog_view.h"
 #include "gui/schedule_dialog.h"
 #include "schedule/schedule_display.h"
 #include "schedule/schedule_form.h"

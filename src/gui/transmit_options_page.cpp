@@ -11,7 +11,7 @@
 #include <QSpinBox>
 #include <QVBoxLayout>
 
-#include "app/file_naming.h"
+#include "app/session/file_naming.h"
 #include "app/session/main_dialog_view.h"
 #include "gui/dialog_parts.h"
 #include "settings/settings.h"
