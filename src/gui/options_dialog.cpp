@@ -8,8 +8,8 @@
 #include "gui/dialog_parts.h"
 #include "gui/hotkey_options_page.h"
 #include "gui/recording_options_page.h"
-#include "gui/transmit_options_page.h"
 #include "gui/schedule_general_page.h"
+#include "gui/transmit_options_page.h"
 #include "gui/trim_options_page.h"
 #include "toolkit/log.h"
 
