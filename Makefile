@@ -1,12 +1,22 @@
 # Two entry points: `make run` builds and starts Vocarta, `make test` builds and
 # runs every test. Both install missing Debian packages first.
+#
+# `make test` runs each test once: the unit tests in a build with
+# AddressSanitizer and UndefinedBehaviorSanitizer ($(ASAN_DIR)), the end-to-end
+# tests against the normal build's programs ($(BUILD_DIR)).
 BUILD_DIR ?= build
+ASAN_DIR ?= build-asan
 BUILD_TYPE ?= RelWithDebInfo
 JOBS ?= $(shell nproc)
 FUZZ_DIR ?= build-fuzz
 FUZZ_SECONDS ?= 60
+# Leaks inside system libraries the GUI tests load (fontconfig) are not ours.
+SANITIZER_ENV = ASAN_OPTIONS=detect_leaks=1:strict_string_checks=1 \
+	UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
+	LSAN_OPTIONS=suppressions=$(CURDIR)/tests/support/lsan.supp:print_suppressions=0
 
-.PHONY: all deps test-deps fuzz-deps configure build run test bench fuzz fuzz-run clean
+.PHONY: all deps test-deps fuzz-deps configure build run test test-unit test-e2e \
+	check-format bench fuzz fuzz-run clean
 
 all: build
 
@@ -28,9 +38,19 @@ build: deps configure
 run: build
 	./$(BUILD_DIR)/vocarta
 
-test: test-deps configure
-	cmake --build $(BUILD_DIR) -j$(JOBS)
-	cd $(BUILD_DIR) && ctest --output-on-failure -j$(JOBS) --timeout 600
+test: test-unit test-e2e
+
+test-unit: test-deps
+	cmake -S . -B $(ASAN_DIR) -DCMAKE_BUILD_TYPE= -DVOCARTA_SANITIZE=ON -DVOCARTA_BUILD_BENCH=OFF
+	cmake --build $(ASAN_DIR) -j$(JOBS)
+	cd $(ASAN_DIR) && $(SANITIZER_ENV) ctest --output-on-failure -j$(JOBS) --timeout 600 -L unit
+
+test-e2e: test-deps configure
+	cmake --build $(BUILD_DIR) -j$(JOBS) --target e2e_programs
+	cd $(BUILD_DIR) && ctest --output-on-failure -j$(JOBS) --timeout 600 -L e2e
+
+check-format: test-deps
+	./scripts/check-format.sh
 
 bench: test-deps configure
 	cmake --build $(BUILD_DIR) -j$(JOBS) --target benchmarks
@@ -44,7 +64,7 @@ fuzz: fuzz-deps
 	cmake --build $(FUZZ_DIR) -j$(JOBS)
 
 fuzz-run: fuzz
-	./fuzz/run-fuzzers.sh $(FUZZ_DIR) $(FUZZ_SECONDS)
+	./fuzz/run-fuzzers.sh $(FUZZ_DIR) $(FUZZ_SECONDS) $(JOBS)
 
 clean:
-	rm -rf $(BUILD_DIR) $(FUZZ_DIR)
+	rm -rf $(BUILD_DIR) $(ASAN_DIR) $(FUZZ_DIR)
