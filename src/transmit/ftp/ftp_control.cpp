@@ -62,14 +62,18 @@ LResult<FtpReply> FtpControl::Read(int timeoutMs) {
                     return last_;
                 case FtpReplyAssembler::Outcome::kFailed: {
                     LError error(LErrorCode::kProtocol, assembler_.Error());
-                    assembler_.Take();
+                    Close(0);  // what follows can no longer be told apart
                     return error;
                 }
             }
         }
-        if (lines_.Failed())
-            return MakeError(LErrorCode::kProtocol, "%s sent a reply line longer than %zu bytes",
-                             ServerName().c_str(), kFtpLineLimit);
+        if (lines_.Failed()) {
+            LError error =
+                MakeError(LErrorCode::kProtocol, "%s sent a reply line longer than %zu bytes",
+                          ServerName().c_str(), kFtpLineLimit);
+            Close(0);
+            return error;
+        }
         auto got = socket_.Receive(chunk, sizeof chunk,
                                    deadline.Unlimited() ? kNoTimeLimit : deadline.RemainingMs());
         if (!got) {

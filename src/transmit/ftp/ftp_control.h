@@ -5,6 +5,9 @@
 // multi-line. What has arrived of a reply that has not ended is kept, so a read
 // that times out (a keep-alive reply still on its way) leaves it for the next.
 //
+// A reply outside the protocol (no code, a line or reply over its bound) closes
+// the connection: nothing after it can be trusted to answer what was asked.
+//
 // A command whose argument holds CR or LF is refused before anything is sent: a
 // file or folder name must never smuggle a second command onto the connection.
 //

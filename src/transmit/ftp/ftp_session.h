@@ -71,6 +71,14 @@ struct FtpUploadStats {
     bool keptTime = false;  // MFMT set the remote time
 };
 
+// The upload's keep-alive timing, kept apart so that a test can see a keep-alive
+// without waiting half a minute.
+struct FtpKeepAliveTiming {
+    int intervalMs = 30000;      // a NOOP once this long has passed without one
+    int replyWaitMs = 5000;      // how long its reply is looked for
+    int pendingReplyMs = 10000;  // each pending reply at the end of the transfer
+};
+
 enum class FtpState { kClosed, kConnecting, kGreeting, kAuthTls, kUser, kPass, kReady };
 const char* FtpStateName(FtpState state);
 
@@ -108,6 +116,9 @@ class FtpSession {
     const FtpUploadStats& LastUploadStats() const { return lastUpload_; }
     // Sends QUIT when logged in (not waiting long for its reply) and closes.
     void Close();
+
+    void SetKeepAliveTiming(const FtpKeepAliveTiming& timing) { keepAlive_ = timing; }
+    const FtpKeepAliveTiming& KeepAliveTiming() const { return keepAlive_; }
 
     FtpState State() const { return state_; }
     bool IsEncrypted() const { return control_.IsTls(); }
@@ -152,6 +163,7 @@ class FtpSession {
     bool featuresAsked_ = false;
     bool passiveFailed_ = false;
     FtpUploadStats lastUpload_;
+    FtpKeepAliveTiming keepAlive_;
 
     friend class FtpUpload;
 };

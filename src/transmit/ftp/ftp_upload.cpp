@@ -244,11 +244,11 @@ LStatus FtpUpload::KeepAlive(long long now) {
             if (pendingReplies_ == 0) noopSentAt_ = -1;
         } else if (reply.Error().Code() != LErrorCode::kTimedOut) {
             return reply.Error();
-        } else if (now - noopSentAt_ >= kFtpKeepAliveReplyMs) {
+        } else if (now - noopSentAt_ >= session_.KeepAliveTiming().replyWaitMs) {
             noopSentAt_ = -1;  // its reply stays pending until the end
         }
     }
-    if (now - lastKeepAlive_ > kFtpKeepAliveMs) {
+    if (now - lastKeepAlive_ > session_.KeepAliveTiming().intervalMs) {
         if (LStatus sent = control_.Send("NOOP", "", kFtpShortCommandTimeoutMs); !sent) return sent;
         ++pendingReplies_;
         noopSentAt_ = now;
@@ -269,17 +269,29 @@ void FtpUpload::Abort() {
 LResult<FtpReply> FtpUpload::FinalReply() {
     if (earlyFinal_) return *earlyFinal_;
     if (pendingReplies_ == 0) return control_.Read(kFtpReplyTimeoutMs);
-    // Keep-alive replies first, then the transfer's own.
+    const int waitMs = session_.KeepAliveTiming().pendingReplyMs;
+    // Keep-alive replies may come before the transfer's own reply or after it.
     for (int read = 0; read < pendingReplies_ + kExtraRepliesBeforeFinal; ++read) {
-        auto reply = control_.Read(kFtpPendingReplyMs);
+        auto reply = control_.Read(waitMs);
         if (!reply) return reply;
         const int code = reply.Value().code;
-        if (code == 226 || code == 426 || code >= 400 || read >= pendingReplies_) return reply;
+        if (code == 226 || code == 426 || code >= 400 || read >= pendingReplies_) {
+            for (int left = pendingReplies_ - read; left > 0; --left) {
+                auto late = control_.Read(waitMs);
+                if (!late) break;
+            }
+            pendingReplies_ = 0;
+            return reply;
+        }
     }
     return MakeError(LErrorCode::kProtocol, "the FTP server did not end the transfer");
 }
 
 LResult<FtpUpload::Step> FtpUpload::OnFinish() {
+    // The server reads to the end before it answers; whether the end came in
+    // good order is for its final reply to say.
+    LStatus finished = data_.FinishSending(kFtpCloseWaitMs);
+    if (!finished && finished.Error().IsCancelled()) return finished.Error();
     data_.Close(kFtpCloseWaitMs);
     auto reply = FinalReply();
     if (!reply) return reply.Error();

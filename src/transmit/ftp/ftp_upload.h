@@ -11,7 +11,10 @@
 // at a time on a slow one, 256 at a time on a fast one), each batch with the
 // block's 20000 ms time-out. Every 30000 ms a NOOP goes out on the control
 // connection; its reply is looked for between batches for 5000 ms and is
-// otherwise counted as pending, to be read before the final reply.
+// otherwise counted as pending: at the end replies are read (10000 ms each)
+// until the transfer's own, and the keep-alive replies a server sends after it
+// (as servers that read no command during a transfer do) are read too, so that
+// no stale reply answers a later command.
 //
 // Threading: the session's thread.
 
@@ -30,11 +33,8 @@ namespace vocarta {
 inline constexpr const char* kFtpProtRefusedText =
     "This FTP server does not support the required protected mode data transfers for SSL "
     "connections.";
-inline constexpr int kFtpKeepAliveMs = 30000;
-inline constexpr int kFtpKeepAliveReplyMs = 5000;
 inline constexpr int kFtpBlockTimeoutMs = 20000;
 inline constexpr int kFtpAbortReplyMs = 2000;
-inline constexpr int kFtpPendingReplyMs = 10000;
 inline constexpr int kFtpLocalLockWaitMs = 500;
 
 class FtpUpload {
