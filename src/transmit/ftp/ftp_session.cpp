@@ -272,6 +272,20 @@ LResult<SecureSocket> FtpSession::OpenPassive() {
     return data;
 }
 
+LStatus FtpSession::ProtectDataConnections() {
+    if (!control_.IsTls()) return {};
+    auto pbsz = control_.Exchange("PBSZ", "0", kFtpShortCommandTimeoutMs);
+    if (!pbsz) return pbsz.Error();
+    if (!pbsz.Value().Positive()) return Refused(pbsz.Value(), "PBSZ 0");
+    auto prot = control_.Exchange("PROT", "P", kFtpShortCommandTimeoutMs);
+    if (!prot) return prot.Error();
+    if (!prot.Value().Positive()) {
+        if (prot.Value().code == 534) Log(kFtpProtRefusedText);
+        return Refused(prot.Value(), "protected data connections (PROT P)");
+    }
+    return {};
+}
+
 LStatus FtpSession::SecureData(SecureSocket& data) {
     if (!control_.IsTls()) return {};
     data.SetPeerHostName(control_.Socket().PeerHostName());
@@ -307,6 +321,8 @@ LResult<std::vector<FtpListEntry>> FtpSession::List(const std::string& dir) {
     auto type = Command("TYPE", "A");
     if (!type) return type.Error();
     if (!type.Value().Positive()) return Refused(type.Value(), "TYPE A");
+    if (LStatus protectedData = ProtectDataConnections(); !protectedData)
+        return protectedData.Error();
     auto data = OpenPassive();
     if (!data) return data.Error();
     auto start = Command(mlsd ? "MLSD" : "LIST", dir);

@@ -36,6 +36,10 @@ namespace vocarta {
 inline constexpr uint16_t kFtpPort = 21;
 inline constexpr uint16_t kFtpImplicitTlsPort = 990;
 inline constexpr int kFtpDataConnectTimeoutMs = 20000;
+// The text logged when a server refuses protected data connections.
+inline constexpr const char* kFtpProtRefusedText =
+    "This FTP server does not support the required protected mode data transfers for SSL "
+    "connections.";
 
 // How the session asks for TLS.
 enum class FtpTlsMode {
@@ -132,6 +136,9 @@ class FtpSession {
     // Whether the last OpenPassive failed (its reply, its address or its
     // connection), as the connection test reports it.
     bool LastPassiveFailed() const { return passiveFailed_; }
+    // On an encrypted control connection, "PBSZ 0" and "PROT P" (a refusal with
+    // 534 logs kFtpProtRefusedText); nothing in clear.
+    LStatus ProtectDataConnections();
     // TLS on a data connection, resuming the control connection's session; a
     // no-op on a clear control connection.
     LStatus SecureData(SecureSocket& data);

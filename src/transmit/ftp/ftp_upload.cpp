@@ -131,16 +131,8 @@ LResult<FtpUpload::Step> FtpUpload::OnRemoteSize() {
 }
 
 LResult<FtpUpload::Step> FtpUpload::OnProtect() {
-    if (!control_.IsTls()) return Step::kType;
-    auto pbsz = Command("PBSZ", "0");
-    if (!pbsz) return pbsz.Error();
-    if (!pbsz.Value().Positive()) return session_.Refused(pbsz.Value(), "PBSZ 0");
-    auto prot = Command("PROT", "P");
-    if (!prot) return prot.Error();
-    if (!prot.Value().Positive()) {
-        if (prot.Value().code == 534) session_.Log(kFtpProtRefusedText);
-        return session_.Refused(prot.Value(), "protected data connections (PROT P)");
-    }
+    if (LStatus protectedData = session_.ProtectDataConnections(); !protectedData)
+        return protectedData.Error();
     return Step::kType;
 }
 

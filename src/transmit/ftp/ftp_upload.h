@@ -29,10 +29,6 @@
 
 namespace vocarta {
 
-// The text logged when a server refuses protected data connections.
-inline constexpr const char* kFtpProtRefusedText =
-    "This FTP server does not support the required protected mode data transfers for SSL "
-    "connections.";
 inline constexpr int kFtpBlockTimeoutMs = 20000;
 inline constexpr int kFtpAbortReplyMs = 2000;
 inline constexpr int kFtpLocalLockWaitMs = 500;
