@@ -1,5 +1,6 @@
 #include "transmit/ftp/ftp_reply.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cstdint>
 
@@ -204,8 +205,9 @@ std::optional<int64_t> ParseMlstSize(const FtpReply& reply) {
     for (const std::string& line : reply.lines) {
         // The facts come before the first blank: "type=file;size=12; name".
         std::string_view facts(line);
+        // Some servers put the facts on the first line, after the code.
+        if (ReplyLineCode(facts)) facts.remove_prefix(std::min<std::size_t>(facts.size(), 4));
         if (!facts.empty() && facts[0] == ' ') facts.remove_prefix(1);
-        if (ReplyLineCode(facts)) continue;
         const std::size_t blank = facts.find(' ');
         if (blank != std::string_view::npos) facts = facts.substr(0, blank);
         while (!facts.empty()) {
