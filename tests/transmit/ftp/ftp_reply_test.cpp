@@ -125,8 +125,12 @@ TEST(FtpUploadProgressTest, SmallFilesCountEachBlockLargeOnesInStepsOfOnePercent
     for (int b = 0; b < 10240; ++b) {
         const bool changed = large.Block();
         changes += changed;
-        if (b == 101) EXPECT_TRUE(changed);
-        if (b == 100) EXPECT_FALSE(changed);
+        if (b == 101) {
+            EXPECT_TRUE(changed);
+        }
+        if (b == 100) {
+            EXPECT_FALSE(changed);
+        }
     }
     EXPECT_EQ(changes, 100);
     EXPECT_EQ(large.StatusText("b.wav"), "b.wav: 100%");
@@ -178,7 +182,9 @@ TEST(FtpReplyTest, MutatedRepliesNeverBreakTheReaders) {
         if (auto numbers = ParsePassiveReply(bytes)) {
             for (unsigned v : numbers->values) ASSERT_LT(v, 1000000000u);
         }
-        if (auto path = ParsePwdReply(bytes)) ASSERT_LE(path->size(), bytes.size());
+        if (auto path = ParsePwdReply(bytes)) {
+            ASSERT_LE(path->size(), bytes.size());
+        }
     }
 }
 
