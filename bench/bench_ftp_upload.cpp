@@ -1,9 +1,9 @@
 // The FTP client's speed. Two parts:
-//   bench_ftp_upload --send SERVER USER PASSWORD FILE [tls]
-//                          uploads FILE to the server's root folder as the FTP
-//                          method does and prints "<bytes> <seconds>" (for
-//                          ftp-upload.sh, which runs it beside curl -T); "tls"
-//                          requires explicit TLS with protected data
+//   bench_ftp_upload --send SERVER USER PASSWORD FILE FOLDER [tls]
+//                          uploads FILE into FOLDER as the FTP method does and
+//                          prints "<bytes> <seconds>" (for ftp-upload.sh, which
+//                          runs it beside curl -T); "tls" requires explicit TLS
+//                          with protected data
 //   bench_ftp_upload       Google Benchmark of the reply and listing readers
 
 #include <benchmark/benchmark.h>
@@ -26,8 +26,8 @@ int SendTool(int argc, char** argv) {
     settings.server = argv[2];
     settings.userName = argv[3];
     settings.password = argv[4];
-    settings.directory = "/";
-    settings.tls = argc > 6 && std::strcmp(argv[6], "tls") == 0 ? FtpTlsMode::kExplicitRequired
+    settings.directory = argv[6];
+    settings.tls = argc > 7 && std::strcmp(argv[7], "tls") == 0 ? FtpTlsMode::kExplicitRequired
                                                                 : FtpTlsMode::kNone;
     FtpResumeStore resume;  // in the scratch home ftp-upload.sh gives it
     const auto start = std::chrono::steady_clock::now();
@@ -72,7 +72,7 @@ BENCHMARK(BM_UnixListing);
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (argc >= 6 && std::strcmp(argv[1], "--send") == 0) return SendTool(argc, argv);
+    if (argc >= 7 && std::strcmp(argv[1], "--send") == 0) return SendTool(argc, argv);
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();
     return 0;

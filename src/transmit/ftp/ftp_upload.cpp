@@ -15,9 +15,11 @@ namespace vocarta {
 namespace {
 
 // Batches of blocks: the first is small, so that a slow link learns its pace
-// before a large batch has to meet the block's time-out.
+// before a large batch has to meet the block's time-out; the largest (64 KiB)
+// stays in the processor's cache between the file's read and the socket's
+// write, which costs less than larger batches.
 constexpr int64_t kFirstBatchBlocks = 16;
-constexpr int64_t kMaxBatchBlocks = 256;
+constexpr int64_t kMaxBatchBlocks = 64;
 // A batch that leaves this fast may double; one this slow halves.
 constexpr long long kFastBatchMs = 20;
 constexpr long long kSlowBatchMs = 1000;

@@ -8,7 +8,7 @@
 //
 // The transfer reads the file in 1024-byte blocks, which is what progress
 // counts; the blocks reach the socket in batches sized to the link (one block
-// at a time on a slow one, 256 at a time on a fast one), each batch with the
+// at a time on a slow one, 64 at a time on a fast one), each batch with the
 // block's 20000 ms time-out. Every 30000 ms a NOOP goes out on the control
 // connection; its reply is looked for between batches for 5000 ms and is
 // otherwise counted as pending: at the end replies are read (10000 ms each)
