@@ -387,6 +387,27 @@ LResult<std::string> SecureSocket::ReceiveLine(std::size_t maxLength, int timeou
     }
 }
 
+LStatus SecureSocket::FinishSending(int timeoutMs) {
+    if (!IsOpen()) return NotOpen();
+    const Deadline deadline(timeoutMs);
+    if (tls_) {
+        while (tls_->Shutdown() == TlsIo::kWantWrite)
+            if (LStatus ready = Wait(POLLOUT, deadline, "ending the connection to"); !ready)
+                return ready;
+    }
+    if (shutdown(fd_, SHUT_WR) != 0) {
+        const int error = errno;
+        LogSystemFailure("SecureSocket::FinishSending", "shutdown", error);
+        return MakeError(LErrorCode::kNetwork, "ending the connection to %s failed: %s",
+                         peerHost_.c_str(), std::strerror(error));
+    }
+    char sink[4096];
+    while (true) {
+        auto got = Receive(sink, sizeof sink, deadline.RemainingMs());
+        if (!got) return AtEnd() ? LStatus() : LStatus(got.Error());
+    }
+}
+
 void SecureSocket::Close(int waitMs) {
     if (tls_ && fd_ >= 0) {
         const Deadline deadline(waitMs);

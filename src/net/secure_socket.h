@@ -94,6 +94,13 @@ class SecureSocket {
     LResult<std::string> ReceiveLine(std::size_t maxLength, int timeoutMs,
                                      bool cutLongLines = false);
 
+    // Ends the sending side in order (the TLS close notice, then the TCP end)
+    // and waits up to `timeoutMs` for the peer to end its side, reading and
+    // dropping whatever it still sends (TLS session tickets, say). Closing a
+    // socket with unread bytes resets the connection, which can cost the peer
+    // the last bytes of an upload it has not read yet; after this it cannot.
+    LStatus FinishSending(int timeoutMs);
+
     // Ends TLS with its close notice (waiting up to `waitMs` for it to leave)
     // and closes the descriptor. Safe to call on a closed socket.
     void Close(int waitMs = kCloseWaitMs);

@@ -21,7 +21,7 @@ std::string FtpUserName() {
     return GetSettingString(kFtpSection, kFtpUserNameKey);
 }
 std::string FtpDirectory() {
-    return GetSettingString(kFtpSection, kFtpDirectoryKey, "/");
+    return GetSettingString(kFtpSection, kFtpDirectoryKey, ftp_settings::kDefaultDirectory);
 }
 bool SendFolder() {
     return GetSettingBool(kSection, kSendFolderKey, false);

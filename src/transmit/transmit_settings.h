@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <string>
 
+#include "transmit/ftp/ftp_settings.h"
+
 namespace vocarta::transmit_settings {
 
 inline constexpr const char* kSection = "Settings";
@@ -24,12 +26,13 @@ inline constexpr const char* kOpenExeDirKey = "OpenExeDir";
 
 inline constexpr const char* kEmailSection = "Email";
 inline constexpr const char* kEmailToKey = "To";
-inline constexpr const char* kFtpSection = "Ftp";
-inline constexpr const char* kFtpServerKey = "Server";
-inline constexpr const char* kFtpUserNameKey = "UserName";
+// The FTP keys are the FTP client's (transmit/ftp/ftp_settings.h).
+inline constexpr const char* kFtpSection = ftp_settings::kSection;
+inline constexpr const char* kFtpServerKey = ftp_settings::kServerKey;
+inline constexpr const char* kFtpUserNameKey = ftp_settings::kUserNameKey;
 // Kept as a protected value (GetProtectedSetting), never in clear text.
-inline constexpr const char* kFtpPasswordKey = "Password";
-inline constexpr const char* kFtpDirectoryKey = "Directory";
+inline constexpr const char* kFtpPasswordKey = ftp_settings::kPasswordKey;
+inline constexpr const char* kFtpDirectoryKey = ftp_settings::kDirectoryKey;
 
 bool SendEmail();
 std::string EmailTo();

@@ -20,12 +20,12 @@ class DefaultsTool(unittest.TestCase):
         self.conf = os.path.join(self.env["XDG_CONFIG_HOME"], "vocarta",
                                  "com.vocarta.SoundRecorder.conf")
 
-    def run_tool(self, *args):
+    def run_tool(self, *args, stdin=None):
         return subprocess.run([TOOL, *args], env=self.env, capture_output=True,
-                              text=True, timeout=60)
+                              text=True, timeout=60, input=stdin)
 
-    def ok(self, *args):
-        result = self.run_tool(*args)
+    def ok(self, *args, stdin=None):
+        result = self.run_tool(*args, stdin=stdin)
         self.assertEqual(result.returncode, 0, (args, result.stderr))
         return result.stdout
 
@@ -70,6 +70,39 @@ class DefaultsTool(unittest.TestCase):
         self.ok("delete-tree", "FINDPLAY")
         self.assertEqual(self.run_tool("delete-tree", "FindPlay").returncode, 1)
         self.assertEqual(self.ok("read"), "DropboxV2/Other = x\nFindPlayer/SaveFolder = x\n")
+
+    def test_passwords_come_from_standard_input_and_are_never_shown(self):
+        # A password on the command line is refused: other users could read it.
+        for args in (["write", "Ftp/Password", "secret"], ["write", "Email/SmtpPassword", "s"],
+                     ["write-password", "Ftp/Password", "secret"],
+                     ["write-password", "Ftp/__Password"]):
+            self.assertEqual(self.run_tool(*args, stdin="").returncode, 2, args)
+        result = self.run_tool("write-password", "Ftp/Password", stdin="pa ss=w&rd\n")
+        self.assertEqual(result.returncode, 0, result.stderr)
+        self.assertNotIn("pa ss", result.stdout + result.stderr)
+        with open(self.conf, encoding="utf-8") as f:
+            stored = f.read()
+        self.assertIn("Ftp/__Password=v", stored)
+        self.assertNotIn("pa ss", stored)
+        self.assertEqual(self.ok("read", "Ftp/Password"), "(protected)\n")
+        self.assertEqual(self.ok("read", "Ftp/__Password"), "(protected)\n")
+        # A clear password put in the file by hand is hidden too, and replaced.
+        with open(self.conf, "a", encoding="utf-8") as f:
+            f.write("Proxy/Password=clear-text\n")
+        self.assertEqual(self.ok("read").splitlines(),
+                         ["Ftp/__Password = (protected)", "Proxy/Password = (protected)"])
+        self.assertEqual(self.ok("read", "Proxy/Password"), "(protected)\n")
+        self.ok("write-password", "Proxy/Password", stdin="new\r\n")
+        self.assertEqual(self.ok("read").splitlines(),
+                         ["Ftp/__Password = (protected)", "Proxy/__Password = (protected)"])
+        # More than one line, or an over-long value, is refused and changes nothing.
+        for text in ("one\ntwo\n", "x" * 5000):
+            self.assertEqual(self.run_tool("write-password", "Ftp/Password",
+                                           stdin=text).returncode, 1)
+        with open(self.conf, encoding="utf-8") as f:
+            self.assertIn(stored.splitlines()[1], f.read())
+        self.ok("delete", "Ftp/Password")
+        self.assertEqual(self.run_tool("read", "Ftp/Password").returncode, 1)
 
 
 if __name__ == "__main__":
