@@ -7,6 +7,7 @@
 #include "app/running_copy.h"
 #include "app/windowed_entry.h"
 #include "audio/capture/device_listing.h"
+#include "toolkit/paths.h"
 
 int main(int argc, char** argv) {
     using namespace vocarta;
@@ -33,6 +34,14 @@ int main(int argc, char** argv) {
     InstanceSocket socket;
     switch (socket.Elect(options.args)) {
         case InstanceRole::Forwarded:
+            // A bare launch asks for the window, which a copy without one cannot show.
+            if (options.args.size() == 1 && FileExists(HeadlessMarkerPath(socket.Path()))) {
+                std::fprintf(stderr,
+                             "vocarta: Vocarta is already running without a window, so there "
+                             "is no window to show. Give it switches instead, e.g. "
+                             "\"vocarta -stop\".\n");
+                return 1;
+            }
             return 0;
         case InstanceRole::ForwardFailed:
             std::fprintf(stderr, "vocarta: the running copy did not take the command line\n");

@@ -12,6 +12,7 @@
 #include "app/session/headless_view.h"
 #include "audio/playback/tone_player.h"
 #include "settings/settings.h"
+#include "toolkit/lfile.h"
 #include "toolkit/log.h"
 
 namespace vocarta {
@@ -23,11 +24,13 @@ constexpr bool kShownAtStartupDefault = true;
 constexpr int kToneWaitAtExitMs = 2000;
 }  // namespace
 
-RunningCopy::RunningCopy(QtMainLoop& loop, MainDialogView& view, InstanceSocket& socket)
-    : loop_(loop), socket_(socket), dialog_(view, loop), commands_(dialog_) {}
+RunningCopy::RunningCopy(QtMainLoop& loop, MainDialogView& view, InstanceSocket& socket,
+                         bool headless)
+    : loop_(loop), socket_(socket), headless_(headless), dialog_(view, loop), commands_(dialog_) {}
 
 RunningCopy::~RunningCopy() {
     if (listener_) listener_->Shutdown();
+    if (headless_) unlink(HeadlessMarkerPath(socket_.Path()).c_str());
 }
 
 void RunningCopy::Start(const std::vector<std::string>& ownArgs) {
@@ -43,7 +46,25 @@ void RunningCopy::Start(const std::vector<std::string>& ownArgs) {
     auto args = std::make_shared<std::vector<std::string>>();
     std::string why;
     if (!UnpackCommandLine(&record, sizeof record, *args, why)) return;
-    loop_.Post([this, args] { commands_.HandleCommandLine(*args, int(args->size())); });
+    loop_.Post([this, args] { HandleOwnCommandLine(*args); });
+}
+
+// A script that asked for a recording must not be left waiting on a program that
+// could not start one: without a window (or when it was to end with the
+// recording anyway) the program says why and ends with status 1.
+void RunningCopy::HandleOwnCommandLine(const std::vector<std::string>& args) {
+    const bool askedToRecord = commands_.HandleCommandLine(args, int(args.size()));
+    const auto& failure = dialog_.StartFailure();
+    if (!askedToRecord || !failure || dialog_.IsClosed()) return;
+    if (!headless_ && !dialog_.ExitWhenStopped()) return;
+    std::fprintf(stderr, "vocarta: the recording could not start: %s\n", failure->c_str());
+    LogEvent("Ending: the recording asked for could not start (%s)", failure->c_str());
+    dialog_.SetExitStatus(1);
+    dialog_.Close();
+}
+
+std::string HeadlessMarkerPath(const std::string& socketPath) {
+    return socketPath + ".nogui";
 }
 
 void RunningCopy::StartListening() {
@@ -63,6 +84,16 @@ void RunningCopy::StartListening() {
         });
     listener_->Adopt(fd);
     if (listener_->Start()) LogEvent("Running copy listening on %s", socket_.Path().c_str());
+    // A bare second launch cannot bring a window forward that does not exist:
+    // this file lets it say so.
+    if (headless_) {
+        LFile marker;
+        if (marker.Open(HeadlessMarkerPath(socket_.Path()), LFile::Mode::CreateTruncate, 0600,
+                        true)) {
+            const std::string pid = std::to_string(getpid()) + "\n";
+            marker.Write(pid.data(), int64_t(pid.size()));
+        }
+    }
 }
 
 void RunningCopy::OnTerminationSignal(int signal) {
@@ -92,7 +123,7 @@ int RunHeadless(InstanceSocket& socket, const std::vector<std::string>& args) {
     QCoreApplication application(argc, argv);
     QtMainLoop loop;
     HeadlessView view(stderr, stdout, isatty(STDOUT_FILENO) == 1);
-    RunningCopy copy(loop, view, socket);
+    RunningCopy copy(loop, view, socket, true);
     copy.Start(args);
     return copy.Run();
 }

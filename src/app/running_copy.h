@@ -23,7 +23,9 @@ class QtMainLoop;
 
 class RunningCopy {
   public:
-    RunningCopy(QtMainLoop& loop, MainDialogView& view, InstanceSocket& socket);
+    // `headless`: no window exists (the view writes to the terminal).
+    RunningCopy(QtMainLoop& loop, MainDialogView& view, InstanceSocket& socket,
+                bool headless = false);
     ~RunningCopy();
 
     MainDialog& Dialog() { return dialog_; }
@@ -36,14 +38,19 @@ class RunningCopy {
 
   private:
     void StartListening();
+    void HandleOwnCommandLine(const std::vector<std::string>& args);
     void OnTerminationSignal(int signal);
 
     QtMainLoop& loop_;
     InstanceSocket& socket_;
+    const bool headless_;
     MainDialog dialog_;
     SessionDispatcher commands_;
     std::unique_ptr<LPipeListenerWithThreads<LMainWindowPipeListenerThread>> listener_;
 };
+
+// Beside the instance socket while the running copy has no window.
+std::string HeadlessMarkerPath(const std::string& socketPath);
 
 // The program without windows: QCoreApplication and the headless view.
 int RunHeadless(InstanceSocket& socket, const std::vector<std::string>& args);

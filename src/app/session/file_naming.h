@@ -13,7 +13,9 @@
 #include <functional>
 #include <string>
 
+#include "app/session/recording_target.h"
 #include "audio/output_format.h"
+#include "toolkit/result.h"
 
 namespace vocarta {
 
@@ -24,7 +26,8 @@ std::string RecordFolder();
 std::string DefaultRecordFolder();
 bool StoreRecordFolder(const std::string& folder);
 
-// (Settings, FileNameFormat), default "Untitled %autonumber%".
+// (Settings, FileNameFormat), default "Untitled %autonumber%". A stored pattern
+// that is empty or holds "/" or ".." is not used (logged): the default is.
 std::string FileNamePattern();
 bool StoreFileNamePattern(const std::string& pattern);
 
@@ -33,9 +36,11 @@ bool PromptForNameEnabled();
 bool StorePromptForName(bool prompt);
 
 // One pass over the pattern at `moment`; `nextNumber` is asked once per
-// %autonumber%. Sets `usedCounter` when the pattern holds %autonumber%.
+// %autonumber%. Sets `usedCounter` when the pattern holds %autonumber%, and
+// `numberAt` (when given) to where the last number begins in the result.
 std::string ExpandPatternOnce(const std::string& pattern, const std::tm& moment,
-                              const std::function<int()>& nextNumber, bool& usedCounter);
+                              const std::function<int()>& nextNumber, bool& usedCounter,
+                              std::size_t* numberAt = nullptr);
 
 // Expands the pattern into a bare file name (no folder, no extension), taking a
 // new counter value from (Settings, AutoNumber) for each %autonumber%. With
@@ -45,8 +50,13 @@ void ExpandFileNamePattern(const std::string& pattern, std::string& out);
 void ExpandFileNamePattern(const std::string& pattern, OutputFormat format, const std::tm& moment,
                            std::string& out);
 
-// Record folder, "/" unless it ends with one, name, extension of `format`; cut
-// to 259 bytes.
+// `name` shortened so that the record folder, the name and the extension of
+// `format` stay within 259 bytes and the name with its extension within one
+// folder entry's 255; the text before `keepFrom` (the number) gives way, never
+// the number, never the extension, never half a UTF-8 character.
+std::string FitRecordingName(const std::string& name, std::size_t keepFrom, OutputFormat format);
+// Record folder, "/" unless it ends with one, name (fitted as above), extension
+// of `format`.
 std::string MakeRecordingPath(const std::string& name, OutputFormat format);
 
 // The check made when the pattern is edited. False with the message to show
@@ -64,7 +74,8 @@ void PutBackAutoNumber();
 
 // Chooses the file of a new recording in `format`: asks for a name when
 // (Settings, PromptForName) is on, else expands the pattern; asks before
-// replacing an existing file. False when the record command ends here.
-bool ChooseRecordingPath(MainDialogView& view, OutputFormat format, std::string& path);
+// replacing an existing file (recording_target.h). An error ends the record
+// command (kCancelled: the user chose not to go on).
+LResult<RecordingTarget> ChooseRecordingPath(MainDialogView& view, OutputFormat format);
 
 }  // namespace vocarta

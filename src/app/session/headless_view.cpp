@@ -61,15 +61,23 @@ int HeadlessView::MessageBox(const MessageBoxRequest& request) {
 
 bool HeadlessView::PromptText(const std::string& title, const std::string& label,
                               const std::string& initial, std::string& answer) {
-    // Nobody can type an answer here: cancelling is the safe choice.
+    // Nobody can type an answer here: the suggestion is taken, which keeps the
+    // command going and changes nothing the user made. Without one it cancels.
     ClearStatusLine();
-    std::fprintf(messages_, "%s: %s [cancelled: no window to ask in]\n", title.c_str(),
-                 label.c_str());
+    if (initial.empty()) {
+        std::fprintf(messages_, "%s: %s [cancelled: no window to ask in]\n", title.c_str(),
+                     label.c_str());
+        LogEvent("Prompt \"%s\" cancelled: no window to ask in", title.c_str());
+    } else {
+        std::fprintf(messages_, "%s: %s [answered \"%s\": no window to ask in]\n", title.c_str(),
+                     label.c_str(), initial.c_str());
+        LogEvent("Prompt \"%s\" answered with \"%s\": no window to ask in", title.c_str(),
+                 initial.c_str());
+    }
     std::fflush(messages_);
-    LogEvent("Prompt \"%s\" cancelled: no window to ask in", title.c_str());
     DrawStatusLine();
-    answer.clear();
-    return false;
+    answer = initial;
+    return !initial.empty();
 }
 
 void HeadlessView::SetStatusText(const std::string& text) {

@@ -2,7 +2,8 @@
 // The view of the program without windows (-nogui, or no display): messages and
 // questions go to standard error and the event log, every question takes its
 // unattended answer (the safe one, unless the question says otherwise: "Close To
-// Tray" on -exit stops the recording and closes), and when standard output is a
+// Tray" on -exit stops the recording and closes), a prompt takes its suggested
+// text, and when standard output is a
 // terminal one status line shows the state, the time display, the levels and
 // the format, rewritten in place (at most 20 times a second for the clock).
 //

@@ -122,7 +122,7 @@ void MainDialog::Close() {
     playback_.Stop();
     queue_->Shutdown(kQueueGraceAtExitMs);
     view_.CloseWindow();
-    loop_.Quit(0);
+    loop_.Quit(exitStatus_);
 }
 
 void MainDialog::DelayedRecord(int delayMs) {

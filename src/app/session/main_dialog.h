@@ -20,11 +20,13 @@
 #include <string>
 
 #include "app/session/recording_guard.h"
+#include "app/session/recording_target.h"
 #include "app/session/session_playback.h"
 #include "app/session/session_presenter.h"
 #include "app/session/session_services.h"
 #include "audio/codecs/recording_spec.h"
 #include "audio/sound_sink.h"
+#include "toolkit/result.h"
 
 namespace vocarta {
 
@@ -64,6 +66,10 @@ class MainDialog {
     void BringToFront();
     // Closes the window and ends the program, asking first while recording.
     void Close();
+    // The program's exit status once it ends: non-zero after a recording that
+    // failed, so scripts and scheduled launches can tell.
+    int ExitStatus() const { return exitStatus_; }
+    void SetExitStatus(int status) { exitStatus_ = status; }
     bool IsClosed() const { return closed_; }
 
     // Recording operations. `spec` says what a new file is written as; without
@@ -108,6 +114,9 @@ class MainDialog {
     bool ExitWhenStopped() const { return exitWhenStopped_; }
     const RecordingGuard& Guard() const { return guard_; }
     const std::string& OutputPath() const { return outputPath_; }
+    // Why the last record command did not start a recording; empty after a
+    // start that worked (or one the user cancelled).
+    const std::optional<std::string>& StartFailure() const { return startFailure_; }
     // The last recording finished and kept (what Play plays).
     const std::string& LastRecordingPath() const { return lastRecordingPath_; }
     LAfterRecordingQueue& AfterRecordingQueue() { return *queue_; }
@@ -119,7 +128,9 @@ class MainDialog {
 
   private:
     // Starting (main_dialog.cpp).
-    bool OpenSinkFor(const std::string& path, const RecordingSpec& spec);
+    bool OpenSinkFor(const RecordingTarget& target, const RecordingSpec& spec);
+    // Remembers why the last start failed (a cancel by the user is no failure).
+    void NoteStartFailed(const LError& error);
     bool StartRecording(int64_t limitMs);
     bool StartRecorder(int64_t limitMs);
     void FailStart(const char* operation, const std::string& reason, bool putBackNumber);
@@ -144,6 +155,7 @@ class MainDialog {
     MainDialogView& view_;
     LMainLoop& loop_;
     bool closed_ = false;
+    int exitStatus_ = 0;
     SessionServices services_;
     SessionPresenter presenter_;
     RecordingGuard guard_;
@@ -155,6 +167,10 @@ class MainDialog {
     LSoundSink sink_;     // open while a file is being written
     RecordingSpec spec_;  // what sink_ writes
     std::string outputPath_;
+    // The take brought its file into being (or the user chose to replace one):
+    // only then may an empty take delete it.
+    bool takeOwnsFile_ = false;
+    std::optional<std::string> startFailure_;
     bool pausedByUser_ = false;
     bool sessionEnded_ = false;
     bool soundCaptured_ = false;

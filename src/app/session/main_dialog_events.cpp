@@ -45,7 +45,9 @@ void MainDialog::EndAtLimit(int64_t positionMs, RecordingGuard::Verdict verdict)
     if (verdict == RecordingGuard::Verdict::kLowDiskSpace) {
         AfterStop(true);
         RecordFailure("StrtRcrdng", "LowDiskSpace");
-        ShowMessage(view_, kLowDiskStoppedText, kMessageTitle, MessageBoxRequest::Icon::Warning);
+        ShowMessage(view_, std::string(kLowDiskStoppedText) + "\r\n\r\nThe recording " +
+                               guard_.LastShortage() + ".",
+                    kMessageTitle, MessageBoxRequest::Icon::Warning);
         return;
     }
     const bool scheduled = verdict == RecordingGuard::Verdict::kScheduledEnd;
@@ -117,6 +119,8 @@ void MainDialog::OnRecorderFailed(int32_t error) {
     const std::string text = services_.recorder->LastErrorText();
     LogError("MainDialog::OnRecorderFailed capture FAILED: %s (%d)", text.c_str(), int(error));
     if (sink_) {
+        // A script or a scheduled launch waiting for the end learns it failed.
+        exitStatus_ = 1;
         RecordFailure("StrtRcrdng", text.empty() ? CaptureErrorText(error) : text);
         FinishRecording(true);
         ShowMessage(view_, StringPrintf(kDeviceLostText, text.c_str()), kMessageTitle,

@@ -10,6 +10,7 @@
 #include "app/session/main_dialog.h"
 #include "app/session/main_dialog_view.h"
 #include "app/session/output_folder.h"
+#include "app/session/recording_target.h"
 #include "app/session/recorder_events.h"
 #include "app/session/session_settings.h"
 #include "audio/codecs/sink_factory.h"
@@ -40,6 +41,7 @@ constexpr int kRecorderPollMs = 500;
 void MainDialog::Record(int64_t limitMs, std::optional<RecordingSpec> spec) {
     LogEvent("Record limit=%lld", static_cast<long long>(limitMs));
     if (closed_) return;
+    startFailure_.reset();
     if (IsRecordingInProgress() && !pausedByUser_) {
         // Already recording (or waiting for voice) into the open file: a second
         // start would only lose the half second the recorder drops at a start.
@@ -51,9 +53,9 @@ void MainDialog::Record(int64_t limitMs, std::optional<RecordingSpec> spec) {
         return;
     if (!sink_) {
         if (!spec) spec = CurrentRecordingSpec();
-        std::string path;
-        if (!ChooseRecordingPath(view_, spec->format, path)) return;
-        if (!OpenSinkFor(path, *spec)) {
+        LResult<RecordingTarget> target = ChooseRecordingPath(view_, spec->format);
+        if (!target) return NoteStartFailed(target.Error());
+        if (!OpenSinkFor(target.Value(), *spec)) {
             RecordFailure("CmRecord", "SinkFailed");
             return;
         }
@@ -64,9 +66,15 @@ void MainDialog::Record(int64_t limitMs, std::optional<RecordingSpec> spec) {
 void MainDialog::RecordToFile(const std::string& path, const RecordingSpec& spec) {
     LogEvent("RecordToFile path=%s", path.c_str());
     if (closed_) return;
+    startFailure_.reset();
     // The named file takes over from a recording that runs: that one is finished first.
     if (IsRecordingInProgress() || pausedByUser_) AfterStop(true);
-    if (!OpenSinkFor(path, spec)) {
+    LResult<RecordingTarget> target = PrepareRecordingTarget(view_, path);
+    if (!target) {
+        if (!target.Error().IsCancelled()) RecordFailure("RcrdFile", "TargetRefused");
+        return NoteStartFailed(target.Error());
+    }
+    if (!OpenSinkFor(target.Value(), spec)) {
         RecordFailure("RcrdFile", "OpenSinkFailed");
         return;
     }
@@ -85,7 +93,12 @@ void MainDialog::ScheduledLaunch(int64_t limitMs, const std::optional<std::strin
     guard_.SetScheduledLimit(limitMs);
     if (title) {
         const RecordingSpec spec = CurrentRecordingSpec();
-        RecordToFile(MakeRecordingPath(*title, spec.format), spec);
+        std::string path = MakeRecordingPath(*title, spec.format);
+        // The same title on another day: the earlier recording stays, the new
+        // one takes the title's next free name.
+        LResult<bool> exists = CheckRecordingTarget(path);
+        if (exists && exists.Value()) path = NextFreeName(path);
+        RecordToFile(path, spec);
         if (runInBackground) exitWhenStopped_ = true;
     } else {
         Record(limitMs);
@@ -96,16 +109,23 @@ void MainDialog::ScheduledLaunch(int64_t limitMs, const std::optional<std::strin
 }
 
 // Opens the output file written as `spec` says.
-bool MainDialog::OpenSinkFor(const std::string& path, const RecordingSpec& spec) {
+bool MainDialog::OpenSinkFor(const RecordingTarget& target, const RecordingSpec& spec) {
+    const std::string& path = target.path;
+    // Only a file this take brings into being (or one the user chose to
+    // replace) is ever deleted again by it.
+    LResult<bool> existed = CheckRecordingTarget(path);
+    const bool owned = target.replaces || (existed && !existed.Value());
     LResult<std::shared_ptr<LSoundSinkBase>> sink = services_.openSink(spec, path);
     if (!sink) {
         const std::string& error = sink.Error().Message();
         LogError("MainDialog::OpenSink %s FAILED: %s", path.c_str(), error.c_str());
-        ShowMessage(view_, StringPrintf(kSinkFailedText, path.c_str(), error.c_str()),
-                    kMessageTitle, MessageBoxRequest::Icon::Error);
+        const std::string text = StringPrintf(kSinkFailedText, path.c_str(), error.c_str());
+        ShowMessage(view_, text, kMessageTitle, MessageBoxRequest::Icon::Error);
+        NoteStartFailed(LError(sink.Error().Code(), text));
         return false;
     }
     sink_ = LSoundSink(std::move(sink).Value());
+    takeOwnsFile_ = owned;
     spec_ = spec;
     outputPath_ = path;
     presenter_.ShowFormat(FormatDisplayText(spec));
@@ -122,7 +142,10 @@ bool MainDialog::StartRecording(int64_t limitMs) {
         sessionEnded_ = true;
         DiscardSink();
         RecordFailure("StrtRcrdng", "LowDiskSpace");
-        ShowMessage(view_, kNoFreeSpaceText, kMessageTitle, MessageBoxRequest::Icon::Warning);
+        ShowMessage(view_, std::string(kNoFreeSpaceText) + "\r\n\r\nThe recording " +
+                               guard_.LastShortage() + ".",
+                    kMessageTitle, MessageBoxRequest::Icon::Warning);
+        NoteStartFailed(LError(LErrorCode::kNoSpace, guard_.LastShortage()));
         return false;
     }
     if (RecorderState() == kRecorderRecording) StopRecorder();
@@ -133,10 +156,14 @@ bool MainDialog::StartRecording(int64_t limitMs) {
         DiscardSink();
         PutBackAutoNumber();
         ShowMessage(view_, kDeviceFailedText, kMessageTitle, MessageBoxRequest::Icon::Error);
+        NoteStartFailed(LError(LErrorCode::kFailed,
+                               "the sound device could not be opened" +
+                                   (reason.empty() ? std::string() : ": " + reason)));
         sessionEnded_ = true;
         return false;
     }
     LogEvent("Recording into %s", outputPath_.c_str());
+    startFailure_.reset();
     pausedByUser_ = false;
     soundCaptured_ = false;
     sessionEnded_ = false;
@@ -169,6 +196,11 @@ bool MainDialog::StartRecorder(int64_t limitMs) {
                                      LSoundTime(pauseWaitMs), 0);
 }
 
+void MainDialog::NoteStartFailed(const LError& error) {
+    if (error.IsCancelled()) return;
+    startFailure_ = error.Message();
+}
+
 void MainDialog::StopRecorder() {
     stoppingRecorder_ = true;
     services_.recorder->Stop();
@@ -196,8 +228,7 @@ void MainDialog::DiscardSink() {
     }
     sink_->Abort();
     sink_.Release();
-    if (unlink(outputPath_.c_str()) != 0 && errno != ENOENT)
-        LogSystemFailure("MainDialog::DiscardSink", "unlink");
+    if (takeOwnsFile_) RemoveTakeFile(outputPath_, "MainDialog::DiscardSink");
     loop_.KillTimer(kTimerIntervalTone);
     EndPolling();
     ShowIdle();

@@ -8,6 +8,7 @@
 #include "app/session/after_recording_queue.h"
 #include "app/session/main_dialog.h"
 #include "app/session/main_dialog_view.h"
+#include "app/session/recording_target.h"
 #include "app/session/session_settings.h"
 #include "settings/usage_stats.h"
 #include "toolkit/lfile.h"
@@ -41,7 +42,7 @@ void MainDialog::Restart() {
     // The take is thrown away: the file starts again, empty, under the same name.
     sink_->Abort();
     sink_.Release();
-    if (!OpenSinkFor(outputPath_, spec_)) {
+    if (!OpenSinkFor(RecordingTarget{outputPath_, takeOwnsFile_}, spec_)) {
         RecordFailure("CmRestart", "OpenSinkFailed");
         DeleteEmptyTake(outputPath_);
         services_.recorder->Stop();  // clears the paused state; nothing is left to finish
@@ -116,10 +117,11 @@ bool MainDialog::CloseSinkKeeps() {
 }
 
 void MainDialog::DeleteEmptyTake(const std::string& path) {
-    if (unlink(path.c_str()) != 0 && errno != ENOENT)
-        LogSystemFailure("MainDialog::AfterStop", "unlink");
+    if (takeOwnsFile_)
+        RemoveTakeFile(path, "MainDialog::AfterStop");
     else
-        LogEvent("Nothing was recorded: %s deleted", path.c_str());
+        LogEvent("Nothing was recorded into %s; the file was there before and is kept",
+                 path.c_str());
 }
 
 void MainDialog::Play() {

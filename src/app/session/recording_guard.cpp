@@ -4,6 +4,7 @@
 
 #include "app/session/session_settings.h"
 #include "toolkit/log.h"
+#include "toolkit/text.h"
 
 namespace vocarta {
 
@@ -14,6 +15,13 @@ constexpr uint64_t kFreeSpaceBytesPerSample = 4;
 constexpr int64_t kDiskCheckSeconds = 60;
 // With the time check off the recorder keeps only this backstop.
 constexpr int64_t kBackstopLimitMs = 216000000;
+std::string Megabytes(uint64_t bytes) {
+    return StringPrintf("%llu MB", static_cast<unsigned long long>((bytes + 999999) / 1000000));
+}
+
+std::string ShortageText(const std::string& folder, uint64_t needed, uint64_t free) {
+    return "needs " + Megabytes(needed) + ", " + Megabytes(free) + " free on " + folder;
+}
 }  // namespace
 
 bool RecordingGuard::EnoughFreeSpace(const std::string& folder, uint32_t rate, uint8_t channels) {
@@ -26,8 +34,8 @@ bool RecordingGuard::EnoughFreeSpace(const std::string& folder, uint32_t rate, u
         free = services_.freeBytes(folder);
         if (!free || *free > needed) return true;
     }
-    LogEvent("Low disk space in %s: %llu bytes free, more than %llu needed", folder.c_str(),
-             static_cast<unsigned long long>(*free), static_cast<unsigned long long>(needed));
+    lastShortage_ = ShortageText(folder, needed, *free);
+    LogEvent("Low disk space: %s", lastShortage_.c_str());
     return false;
 }
 

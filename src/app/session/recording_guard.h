@@ -44,6 +44,9 @@ class RecordingGuard {
     void ExtendScheduledLimit(int64_t limitMs);
     void ClearScheduledLimit() { scheduledLimit_ = kNoLimit; }
 
+    // The figures of the last shortage: "needs 35 MB, 1 MB free on /mnt/x".
+    const std::string& LastShortage() const { return lastShortage_; }
+
     bool CheckMaxTimeOn() const { return checkMaxTime_; }
     int64_t MaxTimeMs() const { return maxTimeMs_; }
 
@@ -53,6 +56,7 @@ class RecordingGuard {
     int64_t maxTimeMs_ = 0;
     int64_t scheduledLimit_ = kNoLimit;
     int64_t lastDiskCheckMs_ = 0;
+    std::string lastShortage_;
 };
 
 }  // namespace vocarta

@@ -35,7 +35,7 @@ std::optional<RecordingSpec> SpecOf(const SessionCommand& command) {
 SessionDispatcher::SessionDispatcher(MainDialog& dialog)
     : dialog_(dialog), now_([] { return std::time(nullptr); }) {}
 
-void SessionDispatcher::HandleCommandLine(const std::vector<std::string>& all, int count) {
+bool SessionDispatcher::HandleCommandLine(const std::vector<std::string>& all, int count) {
     count = std::clamp(count, 0, int(all.size()));
     const std::vector<std::string> args(all.begin(), all.begin() + count);
     LogEvent("Command line:%s", Quoted(args).c_str());
@@ -43,10 +43,15 @@ void SessionDispatcher::HandleCommandLine(const std::vector<std::string>& all, i
     for (const std::string& error : parsed.errors) LogError("Command line: %s", error.c_str());
     for (const std::string& note : parsed.notes) LogEvent("Command line: %s", note.c_str());
     // Once the window has closed the program is ending: later switches have no target.
+    bool askedToRecord = false;
     for (const SessionCommand& command : parsed.commands) {
         if (dialog_.IsClosed()) break;
+        askedToRecord = askedToRecord || command.kind == SessionCommandKind::kRecord ||
+                        command.kind == SessionCommandKind::kRecordToFile ||
+                        command.kind == SessionCommandKind::kScheduledLaunch;
         Dispatch(command, CommandSource::kCommandLine);
     }
+    return askedToRecord;
 }
 
 void SessionDispatcher::HandleForwardedCommandLine(const std::vector<std::string>& args) {

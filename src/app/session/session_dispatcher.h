@@ -27,8 +27,9 @@ class SessionDispatcher {
 
     // The switches of a command line from index 1 (args[0] is the program); only
     // the first `count` arguments are read. Problems are logged; the rest is
-    // carried out, as far as the window stays open.
-    void HandleCommandLine(const std::vector<std::string>& args, int count);
+    // carried out, as far as the window stays open. True when the line asked for
+    // a recording to start.
+    bool HandleCommandLine(const std::vector<std::string>& args, int count);
     // A command line received from a second launch: a bare launch brings the
     // window to the front, anything else goes to HandleCommandLine.
     void HandleForwardedCommandLine(const std::vector<std::string>& args);
