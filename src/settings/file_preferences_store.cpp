@@ -104,7 +104,13 @@ std::string FilePreferencesStore::DamageIn(const std::string& text) {
         if (Unescape(line, 0, true, key) >= line.size() || key.empty())
             return StringPrintf("line %d is not Section/Key=value", lineNo);
     }
-    if (!closed && text.compare(0, text.find('\n'), std::string("# ") + kFileTitle) == 0)
+    // Files written before the end line existed have no second comment line and
+    // are read as they are.
+    const std::size_t titleEnd = text.find('\n');
+    if (text.compare(0, titleEnd, std::string("# ") + kFileTitle) != 0) return "";
+    if (titleEnd + 1 == text.size()) return "it ends after its title line";
+    const std::size_t secondEnd = text.find('\n', titleEnd + 1);
+    if (!closed && text.compare(titleEnd + 1, secondEnd - titleEnd - 1, kKeepEndLine) == 0)
         return StringPrintf("it ends before its closing \"%s\" line", kEndLine);
     return "";
 }
@@ -187,10 +193,12 @@ bool FilePreferencesStore::RefreshLocked(bool haveFileLock) {
     const std::string damage = DamageIn(text);
     if (!damage.empty()) {
         ForgetLocked();
-        if (haveFileLock) return RepairLocked(text, damage, file, st);
-        // Read again under the lock: another process may be repairing it now.
-        LFile lockFile;
-        return TakeFileLock(lockFile) && RefreshLocked(true);
+        if (!haveFileLock) {
+            // Read again under the lock: another process may be repairing it now.
+            LFile lockFile;
+            if (TakeFileLock(lockFile)) return RefreshLocked(true);
+        }
+        return RepairLocked(text, damage, file, st, haveFileLock);
     }
     values_ = Parse(text);
     loaded_ = IdentityOf(st);
@@ -200,7 +208,7 @@ bool FilePreferencesStore::RefreshLocked(bool haveFileLock) {
 }
 
 bool FilePreferencesStore::RepairLocked(const std::string& text, const std::string& damage,
-                                        LFile& file, const struct stat& st) {
+                                        LFile& file, const struct stat& st, bool mayWrite) {
     const std::string target = WriteTarget();
     const std::string backup = target + ".bak";
     std::string backupText;
@@ -214,7 +222,7 @@ bool FilePreferencesStore::RepairLocked(const std::string& text, const std::stri
     struct tm local {};
     if (localtime_r(&now, &local)) std::strftime(stamp, sizeof stamp, "%Y%m%d-%H%M%S", &local);
     std::string kept;
-    for (int n = 1; n < 100 && kept.empty(); ++n) {
+    for (int n = 1; mayWrite && n < 100 && kept.empty(); ++n) {
         std::string name = target + ".damaged-" + stamp + (n > 1 ? "-" + std::to_string(n) : "");
         if (link(target.c_str(), name.c_str()) == 0) {
             kept = name;
@@ -234,15 +242,9 @@ bool FilePreferencesStore::RepairLocked(const std::string& text, const std::stri
         unreplacedDamage_ = true;
         return false;
     }
-    if (fromBackup)
-        damageNotice_ =
-            "The settings file was damaged; the last good settings were restored "
-            "from " +
-            backup + ".";
-    else
-        damageNotice_ =
-            "The settings file was damaged; the settings that could still be read "
-            "from it were kept.";
+    damageNotice_ = "The settings file was damaged; ";
+    damageNotice_ += fromBackup ? "the last good settings were restored from " + backup + "."
+                                : "the settings that could still be read from it were kept.";
     damageNotice_ += " The damaged file was kept as " + kept + ".";
     LogError("FilePreferencesStore: %s could not be read (%s): %s", path_.c_str(), damage.c_str(),
              damageNotice_.c_str());

@@ -50,8 +50,9 @@ class FilePreferencesStore final : public LPreferencesStore {
     // when it is empty (we always write the title line), holds a NUL byte (binary
     // data: we escape NUL), does not end with a line end (cut off mid-line), has a
     // line that is neither blank, a comment nor key=value with a key, or begins
-    // with our title line but lacks the closing "# end" line (cut off at a line
-    // end). A file written by hand without our title needs no "# end".
+    // with our title line and then ends, or goes on with our comment about the
+    // end line but lacks the closing "# end" line (cut off at a line end). A file
+    // written by hand, or by a version before the end line, needs no "# end".
     static std::string DamageIn(const std::string& text);
 
   private:
@@ -68,10 +69,13 @@ class FilePreferencesStore final : public LPreferencesStore {
     // file is repaired under the cross-process lock, taken here unless
     // `haveFileLock`. Requires mutex_.
     bool RefreshLocked(bool haveFileLock);
-    // Replaces the damaged file whose contents are `text`. Requires mutex_ and the
-    // cross-process lock.
+    // Replaces the damaged file whose contents are `text` (open as `file`) by the
+    // restored values. Without `mayWrite` (the cross-process lock could not be
+    // taken), or when the damaged file cannot be kept aside, the restored values
+    // are only read and writes are refused until the file changes. Requires mutex_
+    // and, with `mayWrite`, the cross-process lock.
     bool RepairLocked(const std::string& text, const std::string& damage, LFile& file,
-                      const struct stat& st);
+                      const struct stat& st, bool mayWrite);
     // Keeps the current file, about to be replaced, as <file>.bak; `previous`
     // are its values, written out when no hard link can be made. Requires the
     // cross-process lock.
