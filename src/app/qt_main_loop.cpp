@@ -112,7 +112,9 @@ bool QtMainLoop::WatchTerminationSignals(std::function<void(int)> onSignal) {
     action.sa_handler = &OnTerminationSignal;
     sigemptyset(&action.sa_mask);
     action.sa_flags = SA_RESTART;
-    for (int signal : {SIGINT, SIGTERM}) {
+    // A closed terminal (SIGHUP) ends a headless recording like any other request
+    // to stop: the file is finished first, never left with provisional sizes.
+    for (int signal : {SIGINT, SIGTERM, SIGHUP}) {
         if (sigaction(signal, &action, nullptr) != 0) {
             LogSystemFailure("QtMainLoop::WatchTerminationSignals", "sigaction");
             return false;

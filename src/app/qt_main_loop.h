@@ -1,7 +1,7 @@
 #pragma once
 // LMainLoop over the Qt event loop of the running QCoreApplication (or
-// QApplication): QTimer per timer id, queued calls for Post. Also turns SIGINT
-// and SIGTERM into a call on the main thread.
+// QApplication): QTimer per timer id, queued calls for Post. Also turns SIGINT,
+// SIGTERM and SIGHUP into a call on the main thread.
 //
 // Threading contract: constructed, used and destroyed on the thread that runs
 // the Qt event loop, except Post, which any thread may call.
@@ -35,8 +35,9 @@ class QtMainLoop final : public LMainLoop {
     // Runs the loop until Quit; returns the status given to Quit.
     int Exec();
 
-    // `onSignal` runs on the main thread with the signal number when SIGINT or
-    // SIGTERM arrives. False (logged) when the signal pipe cannot be made.
+    // `onSignal` runs on the main thread with the signal number when SIGINT,
+    // SIGTERM or SIGHUP (the terminal closed) arrives. False (logged) when the signal pipe cannot
+    // be made.
     bool WatchTerminationSignals(std::function<void(int signal)> onSignal);
 
   private:

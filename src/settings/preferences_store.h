@@ -23,6 +23,9 @@ class LPreferencesStore {
     // Returns how many were removed (-1 when the change could not be saved).
     virtual int RemoveValues(const std::function<bool(const std::string& key)>& remove) = 0;
     virtual std::vector<std::string> CopyKeyList() = 0;
+    // Once after the store found its file damaged and replaced it: what the user
+    // should be told. "" otherwise, and for stores without a file.
+    virtual std::string TakeDamageNotice() { return {}; }
 };
 
 // The store of a preferences domain, created on first use and kept for the life

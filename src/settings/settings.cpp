@@ -26,6 +26,10 @@ SettingsDomain& AppSettings() {
     return domain;
 }
 
+std::string TakeSettingsDamageNotice() {
+    return PreferencesStoreForDomain(kAppDomain)->TakeDamageNotice();
+}
+
 std::string OtherDomainName(std::string_view product) {
     return std::string(kMakerPrefix) + "." + std::string(product);
 }

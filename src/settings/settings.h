@@ -95,6 +95,15 @@ bool GetProtectedSetting(std::string_view section, std::string_view key, std::st
                          std::string& out);
 bool SetProtectedSetting(std::string_view section, std::string_view key, std::string_view value);
 
+// Once after the preferences file of the application was found damaged (binary
+// data, cut off, empty) and replaced: the text for the window, e.g.
+//   "The settings file was damaged; the last good settings were restored from
+//   <file>.bak. The damaged file was kept as <file>.damaged-20240501-120000."
+// or, without a good .bak, "...; the settings that could still be read from it
+// were kept. ...". Reading it first reads the file, so a damaged one is found
+// even before any setting was read. "" when there is nothing (more) to say.
+std::string TakeSettingsDamageNotice();
+
 // SharedSettings.xml in the machine's shared folder: one element per section,
 // one child element per key, the value in its "value" attribute. Sections and
 // keys must be valid XML names; others read the default and are not written.

@@ -90,10 +90,10 @@ class SessionTest : public ::testing::Test {
         services.freeBytes = [this](const std::string&) -> std::optional<uint64_t> {
             return freeBytes.load();
         };
-        services.emptyTrash = [this] {
+        services.emptyTrash = [this](const std::string&) -> LResult<TrashEmptied> {
             ++trashEmptied;
             freeBytes = freeBytes.load() + trashHolds;
-            return true;
+            return TrashEmptied{};
         };
         services.playTone = [this](LToneKind kind) { tones.push_back(kind); };
         services.makePlayer = [] { return CreateNullSoundPlayer(LPlaybackRole::Media); };

@@ -138,7 +138,13 @@ TEST(Trash, EmptyingRemovesFilesAndRecordsButNeverFollowsALink) {
     WriteFile(outside.File("keep.txt"), "mine");
     ASSERT_EQ(symlink(outside.Path().c_str(), (trash + "/files/link").c_str()), 0);
 
-    EXPECT_TRUE(EmptyUserTrash());
+    // The home Trash is on the file system of a folder beside it.
+    auto emptied = EmptyTrashFor(outside.Path());
+    ASSERT_TRUE(emptied) << emptied.Error().Message();
+    EXPECT_EQ(emptied.Value().trashes, std::vector<std::string>{trash});
+    EXPECT_EQ(emptied.Value().items, 3u);
+    EXPECT_EQ(emptied.Value().bytes, 5001u);
+    EXPECT_TRUE(emptied.Value().complete);
     for (const char* gone : {"/files/old.wav", "/files/folder", "/info/old.wav.trashinfo",
                              "/directorysizes", "/files/link"})
         EXPECT_FALSE(FileExists(trash + gone)) << gone;
@@ -146,7 +152,10 @@ TEST(Trash, EmptyingRemovesFilesAndRecordsButNeverFollowsALink) {
     EXPECT_EQ(ReadFile(outside.File("keep.txt")), "mine") << "a link is removed, not followed";
 
     RemoveTree(trash);
-    EXPECT_TRUE(EmptyUserTrash()) << "no Trash at all is an empty one";
+    emptied = EmptyTrashFor(outside.Path());
+    ASSERT_TRUE(emptied) << "no Trash at all is an empty one";
+    EXPECT_TRUE(emptied.Value().trashes.empty());
+    EXPECT_FALSE(EmptyTrashFor(outside.File("missing")));
 }
 
 TEST(FreeDiskBytes, RealFigureOrTheTestFile) {

@@ -1,7 +1,8 @@
 """End to end: a start needs room for 100 s of 44100 Hz stereo 32-bit samples
-after the Trash is emptied; at each 60-second check a recording without that room
-is stopped. As root the record folder is a small tmpfs; otherwise the free-space
-figure is injected through VOCARTA_FREE_BYTES_FILE."""
+after the Trash of the record folder's file system is emptied; at each 60-second
+check a recording without that room is stopped. As root the record folder is a
+small tmpfs (whose trash is emptied, never the home Trash on another file system);
+otherwise the free-space figure is injected through VOCARTA_FREE_BYTES_FILE."""
 
 import os
 import subprocess
@@ -35,17 +36,27 @@ class DiskSpaceTest(unittest.TestCase):
                 with open(figure, "w") as f:
                     f.write("%d\n" % size)
             set_free(30 * MB)
-        trash = os.path.join(env.env["XDG_DATA_HOME"], "Trash")
-        os.makedirs(os.path.join(trash, "info"))
-        os.makedirs(os.path.join(trash, "files"))
-        with open(os.path.join(trash, "files", "old.wav"), "wb") as f:
-            f.write(b"\0" * 4096)
+        # The home Trash; as root it is on another file system than the tmpfs, whose
+        # own trash is .Trash-0 at its top.
+        home_trash = os.path.join(env.env["XDG_DATA_HOME"], "Trash")
+        volume_trash = os.path.join(env.rec, ".Trash-0")
+        trashes = [home_trash] + ([volume_trash] if os.geteuid() == 0 else [])
+        for trash in trashes:
+            os.makedirs(os.path.join(trash, "info"))
+            os.makedirs(os.path.join(trash, "files"))
+            with open(os.path.join(trash, "files", "old.wav"), "wb") as f:
+                f.write(b"\0" * 4096)
 
         # 30 MB: not enough to start, and emptying the Trash does not help.
         copy = env.start("-record", "wav")
         env.wait_for_log(TITLE + NO_SPACE_TEXT)
-        self.assertEqual(env.files(), [])
-        self.assertFalse(os.path.exists(os.path.join(trash, "files", "old.wav")))
+        self.assertEqual(env.files(), [".Trash-0"] if os.geteuid() == 0 else [])
+        self.assertFalse(os.path.exists(os.path.join(trashes[-1], "files", "old.wav")))
+        if os.geteuid() == 0:
+            self.assertTrue(os.path.exists(os.path.join(home_trash, "files", "old.wav")),
+                            "the home Trash on another file system was emptied")
+            self.assertIn("Trash emptied: %s: 1 items, 4096 bytes" % volume_trash,
+                          env.log_lines())
         self.assertEqual(env.read_setting("UsageStats", "LastFailedReason"), "LowDiskSpace")
 
         # 40 MB: it starts (the refused start used up 000); 60 s take 21 MB.
@@ -58,7 +69,7 @@ class DiskSpaceTest(unittest.TestCase):
         env.wait_for_log("AfterStop done=true", timeout=90, proc=copy)
         env.wait_for_log(TITLE + LOW_DISK_TEXT)
         self.assertIsNone(copy.poll(), "the program goes on; only the recording stopped")
-        self.assertEqual(env.files(), ["Untitled 001.wav"])
+        self.assertEqual([f for f in env.files() if f != ".Trash-0"], ["Untitled 001.wav"])
         # A finished file: its header matches its data, and it holds the minute.
         self.assertAlmostEqual(env.duration(take), 60.0, delta=0.4)
         self.assertGreater(env.rms(take, 58, 1), 0.2)

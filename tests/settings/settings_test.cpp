@@ -1,6 +1,7 @@
 // The settings functions against every preferences store backend, the
 // preferences file as several processes meet it (concurrent writers, a reader
-// beside a writer, a writer killed half-way, a damaged file) and the shared file.
+// beside a writer, a writer killed half-way, a damaged file and its last good
+// copy) and the shared file.
 
 #include "settings/settings.h"
 
@@ -12,7 +13,9 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <thread>
 
@@ -253,9 +256,10 @@ TEST_F(PreferencesFile, ReaderSeesAnotherProcessWriteAtOnce) {
     EXPECT_EQ(WaitChild(pid), 0);
 }
 
-TEST_F(PreferencesFile, KilledWriterLeavesAReadableFileWithEveryFinishedWrite) {
+TEST_F(PreferencesFile, KilledWriterLeavesAReadableFileAndCopyWithEveryFinishedWrite) {
     SetSettingString("Settings", "OutputFolder", "/home/u/Music");
-    for (int round = 0; round < 10; ++round) {
+    srandom(unsigned(getpid()));
+    for (int round = 0; round < 20; ++round) {
         TestPipe done;
         pid_t pid = ForkChild([&] {
             for (int i = 1;; ++i) {
@@ -266,7 +270,7 @@ TEST_F(PreferencesFile, KilledWriterLeavesAReadableFileWithEveryFinishedWrite) {
         });
         done.CloseWrite();
         ASSERT_EQ(done.ReceiveByte(), 'd');
-        std::this_thread::sleep_for(std::chrono::milliseconds(round * 3));
+        std::this_thread::sleep_for(std::chrono::microseconds(random() % 30000));
         kill(pid, SIGKILL);
         int finished = 1;
         while (done.ReceiveByte() == 'd') ++finished;
@@ -279,6 +283,9 @@ TEST_F(PreferencesFile, KilledWriterLeavesAReadableFileWithEveryFinishedWrite) {
             std::string line = text.substr(pos, end - pos);
             ASSERT_TRUE(line[0] == '#' || line.find('=') != std::string::npos) << line;
         }
+        EXPECT_EQ(FilePreferencesStore::DamageIn(text), "");
+        EXPECT_EQ(FilePreferencesStore::DamageIn(ReadFile(Path() + ".bak")), "")
+            << "the last good copy is not whole";
         int counter = GetSettingInt("Kill", "Counter", -1) - round * 100000;
         EXPECT_GE(counter, finished) << "a write reported as done was lost";
         EXPECT_LE(counter, finished + 1);
@@ -293,7 +300,63 @@ TEST_F(PreferencesFile, KilledWriterLeavesAReadableFileWithEveryFinishedWrite) {
         names.push_back(entry.path().filename());
     std::sort(names.begin(), names.end());
     EXPECT_EQ(names, (std::vector<std::string>{std::string(kAppDomain) + ".conf",
+                                               std::string(kAppDomain) + ".conf.bak",
                                                std::string(kAppDomain) + ".conf.lock"}));
+}
+
+// Binary junk, a cut in the middle of a line (the auto-number 12 read as 1), a
+// cut at a line end, an empty file: each is kept aside under a new name, the
+// settings come back from the last good copy (one write behind), the window's
+// notice and one log line say so, and the file on disk is whole again.
+TEST_F(PreferencesFile, DamagedFileIsKeptAsideAndTheLastGoodCopyRestored) {
+    const auto junk = [](const std::string& good) {
+        std::string bytes("\x89PNG\r\n\x1a\n\0\0\0\rIHDR", 16);
+        for (std::size_t i = 0; i < good.size(); ++i) bytes += char((i * 7919 + 13) % 256);
+        return bytes;
+    };
+    const auto cutInNumber = [](const std::string& good) {
+        return good.substr(0, good.find("AutoNumber=12") + std::strlen("AutoNumber=1"));
+    };
+    const auto cutAtLineEnd = [](const std::string& good) {
+        return good.substr(0, good.find("Settings/OutputFolder"));
+    };
+    const auto empty = [](const std::string&) { return std::string(); };
+    const std::function<std::string(const std::string&)> damages[] = {junk, cutInNumber,
+                                                                      cutAtLineEnd, empty};
+    for (const auto& damage : damages) {
+        std::filesystem::remove_all(AppConfigDir());
+        SetPreferencesStoreFactory(nullptr);
+        SetSettingString("Settings", "OutputFolder", "/music");
+        for (int n = 1; n <= 12; ++n) ASSERT_TRUE(SetSettingInt("Settings", "AutoNumber", n));
+        const std::string damaged = damage(ReadFile(Path()));
+        ASSERT_TRUE(WriteFile(Path(), damaged));
+        SetPreferencesStoreFactory(nullptr);  // as a process starting now
+
+        EXPECT_EQ(GetSettingInt("Settings", "AutoNumber", 0), 11);
+        EXPECT_EQ(GetSettingString("Settings", "OutputFolder"), "/music");
+        std::vector<std::string> kept;
+        for (const auto& entry : std::filesystem::directory_iterator(AppConfigDir()))
+            if (entry.path().filename().string().find(".conf.damaged-") != std::string::npos)
+                kept.push_back(entry.path());
+        ASSERT_EQ(kept.size(), 1u);
+        EXPECT_EQ(ReadFile(kept[0]), damaged) << "the damaged file was not kept as it was";
+        EXPECT_EQ(FilePreferencesStore::DamageIn(ReadFile(Path())), "");
+        EXPECT_EQ(ReadFresh().at("Settings/AutoNumber"), "11");
+        EXPECT_EQ(TakeSettingsDamageNotice(),
+                  "The settings file was damaged; the last good settings were restored from " +
+                      Path() + ".bak. The damaged file was kept as " + kept[0] + ".");
+        EXPECT_EQ(TakeSettingsDamageNotice(), "") << "said more than once";
+        ASSERT_TRUE(SetSettingInt("Settings", "AutoNumber", 12));
+        EXPECT_EQ(GetSettingInt("Settings", "AutoNumber", 0), 12);
+    }
+    const std::string log = ReadFile(ErrorLogPath());
+    std::size_t lines = 0;
+    for (std::size_t at = 0; (at = log.find("could not be read (", at)) != std::string::npos; ++at)
+        ++lines;
+    EXPECT_EQ(lines, 4u) << log;
+    for (const char* why :
+         {"binary data", "last line is cut off", "closing \"# end\" line", "it is empty"})
+        EXPECT_NE(log.find(why), std::string::npos) << why;
 }
 
 TEST_F(PreferencesFile, DamagedFileReadsWhatItCanAndTakesWrites) {
@@ -309,6 +372,13 @@ TEST_F(PreferencesFile, DamagedFileReadsWhatItCanAndTakesWrites) {
               (std::map<std::string, std::string>{
                   {"Email/To", "a@b.c"}, {"Settings/Folder", "/tmp/x"}, {"Settings/Format", "3"}}));
     EXPECT_NE(ReadFile(ErrorLogPath()).find("without key=value skipped"), std::string::npos);
+    const std::string notice = TakeSettingsDamageNotice();
+    EXPECT_NE(notice.find("the settings that could still be read from it were kept"),
+              std::string::npos)
+        << notice;
+    const std::string kept =
+        notice.substr(notice.rfind(' ') + 1, notice.size() - notice.rfind(' ') - 2);
+    EXPECT_EQ(ReadFile(kept), damaged);
 }
 
 TEST_F(PreferencesFile, AwkwardKeysAndValuesSurviveTheFile) {

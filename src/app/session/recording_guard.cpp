@@ -30,7 +30,7 @@ bool RecordingGuard::EnoughFreeSpace(const std::string& folder, uint32_t rate, u
     std::optional<uint64_t> free = services_.freeBytes(folder);
     if (!free || *free > needed) return true;
     if (session_settings::AutoEmpty()) {
-        services_.emptyTrash();
+        (void)services_.emptyTrash(folder);  // it logs what it removed
         free = services_.freeBytes(folder);
         if (!free || *free > needed) return true;
     }

@@ -12,7 +12,7 @@ SessionServices DefaultSessionServices() {
     services.prepareDevice = &PrepareRecordDevice;
     services.openSink = &OpenRecordingSink;
     services.freeBytes = &FreeDiskBytes;
-    services.emptyTrash = &EmptyUserTrash;
+    services.emptyTrash = &EmptyTrashFor;
     services.playTone = &PlayTone;
     services.makePlayer = [] { return CreateSoundPlayer(); };
     services.afterRecordingSteps = DefaultAfterRecordingSteps();

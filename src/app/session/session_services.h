@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "app/session/after_recording_queue.h"
+#include "app/session/disk_space.h"
 #include "audio/capture/device_choice.h"
 #include "audio/capture/sound_recorder.h"
 #include "audio/codecs/recording_spec.h"
@@ -37,7 +38,8 @@ struct SessionServices {
         openSink;
     // Free bytes on the file system of a folder; nullopt when unknown.
     std::function<std::optional<uint64_t>(const std::string& folder)> freeBytes;
-    std::function<bool()> emptyTrash;
+    // Empties the trash of the file system `folder` is on.
+    std::function<LResult<TrashEmptied>(const std::string& folder)> emptyTrash;
     // Queues a tone and returns at once.
     std::function<void(LToneKind kind)> playTone;
     // Made on the first Play.

@@ -1,6 +1,6 @@
 #pragma once
-// The AIFF/AIFC sink, written through libsndfile: integer PCM in AIFF, floats,
-// A-law and µ-law in AIFC.
+// The AIFF/AIFC sink, a libsndfile sink (sndfile_sink.h): integer PCM in AIFF,
+// floats, A-law and µ-law in AIFC.
 //
 // The header is brought up to date after every Write, so a recording killed
 // mid-way is a complete AIFF file up to the last buffer written. Truncation is

@@ -6,6 +6,7 @@
 #include "audio/codecs/flac_sink.h"
 #include "audio/codecs/mp3_sink.h"
 #include "audio/codecs/recording_formats.h"
+#include "audio/codecs/sndfile_sink.h"
 #include "audio/output_format.h"
 #include "audio/wav/wav_format_settings.h"
 #include "audio/wav/wav_reader.h"
@@ -22,21 +23,20 @@ bool SetError(std::string* error, const std::string& text) {
     return false;
 }
 
-// WAV in the format tag and bits of the existing file, at `like`'s rate and channels.
+// WAV in the encoding of the existing file, at `like`'s rate and channels: by our
+// own WAV writer where it writes that encoding with the same header, else through
+// libsndfile in the same encoding (ADPCM, 64-bit float, the extensible header).
+// Where neither can, the sink is refused with the reason, so the recording is
+// left as it is rather than rewritten in some other encoding.
 std::shared_ptr<LSoundSinkBase> OpenWavLike(const std::string& likePath,
                                             const LSoundSourceBase& like,
                                             const std::string& newPath, std::string* error) {
-    LSoundFormat format = LoadWavFormat();
-    uint16_t tag = format.formatTag, bits = format.bitsPerSample;
-    ReadWavFileEncoding(likePath, tag, bits);
+    uint16_t tag = 0, bits = 0;
     LSoundFormat wanted;
-    if (!MakeWavFormat(tag, like.SampleRate(), like.Channels(), bits, wanted) &&
-        !MakeWavFormat(kWaveFormatPcm, like.SampleRate(), like.Channels(), 16, wanted)) {
-        SetError(error, StringPrintf("Cannot write WAV at %u Hz with %u channels.",
-                                     unsigned(like.SampleRate()), unsigned(like.Channels())));
-        return nullptr;
-    }
-    return OpenWavSink(newPath, wanted, error);
+    if (ReadWavFileEncoding(likePath, tag, bits) && tag != kWaveFormatExtensible &&
+        MakeWavFormat(tag, like.SampleRate(), like.Channels(), bits, wanted))
+        return OpenWavSink(newPath, wanted, error);
+    return OpenSndfileSinkLike(likePath, like, newPath, error);
 }
 
 // MP3 at the file's constant bit rate, or VBR as stored when the file is VBR.
@@ -119,7 +119,14 @@ std::shared_ptr<LSoundSourceBase> OpenSoundSource(const std::string& path, std::
         return nullptr;
     }
     const std::optional<OutputFormat> format = OutputFormatFromPath(path);
-    if (format == OutputFormat::kWav) return OpenWavSource(path, error);
+    if (format == OutputFormat::kWav) {
+        bool otherEncoding = false;
+        auto source = OpenWavSource(path, error, &otherEncoding);
+        if (source || !otherEncoding) return source;
+        // An encoding our reader leaves to libsndfile (ADPCM and the like); when
+        // that fails too, our reader's reason stands.
+        return OpenSndfileSource(path, nullptr);
+    }
     if (format == OutputFormat::kMp3) return OpenMp3Source(path, error);
     return OpenSndfileSource(path, error);
 }

@@ -35,6 +35,12 @@ const char* SubtypeWords(int subtype) {
             return "ALaw 2:1";
         case SF_FORMAT_ULAW:
             return "uLaw 2:1";
+        case SF_FORMAT_IMA_ADPCM:
+            return "IMA ADPCM";
+        case SF_FORMAT_MS_ADPCM:
+            return "MS ADPCM";
+        case SF_FORMAT_GSM610:
+            return "GSM 6.10";
         case SF_FORMAT_VORBIS:
             return "Vorbis";
         case SF_FORMAT_OPUS:

@@ -60,10 +60,9 @@ int AfterRecordingThresholdDb() {
 
 TrimSettings ReadAfterRecordingTrimSettings() {
     TrimSettings s = ReadTrimSettings();
+    // Only the value changes; whether it is relative to the peak or absolute
+    // stays the user's choice ("AutoTrimThresholdIsAbsolute").
     s.thresholdDb = AfterRecordingThresholdDb();
-    // Voice activation compares absolute levels; a threshold 1 dB below it only
-    // means "just below what counted as sound" when it is absolute too.
-    s.thresholdIsAbsolute = true;
     return s;
 }
 

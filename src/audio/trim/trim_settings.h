@@ -42,10 +42,10 @@ TrimSettings ReadTrimSettings();
 // Stores the options, clamped to their ranges (the options window).
 void StoreTrimSettings(const TrimSettings& settings);
 
-// The options of the trim that runs right after a recording: the user's lengths
-// and start-and-end choice, with an absolute threshold 1 dB below the level at
-// which voice activation counts sound ("VoiceActivateLevel" - 1, clamped), so
-// what the recorder took for sound is never cut as silence.
+// The options of the trim that runs right after a recording: the user's options,
+// except that the threshold value is 1 dB below the level at which voice
+// activation counts sound ("VoiceActivateLevel" - 1, clamped). Relative to the
+// peak or absolute is still the user's "AutoTrimThresholdIsAbsolute".
 TrimSettings ReadAfterRecordingTrimSettings();
 int AfterRecordingThresholdDb();
 

@@ -29,7 +29,7 @@ bool MakeWavFormat(uint16_t tag, uint32_t rate, uint16_t channels, uint16_t bits
             if (bits != 8 && bits != 16 && bits != 24 && bits != 32) return false;
             break;
         case kWaveFormatIeeeFloat:
-            if (bits != 32) return false;
+            if (bits != 32 && bits != 64) return false;
             break;
         case kWaveFormatALaw:
         case kWaveFormatMuLaw:

@@ -22,7 +22,7 @@ inline constexpr const char* kWavChansAutoKey = "ChansAuto";
 LSoundFormat AutomaticWavFormat();
 
 // A consistent record for one of the encodings the WAV sinks write: PCM (tag 1,
-// 8/16/24/32 bits), IEEE float (tag 3, 32 bits), A-law (6) and µ-law (7) at 8 bits,
+// 8/16/24/32 bits), IEEE float (tag 3, 32 or 64 bits), A-law (6) and µ-law (7) at 8 bits,
 // GSM 6.10 (49). False (and `out` untouched) for anything else.
 bool MakeWavFormat(uint16_t tag, uint32_t rate, uint16_t channels, uint16_t bits,
                    LSoundFormat& out);

@@ -37,6 +37,7 @@ bool ParseExtensible(const uint8_t* fmt, uint32_t size, WavFileInfo& info, std::
     }
     if (std::memcmp(fmt + 26, kSubtypeTail, sizeof kSubtypeTail) != 0) {
         error = "its extensible format names an unknown sub-format";
+        info.otherEncoding = true;
         return false;
     }
     info.tag = GetLe16(fmt + 24);
@@ -98,6 +99,7 @@ bool ChooseCoding(WavFileInfo& info, const uint8_t* fmt, uint32_t size, std::str
         default:
             error = StringPrintf("it is encoded as %s (format tag %u), which cannot be read",
                                  WaveFormatTagName(info.tag), unsigned(info.tag));
+            info.otherEncoding = true;
             return false;
     }
 }

@@ -43,6 +43,9 @@ struct WavFileInfo {
     // Frames in one unit: 1, or the samples per GSM block.
     uint32_t unitFrames = 1;
     bool provisional = false;  // sizes of an unfinished recording
+    // Set when parsing failed only because the encoding is not one this reader
+    // decodes (ADPCM and the like): another decoder may still read the file.
+    bool otherEncoding = false;
     std::vector<WavDataSegment> segments;
     uint64_t dataBytes = 0;  // sum of the segments
 };

@@ -24,6 +24,8 @@ uint32_t BytesPerSampleOf(WavPcmSink::Width width) {
         case WavPcmSink::Width::S32:
         case WavPcmSink::Width::Float32:
             return 4;
+        case WavPcmSink::Width::Float64:
+            return 8;
     }
     return 2;
 }
@@ -84,6 +86,16 @@ void EncodeFloat(const float* in, uint64_t count, uint8_t* out) {
     }
 }
 
+void EncodeDouble(const float* in, uint64_t count, uint8_t* out) {
+    for (uint64_t i = 0; i < count; ++i) {
+        const double value = in[i];
+        uint64_t bits;
+        std::memcpy(&bits, &value, 8);
+        PutLe32(out + 8 * i, uint32_t(bits));
+        PutLe32(out + 8 * i + 4, uint32_t(bits >> 32));
+    }
+}
+
 }  // namespace
 
 WavPcmSink::WavPcmSink(std::string path, uint32_t sampleRate, uint8_t channels, Width width)
@@ -100,7 +112,8 @@ void WavPcmSink::FormatChanged() {
 }
 
 std::vector<uint8_t> WavPcmSink::BuildHeader(uint32_t dataSize, uint32_t riffSize) const {
-    const uint16_t tag = width_ == Width::Float32 ? kWaveFormatIeeeFloat : kWaveFormatPcm;
+    const uint16_t tag = width_ == Width::Float32 || width_ == Width::Float64 ? kWaveFormatIeeeFloat
+                                                                              : kWaveFormatPcm;
     const uint32_t bits = bytesPerSample_ * 8;
     return HeaderBuilder(46)
         .Tag("RIFF")
@@ -137,6 +150,9 @@ uint64_t WavPcmSink::Encode(const float* samples, uint64_t frames, uint8_t* out)
             break;
         case Width::Float32:
             EncodeFloat(samples, count, out);
+            break;
+        case Width::Float64:
+            EncodeDouble(samples, count, out);
             break;
     }
     return count * bytesPerSample_;

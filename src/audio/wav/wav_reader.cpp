@@ -90,6 +90,7 @@ class WavSource final : public LSoundSourceBase {
     }
 
     bool Open(const std::string& path, std::string& error);
+    bool OtherEncoding() const { return info_.otherEncoding; }
     int64_t Read(float* samples, uint64_t frames) override;
     bool Seek(uint64_t frame) override;
 
@@ -241,11 +242,13 @@ bool WavSource::Seek(uint64_t frame) {
 
 }  // namespace
 
-std::shared_ptr<LSoundSourceBase> OpenWavSource(const std::string& path, std::string* error) {
+std::shared_ptr<LSoundSourceBase> OpenWavSource(const std::string& path, std::string* error,
+                                                bool* otherEncoding) {
     auto source = std::make_shared<WavSource>();
     std::string why;
     if (!source->Open(path, why)) {
         if (error) *error = why;
+        if (otherEncoding) *otherEncoding = source->OtherEncoding();
         return nullptr;
     }
     return source;

@@ -18,7 +18,9 @@
 namespace vocarta {
 
 // nullptr with `error` set for a file that is missing, damaged or of a codec the
-// reader does not decode.
-std::shared_ptr<LSoundSourceBase> OpenWavSource(const std::string& path, std::string* error);
+// reader does not decode; in that last case only, `otherEncoding` (when given)
+// is set, so the caller may try a general decoder (libsndfile) instead.
+std::shared_ptr<LSoundSourceBase> OpenWavSource(const std::string& path, std::string* error,
+                                                bool* otherEncoding = nullptr);
 
 }  // namespace vocarta

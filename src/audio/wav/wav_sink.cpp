@@ -21,9 +21,10 @@ std::shared_ptr<wav::WavSinkBase> MakeSink(const std::string& path, const LSound
             return std::make_shared<wav::WavPcmSink>(path, f.sampleRate, channels, w);
         }
         case kWaveFormatIeeeFloat:
-            if (f.bitsPerSample == 32)
-                return std::make_shared<wav::WavPcmSink>(path, f.sampleRate, channels,
-                                                         Width::Float32);
+            if (f.bitsPerSample == 32 || f.bitsPerSample == 64)
+                return std::make_shared<wav::WavPcmSink>(
+                    path, f.sampleRate, channels,
+                    f.bitsPerSample == 32 ? Width::Float32 : Width::Float64);
             break;
         case kWaveFormatALaw:
         case kWaveFormatMuLaw:

@@ -1,5 +1,5 @@
 #pragma once
-// WAV sinks: integer PCM (8, 16, 24, 32 bits), 32-bit float, A-law, µ-law and
+// WAV sinks: integer PCM (8, 16, 24, 32 bits), 32- and 64-bit float, A-law, µ-law and
 // GSM 6.10, each with its exact header, provisional sizes while writing (so a
 // file left by a crash plays to its end), data chunks beyond 4 GB, the pad byte,
 // and truncation to a frame.

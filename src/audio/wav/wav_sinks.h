@@ -10,11 +10,13 @@ struct gsm_state;
 
 namespace vocarta::wav {
 
-// Integer PCM of 1, 2, 3 or 4 bytes per sample, or 32-bit IEEE float (tag 3),
-// behind the 46-byte header. The float file uses the same layout with tag 3.
+// Integer PCM of 1, 2, 3 or 4 bytes per sample, or 32- or 64-bit IEEE float
+// (tag 3), behind the 46-byte header. The float file uses the same layout with
+// tag 3. (64-bit float is written only to give such a recording back in its own
+// encoding, e.g. after a trim.)
 class WavPcmSink final : public WavSinkBase {
   public:
-    enum class Width { U8, S16, S24, S32, Float32 };
+    enum class Width { U8, S16, S24, S32, Float32, Float64 };
     WavPcmSink(std::string path, uint32_t sampleRate, uint8_t channels, Width width);
     ~WavPcmSink() override;
 

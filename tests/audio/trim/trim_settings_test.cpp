@@ -5,7 +5,10 @@
 
 #include <gtest/gtest.h>
 
+#include "audio/trim/recording_trim.h"
 #include "settings/settings.h"
+#include "support/temp_dir.h"
+#include "trim_test_audio.h"
 
 namespace vocarta {
 namespace {
@@ -53,8 +56,11 @@ TEST(TrimSettings, AfterRecordingThresholdFollowsVoiceActivation) {
     SetSettingString("Settings", "AutoTrimShortestSilence", "300");
     TrimSettings s = ReadAfterRecordingTrimSettings();
     EXPECT_EQ(s.thresholdDb, -19);  // not the user's trim threshold
-    EXPECT_TRUE(s.thresholdIsAbsolute);
+    EXPECT_FALSE(s.thresholdIsAbsolute) << "relative or absolute stays the user's choice";
     EXPECT_EQ(s.shortestSilenceMs, 300);  // the rest as the user set it
+    SetSettingBool("Settings", "AutoTrimThresholdIsAbsolute", true);
+    EXPECT_TRUE(ReadAfterRecordingTrimSettings().thresholdIsAbsolute);
+    DeleteSetting("Settings", "AutoTrimThresholdIsAbsolute");
 
     SetSettingInt("Settings", "VoiceActivateLevel", -30);
     EXPECT_EQ(AfterRecordingThresholdDb(), -31);
@@ -70,6 +76,35 @@ TEST(TrimSettings, AfterRecordingThresholdFollowsVoiceActivation) {
     SetSettingBool("Recorder", "Autotrim", true);
     EXPECT_TRUE(AfterRecordingTrimEnabled());
     DeleteSetting("Recorder", "Autotrim");
+    Clear();
+}
+
+// A quiet recording (speech peaking at 0.02, below the absolute level of -19 dB,
+// 0.028) trimmed after recording with the default relative threshold: the peak
+// pass runs and only the pauses are shortened. An absolute threshold, when the
+// user chose it, takes the whole quiet file for silence.
+TEST(TrimSettings, AfterRecordingTrimOfAQuietRecordingKeepsItsSpeech) {
+    Clear();
+    test::TempDir dir;
+    const std::string path = dir.File("quiet.wav");
+    test::Signal quiet{1, {}};
+    quiet.Add(test::Ms(1000), 0.02f).Silent(test::Ms(2000)).Add(test::Ms(1000), 0.02f);
+    ASSERT_TRUE(test::WriteRecording(path, quiet));
+    std::vector<std::string> passes;
+    TrimProgress progress;
+    progress.passStarted = [&](const char* text) { passes.push_back(text); };
+
+    TrimOutcome outcome = TrimAfterRecording(path, progress);
+    ASSERT_EQ(outcome.status, TrimStatus::Ok) << outcome.error;
+    EXPECT_EQ(passes, (std::vector<std::string>{kTrimPeakText, kTrimSearchText, kTrimRemoveText}));
+    EXPECT_EQ(test::RunsOf(test::ReadRecording(path).samples, 1, 0.001f),
+              test::StretchRuns("L1000 S400 L1000"));
+
+    SetSettingBool("Settings", "AutoTrimThresholdIsAbsolute", true);
+    ASSERT_TRUE(test::WriteRecording(path, quiet));
+    outcome = TrimAfterRecording(path, {});
+    ASSERT_EQ(outcome.status, TrimStatus::Ok) << outcome.error;
+    EXPECT_LT(outcome.framesAfter, test::Ms(500)) << "an absolute -19 dB hears nothing here";
     Clear();
 }
 

@@ -177,7 +177,7 @@ TEST(WavSinkHeader, RefusesWhatItCannotWrite) {
     EXPECT_FALSE(OpenWavSink(dir.File("x.wav"), Format(2, 8000, 1, 4), &error));
     EXPECT_NE(error.find("Microsoft ADPCM Format"), std::string::npos) << error;
     EXPECT_FALSE(OpenWavSink(dir.File("y.wav"), Format(1, 0, 1, 16), &error));
-    EXPECT_FALSE(OpenWavSink(dir.File("z.wav"), Format(3, 8000, 1, 64), &error));
+    EXPECT_FALSE(OpenWavSink(dir.File("z.wav"), Format(3, 8000, 1, 16), &error));
     EXPECT_FALSE(OpenWavSink(dir.File("missing/dir/w.wav"), Format(1, 8000, 1, 16), &error));
     EXPECT_NE(error.find("Cannot create"), std::string::npos) << error;
     EXPECT_FALSE(FileExists(dir.File("x.wav")));
