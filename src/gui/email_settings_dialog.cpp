@@ -34,7 +34,8 @@ EmailSettingsDialog::EmailSettingsDialog(MainDialogView& view, QWidget* parent)
     setObjectName("EmailSettingsDialog");
     setWindowTitle(tr("Email Settings"));
     auto* page = new QWidget(this);
-    desktop_ = NamedRadio(page, "emailDesktopMail", tr("Use the desktop mail program to send email"));
+    desktop_ =
+        NamedRadio(page, "emailDesktopMail", tr("Use the desktop mail program to send email"));
     sendmail_ = NamedRadio(page, "emailSendmail", tr("Use sendmail unix default script"));
     direct_ = NamedRadio(page, "emailDirect",
                          tr("Send directly to other side (work as own SMTP server)"));
@@ -50,7 +51,8 @@ EmailSettingsDialog::EmailSettingsDialog(MainDialogView& view, QWidget* parent)
     userName_ = NamedLine(page, "emailUserName");
     password_ = NamedLine(page, "emailPassword");
     password_->setEchoMode(QLineEdit::Password);
-    useTls_ = NamedCheckBox(page, "emailUseTls", tr("Use secure connection (SSL/TLS) if available"));
+    useTls_ =
+        NamedCheckBox(page, "emailUseTls", tr("Use secure connection (SSL/TLS) if available"));
     sendDirectWhenDown_ = NamedCheckBox(page, "emailSendDirectWhenDown",
                                         tr("If server is down, attempt to send directly"));
     replyTo_ = NamedLine(page, "emailReplyTo");
@@ -86,10 +88,18 @@ EmailSettingsDialog::EmailSettingsDialog(MainDialogView& view, QWidget* parent)
 
 void EmailSettingsDialog::ShowValues(const EmailSettingsValues& v) {
     switch (v.choice) {
-        case EmailSendChoice::kDesktopMail: desktop_->setChecked(true); break;
-        case EmailSendChoice::kSendmail: sendmail_->setChecked(true); break;
-        case EmailSendChoice::kDirect: direct_->setChecked(true); break;
-        case EmailSendChoice::kSmtp: smtp_->setChecked(true); break;
+        case EmailSendChoice::kDesktopMail:
+            desktop_->setChecked(true);
+            break;
+        case EmailSendChoice::kSendmail:
+            sendmail_->setChecked(true);
+            break;
+        case EmailSendChoice::kDirect:
+            direct_->setChecked(true);
+            break;
+        case EmailSendChoice::kSmtp:
+            smtp_->setChecked(true);
+            break;
     }
     host_->setEditText(QString::fromStdString(v.host));
     userName_->setText(QString::fromStdString(v.userName));
@@ -102,8 +112,8 @@ void EmailSettingsDialog::ShowValues(const EmailSettingsValues& v) {
 
 void EmailSettingsDialog::UpdateEnabled() {
     const bool smtp = smtp_->isChecked();
-    for (QWidget* w : std::initializer_list<QWidget*>{host_, userName_, password_, useTls_,
-                                                      sendDirectWhenDown_})
+    for (QWidget* w :
+         std::initializer_list<QWidget*>{host_, userName_, password_, useTls_, sendDirectWhenDown_})
         w->setEnabled(smtp);
 }
 
@@ -125,10 +135,14 @@ EmailSettingsValues EmailSettingsDialog::Values() const {
 
 QWidget* EmailSettingsDialog::FieldOf(EmailSettingsField field) const {
     switch (field) {
-        case EmailSettingsField::kReplyTo: return replyTo_;
-        case EmailSettingsField::kHost: return host_;
-        case EmailSettingsField::kUserName: return userName_;
-        case EmailSettingsField::kPassword: return password_;
+        case EmailSettingsField::kReplyTo:
+            return replyTo_;
+        case EmailSettingsField::kHost:
+            return host_;
+        case EmailSettingsField::kUserName:
+            return userName_;
+        case EmailSettingsField::kPassword:
+            return password_;
     }
     return replyTo_;
 }

@@ -3,13 +3,13 @@
 listens, then serves until killed.
 
   smtp_test_server.py real --store DIR [--tls CERT KEY] [--login USER:PASSWORD]
-                           [--host H] [--port N]
+                           [--host H] [--port N] [--discard]
       aiosmtpd with STARTTLS (--tls) and AUTH LOGIN (--login; only over TLS).
       Message n is kept as DIR/n.eml, with what Python's own e-mail parser
       reads from it: n.subject (decoded), n.text (the text part), n.meta
       (envelope sender and recipients, whether TLS and a login were used), and
       per attachment k: n.k.name (decoded), n.k.type and n.k.part (the bytes);
-      n.done comes last.
+      n.done comes last. With --discard (benchmarks) nothing is kept.
 
   smtp_test_server.py script FILE --log LOG [--tls CERT KEY]
       Plays FILE to every connection, one step per line:
@@ -79,12 +79,15 @@ def keep(folder, number, raw, envelope, session):
 
 
 class StoreHandler:
-    def __init__(self, folder):
+    def __init__(self, folder, discard):
         self.folder = folder
+        self.discard = discard
         self.count = 0
 
     async def handle_DATA(self, server, session, envelope):
         self.count += 1
+        if self.discard:
+            return "250 Message accepted for delivery"
         keep(self.folder, self.count, envelope.original_content or envelope.content, envelope,
              session)
         return "250 Message accepted for delivery"
@@ -101,7 +104,7 @@ def run_real(args):
         return AuthResult(success=ok, handled=False)
 
     context = tls_context(*args.tls) if args.tls else None
-    handler = StoreHandler(args.store)
+    handler = StoreHandler(args.store, args.discard)
     family = socket.AF_INET6 if ":" in args.host else socket.AF_INET
     sock = socket.socket(family, socket.SOCK_STREAM)
     sock.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
@@ -221,6 +224,7 @@ def main():
     real.add_argument("--login")
     real.add_argument("--host", default="127.0.0.1")
     real.add_argument("--port", type=int, default=0)
+    real.add_argument("--discard", action="store_true")
     script = modes.add_parser("script")
     script.add_argument("file")
     script.add_argument("--log", required=True)

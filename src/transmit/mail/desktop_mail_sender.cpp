@@ -18,7 +18,8 @@ constexpr const char* kNotFoundText =
 // it until their window closes, which is then not waited for.
 constexpr int kHandOverMs = 30000;
 
-LError Failure(MailContext& context, const std::string& text, LErrorCode code = LErrorCode::kFailed) {
+LError Failure(MailContext& context, const std::string& text,
+               LErrorCode code = LErrorCode::kFailed) {
     context.LogError(text);
     return LError(code, text);
 }
@@ -30,7 +31,8 @@ bool Exists(const std::string& path) {
 }  // namespace
 
 LStatus SendByDesktopMail(const MailRequest& request, MailContext& context, bool sendNow) {
-    if (request.subject.empty()) return Failure(context, "Subject must not be empty", LErrorCode::kInvalid);
+    if (request.subject.empty())
+        return Failure(context, "Subject must not be empty", LErrorCode::kInvalid);
     const std::vector<std::string> recipients = SplitAddressList(request.recipients);
     if (!request.attachments.empty()) {
         if (recipients.empty())
@@ -53,8 +55,9 @@ LStatus SendByDesktopMail(const MailRequest& request, MailContext& context, bool
 
     const std::string program = FindProgram("xdg-email");
     if (program.empty()) return Failure(context, kNotFoundText, LErrorCode::kNotFound);
-    std::vector<std::string> args = {"xdg-email", "--utf8", "--subject", request.subject, "--body",
-                                     request.body.empty() ? " " : request.body};
+    std::vector<std::string> args = {"xdg-email", "--utf8",
+                                     "--subject", request.subject,
+                                     "--body",    request.body.empty() ? " " : request.body};
     for (const std::string& path : request.attachments) args.insert(args.end(), {"--attach", path});
     args.insert(args.end(), recipients.begin(), recipients.end());
     auto started = MailChildProcess::Start(program, args, false);
@@ -71,9 +74,12 @@ LStatus SendByDesktopMail(const MailRequest& request, MailContext& context, bool
         return {};
     }
     if (status.Value() != 0)
-        return Failure(context, StringPrintf("There was a problem running the script (xdg-email %s)",
-                                             MailChildProcess::DescribeStatus(status.Value()).c_str()));
-    if (sendNow) LogEvent("The message to %s waits in the mail program to be sent", request.recipients.c_str());
+        return Failure(context,
+                       StringPrintf("There was a problem running the script (xdg-email %s)",
+                                    MailChildProcess::DescribeStatus(status.Value()).c_str()));
+    if (sendNow)
+        LogEvent("The message to %s waits in the mail program to be sent",
+                 request.recipients.c_str());
     return {};
 }
 

@@ -23,8 +23,8 @@ bool IsValidDomain(std::string_view domain) {
     std::size_t start = 0;
     while (true) {
         const std::size_t dot = domain.find('.', start);
-        const std::string_view label =
-            domain.substr(start, dot == std::string_view::npos ? std::string_view::npos : dot - start);
+        const std::string_view label = domain.substr(
+            start, dot == std::string_view::npos ? std::string_view::npos : dot - start);
         if (label.empty() || label.size() > 63 || label.front() == '-' || label.back() == '-')
             return false;
         for (char c : label)
@@ -113,9 +113,11 @@ bool SaveEmailSettings(const EmailSettingsValues& v) {
     bool ok = SetSettingBool(ms::kSection, ms::kSendDirectKey,
                              smtp ? v.sendDirectWhenDown : v.choice == EmailSendChoice::kDirect);
     ok = SetSettingBool(ms::kSection, ms::kUseDesktopMailKey,
-                        v.choice == EmailSendChoice::kDesktopMail) && ok;
-    ok = SetSettingBool(ms::kSection, ms::kUseSendmailKey, v.choice == EmailSendChoice::kSendmail) &&
+                        v.choice == EmailSendChoice::kDesktopMail) &&
          ok;
+    ok =
+        SetSettingBool(ms::kSection, ms::kUseSendmailKey, v.choice == EmailSendChoice::kSendmail) &&
+        ok;
     ok = SetSettingBool(ms::kSection, ms::kUseSmtpHostKey, smtp) && ok;
     ok = SetSettingString(ms::kSection, ms::kMailSmtpHostKey, MailHostFromChoice(v.host)) && ok;
     ok = SetSettingString(ms::kSection, ms::kSmtpUserNameKey, TrimBlanks(v.userName)) && ok;
@@ -160,8 +162,8 @@ std::string MailHostFromChoice(std::string_view text) {
     const std::size_t open = text.find('[');
     if (open == std::string_view::npos) return TrimBlanks(text);
     const std::size_t close = text.find(']', open);
-    return TrimBlanks(text.substr(open + 1, close == std::string_view::npos ? std::string_view::npos
-                                                                            : close - open - 1));
+    return TrimBlanks(text.substr(
+        open + 1, close == std::string_view::npos ? std::string_view::npos : close - open - 1));
 }
 
 }  // namespace vocarta

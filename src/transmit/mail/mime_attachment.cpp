@@ -60,7 +60,8 @@ LStatus MimeComposer::SendAttachment(std::size_t index, const std::string& bound
         lines.clear();
         const auto* bytes = reinterpret_cast<const unsigned char*>(block.data());
         for (int64_t at = 0; at < got; at += int64_t(kBase64LineBytes)) {
-            const std::size_t n = std::size_t(std::min<int64_t>(int64_t(kBase64LineBytes), got - at));
+            const std::size_t n =
+                std::size_t(std::min<int64_t>(int64_t(kBase64LineBytes), got - at));
             AppendBase64(lines, bytes + at, n);
             lines.append(End());
         }

@@ -46,11 +46,10 @@ std::string FormatMailDate(const std::tm& local, long westOfUtcSeconds) {
         sign = '+';
         westOfUtcSeconds = -westOfUtcSeconds;
     }
-    return StringPrintf("%s, %.2d %s 20%.2d %.2d:%.2d:%.2d %c%.2ld%.2ld",
-                        kDays[(local.tm_wday % 7 + 7) % 7], local.tm_mday,
-                        kMonths[(local.tm_mon % 12 + 12) % 12], local.tm_year % 100, local.tm_hour,
-                        local.tm_min, local.tm_sec, sign, westOfUtcSeconds / 3600,
-                        westOfUtcSeconds / 60 % 60);
+    return StringPrintf(
+        "%s, %.2d %s 20%.2d %.2d:%.2d:%.2d %c%.2ld%.2ld", kDays[(local.tm_wday % 7 + 7) % 7],
+        local.tm_mday, kMonths[(local.tm_mon % 12 + 12) % 12], local.tm_year % 100, local.tm_hour,
+        local.tm_min, local.tm_sec, sign, westOfUtcSeconds / 3600, westOfUtcSeconds / 60 % 60);
 }
 
 std::string MailDateNow() {

@@ -22,8 +22,9 @@ std::string RecordingMailSubject(const std::string& path) {
 }
 
 std::string RecordingMailBody(const std::string& path) {
-    std::string body = "Attached is a recording made by Vocarta Sound Recorder.\r\n\r\n  File Name: " +
-                       FileName(path) + "\r\n  \r\n\r\n";
+    std::string body =
+        "Attached is a recording made by Vocarta Sound Recorder.\r\n\r\n  File Name: " +
+        FileName(path) + "\r\n  \r\n\r\n";
     body += kEditorParagraph;
     body += std::string(34, '-') + "\r\n";
     body += "Vocarta Sound Recorder\r\n";

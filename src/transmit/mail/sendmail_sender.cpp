@@ -37,7 +37,8 @@ LError Failure(MailContext& context, const std::string& text) {
 LStatus SendBySendmail(const MailRequest& request, MailContext& context) {
     context.SetStatus("Sending Email");
     context.SetStatus(request.recipients);
-    const std::string program = FindProgram("sendmail", {"/usr/sbin/sendmail", "/usr/lib/sendmail"});
+    const std::string program =
+        FindProgram("sendmail", {"/usr/sbin/sendmail", "/usr/lib/sendmail"});
     if (program.empty()) return Failure(context, kCannotRunText);
     // Without a sender sendmail takes the user's own address; "-f" with an
     // empty one would ask for the null sender of bounce messages instead.
@@ -54,7 +55,8 @@ LStatus SendBySendmail(const MailRequest& request, MailContext& context) {
 
     ChildOutput output(child, stop);
     ComposeTimeouts timeouts{kSendmailWriteMs, kSendmailWriteMs};
-    LStatus written = MimeComposer(request, MailStyle::kSendmail, output, context, timeouts).Compose();
+    LStatus written =
+        MimeComposer(request, MailStyle::kSendmail, output, context, timeouts).Compose();
     if (!written) {
         child.Terminate();  // a message cut short must not go out
         if (written.Error().IsCancelled()) return written;
@@ -69,8 +71,9 @@ LStatus SendBySendmail(const MailRequest& request, MailContext& context) {
                                              status.Error().Message().c_str()));
     }
     if (status.Value() != 0)
-        return Failure(context, StringPrintf("The \"sendmail\" tool did not accept the email (it %s).",
-                                             MailChildProcess::DescribeStatus(status.Value()).c_str()));
+        return Failure(context,
+                       StringPrintf("The \"sendmail\" tool did not accept the email (it %s).",
+                                    MailChildProcess::DescribeStatus(status.Value()).c_str()));
     context.SetProgress(0.95);
     return {};
 }

@@ -55,10 +55,10 @@ class SmtpSend {
             if (reached) return Converse(true, hostName_);
             if (reached.Error().IsCancelled()) return reached;
             if (!request_.sendDirect)
-                return Failure(context_, StringPrintf("Unable to connect to mail server \"%s\" "
-                                                      "when sending an email to \"%s\".",
-                                                      request_.host.c_str(),
-                                                      request_.recipients.c_str()));
+                return Failure(context_,
+                               StringPrintf("Unable to connect to mail server \"%s\" "
+                                            "when sending an email to \"%s\".",
+                                            request_.host.c_str(), request_.recipients.c_str()));
         }
         return SendDirect();
     }
@@ -87,8 +87,8 @@ class SmtpSend {
         if (domain.empty())
             return Failure(context_, StringPrintf("Invalid email address to send to: %s",
                                                   request_.recipients.c_str()));
-        const std::string exchanger =
-            options_.lookUpExchanger ? options_.lookUpExchanger(domain) : LookUpMailExchanger(domain);
+        const std::string exchanger = options_.lookUpExchanger ? options_.lookUpExchanger(domain)
+                                                               : LookUpMailExchanger(domain);
         LStatus connected;
         for (int attempt = 0; attempt < options_.directAttempts; ++attempt) {
             if (attempt > 0 && !PauseUnlessStopped(options_.directRetryWaitMs, channel_.Stop()))

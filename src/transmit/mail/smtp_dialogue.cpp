@@ -25,8 +25,8 @@ bool Accepted(int code) {
 }
 }  // namespace
 
-SmtpDialogue::SmtpDialogue(const MailRequest& request, MailContext& context,
-                           SmtpChannel& channel, const SmtpPeer& peer, const SmtpOptions& options)
+SmtpDialogue::SmtpDialogue(const MailRequest& request, MailContext& context, SmtpChannel& channel,
+                           const SmtpPeer& peer, const SmtpOptions& options)
     : request_(request), context_(context), channel_(channel), peer_(peer), options_(options) {
     const std::string localName =
         options_.localHostName ? options_.localHostName() : LocalHostName();
@@ -38,11 +38,11 @@ SmtpDialogue::SmtpDialogue(const MailRequest& request, MailContext& context,
 LStatus SmtpDialogue::Run() {
     using Handler = State (SmtpDialogue::*)();
     static constexpr Handler kHandlers[] = {
-        &SmtpDialogue::Greeting,       &SmtpDialogue::Hello,          &SmtpDialogue::StartTls,
-        &SmtpDialogue::TlsHello,       &SmtpDialogue::AuthLogin,      &SmtpDialogue::AuthHelloAgain,
-        &SmtpDialogue::AuthLoginAgain, &SmtpDialogue::AuthAnswer,     &SmtpDialogue::AuthUser,
-        &SmtpDialogue::AuthPassword,   &SmtpDialogue::MailFrom,       &SmtpDialogue::Recipients,
-        &SmtpDialogue::Data,           &SmtpDialogue::Message,        &SmtpDialogue::Terminator,
+        &SmtpDialogue::Greeting,       &SmtpDialogue::Hello,      &SmtpDialogue::StartTls,
+        &SmtpDialogue::TlsHello,       &SmtpDialogue::AuthLogin,  &SmtpDialogue::AuthHelloAgain,
+        &SmtpDialogue::AuthLoginAgain, &SmtpDialogue::AuthAnswer, &SmtpDialogue::AuthUser,
+        &SmtpDialogue::AuthPassword,   &SmtpDialogue::MailFrom,   &SmtpDialogue::Recipients,
+        &SmtpDialogue::Data,           &SmtpDialogue::Message,    &SmtpDialogue::Terminator,
         &SmtpDialogue::Quit,
     };
     static_assert(std::size(kHandlers) == std::size_t(State::kSent));
@@ -100,8 +100,8 @@ SmtpDialogue::State SmtpDialogue::Greeting() {
     context_.SetStatus("Connected to server");
     const SmtpReply reply = Ask({});
     if (reply.code != 220)
-        return Fail(StringPrintf("Mail server not responding: %s (%d)",
-                                 request_.recipients.c_str(), reply.code));
+        return Fail(StringPrintf("Mail server not responding: %s (%d)", request_.recipients.c_str(),
+                                 reply.code));
     return State::kHello;
 }
 
@@ -183,15 +183,16 @@ SmtpDialogue::State SmtpDialogue::MailFrom() {
     std::string sender = request_.sender;
     if (sender.empty()) {
         if (peer_.senderDomain.empty())
-            return Fail(StringPrintf("Invalid email address to send to: %s",
-                                     request_.recipients.c_str()));
+            return Fail(
+                StringPrintf("Invalid email address to send to: %s", request_.recipients.c_str()));
         sender = "Vocarta@" + peer_.senderDomain;
     }
     const SmtpReply reply = Ask("MAIL FROM:<", sender, ">\r\n");
     if (reply.code != 250)
-        return Fail(StringPrintf("Mail host server error (MAIL FROM not accepted). Please check "
-                                 "your Email Settings. %s - (%d - %s)",
-                                 request_.recipients.c_str(), reply.code, reply.text.c_str()));
+        return Fail(
+            StringPrintf("Mail host server error (MAIL FROM not accepted). Please check "
+                         "your Email Settings. %s - (%d - %s)",
+                         request_.recipients.c_str(), reply.code, reply.text.c_str()));
     return State::kRecipients;
 }
 
@@ -260,9 +261,10 @@ SmtpDialogue::State SmtpDialogue::Terminator() {
                 "The recipient's email server rejected this email because of an unspecified "
                 "reason.  Try using an SMTP account for sending email to this address.");
         default:
-            return Fail(StringPrintf("Mail host server error (data terminator not accepted) "
-                                     "emailto: %s mailhost: %s error: %d",
-                                     request_.recipients.c_str(), host.c_str(), reply.code));
+            return Fail(
+                StringPrintf("Mail host server error (data terminator not accepted) "
+                             "emailto: %s mailhost: %s error: %d",
+                             request_.recipients.c_str(), host.c_str(), reply.code));
     }
 }
 

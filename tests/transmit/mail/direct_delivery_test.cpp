@@ -78,10 +78,10 @@ MailRequest DirectRequest(const std::string& to) {
 void RunInside() {
     ASSERT_TRUE(BringLoopbackUp());
     TempDir folder("vocarta-mail-namespace");
-    ASSERT_TRUE(WriteFile(folder.File("resolv.conf"), "nameserver 127.0.0.1\noptions attempts:1\n"));
-    ASSERT_EQ(mount(folder.File("resolv.conf").c_str(), "/etc/resolv.conf", nullptr, MS_BIND,
-                    nullptr),
-              0)
+    ASSERT_TRUE(
+        WriteFile(folder.File("resolv.conf"), "nameserver 127.0.0.1\noptions attempts:1\n"));
+    ASSERT_EQ(
+        mount(folder.File("resolv.conf").c_str(), "/etc/resolv.conf", nullptr, MS_BIND, nullptr), 0)
         << std::strerror(errno);
     DnsServer dns(folder.File("dns.log"));
     ASSERT_TRUE(dns.Answers()) << "dnsmasq is needed: " << ReadFile(folder.File("dns.log"));

@@ -1,10 +1,11 @@
 // The "Email Settings" checks in their order, the saving order's effects, the
 // values the window opens with, and the provider list of the host box.
 
+#include "transmit/mail/email_settings_form.h"
+
 #include <gtest/gtest.h>
 
 #include "settings/settings.h"
-#include "transmit/mail/email_settings_form.h"
 #include "transmit/mail/mail_request.h"
 #include "transmit/mail/mail_settings.h"
 

@@ -63,8 +63,8 @@ class ScriptedSmtpServer {
         logPath_ = NetTestFolder().File(name + ".log");
         WriteFile(scriptPath_, script);
         WriteFile(logPath_, "");
-        std::vector<std::string> argv = {"/usr/bin/python3", SmtpServerScript(), "script",
-                                         scriptPath_, "--log", logPath_};
+        std::vector<std::string> argv = {
+            "/usr/bin/python3", SmtpServerScript(), "script", scriptPath_, "--log", logPath_};
         if (tls) argv.insert(argv.end(), {"--tls", TestCert("good"), TestKey("good")});
         std::string error;
         EXPECT_TRUE(server_.Start(argv, &error)) << error;
@@ -130,8 +130,8 @@ inline bool RunProgram(const std::vector<std::string>& argv) {
 
 // A two-second stereo WAV made by sox (a real recording's layout) at `path`.
 inline bool MakeTestRecording(const std::string& path) {
-    return RunProgram({"sox", "-q", "-n", "-r", "44100", "-c", "2", "-b", "16", path, "synth",
-                       "2", "sine", "440", "sine", "660"});
+    return RunProgram({"sox", "-q", "-n", "-r", "44100", "-c", "2", "-b", "16", path, "synth", "2",
+                       "sine", "440", "sine", "660"});
 }
 
 inline std::size_t Count(const std::string& text, const std::string& what) {
@@ -149,8 +149,8 @@ namespace vocarta::test {
 class RealSmtpServer {
   public:
     RealSmtpServer(const std::vector<std::string>& extra = {}) : store_("vocarta-smtp-store") {
-        std::vector<std::string> argv = {"/usr/bin/python3", SmtpServerScript(), "real",
-                                         "--store", store_.Path()};
+        std::vector<std::string> argv = {"/usr/bin/python3", SmtpServerScript(), "real", "--store",
+                                         store_.Path()};
         argv.insert(argv.end(), extra.begin(), extra.end());
         std::string error;
         started_ = server_.Start(argv, &error);

@@ -1,10 +1,11 @@
 // Message composition: the date, header words, the boundary, body lines, and
 // whole messages in both styles with an attachment decoded back.
 
+#include "transmit/mail/mime_message.h"
+
 #include <gtest/gtest.h>
 
 #include "mail_test_support.h"
-#include "transmit/mail/mime_message.h"
 #include "transmit/mail/recording_email.h"
 
 using namespace vocarta;
@@ -83,10 +84,10 @@ TEST(MimeMessageTest, BodyLinesAreBrokenAndDotStuffed) {
     EXPECT_EQ(Body(".\r\n"), "..\r\n");  // even the first line can never end the data
     EXPECT_EQ(Body("a\nb\rc\r\n"), "a\r\nb\r\nc\r\n");
     const std::string words = std::string(690, 'w') + " ." + std::string(20, 'x');
-    EXPECT_EQ(Body(words + "\r\n"), std::string(690, 'w') + " \r\n.." + std::string(20, 'x') + "\r\n");
-    EXPECT_EQ(Body(std::string(1500, 'z')),
-              std::string(700, 'z') + "\r\n" + std::string(700, 'z') + "\r\n" +
-                  std::string(100, 'z'));
+    EXPECT_EQ(Body(words + "\r\n"),
+              std::string(690, 'w') + " \r\n.." + std::string(20, 'x') + "\r\n");
+    EXPECT_EQ(Body(std::string(1500, 'z')), std::string(700, 'z') + "\r\n" + std::string(700, 'z') +
+                                                "\r\n" + std::string(100, 'z'));
     // No blank: the break never cuts a character in two.
     const std::string accents = "a" + [] {
         std::string s;
@@ -128,8 +129,10 @@ TEST(MimeMessageTest, WholeMessagesInBothStyles) {
         "--gc0p4Jq0M2Yt08jU534c0\r\nContent-Type: text/plain; charset=\"utf-8\"\r\n\r\n"
         "Line one\r\n..Line two\r\n"
         "\r\n--gc0p4Jq0M2Yt08jU534c0\r\nContent-Type: audio/wav; name=\"" +
-        name + "\"\r\nContent-Transfer-Encoding: base64\r\nContent-Disposition: attachment; "
-        "filename=\"" + name + "\"\r\n\r\n";
+        name +
+        "\"\r\nContent-Transfer-Encoding: base64\r\nContent-Disposition: attachment; "
+        "filename=\"" +
+        name + "\"\r\n\r\n";
     ASSERT_EQ(smtp.text.substr(0, head.size()), head);
     const std::string tail = "\r\n--gc0p4Jq0M2Yt08jU534c0--\r\n";
     ASSERT_EQ(smtp.text.substr(smtp.text.size() - tail.size()), tail);
@@ -153,7 +156,8 @@ TEST(MimeMessageTest, WholeMessagesInBothStyles) {
               0u);
     EXPECT_EQ(sendmail.text.find("Date:"), std::string::npos);
     EXPECT_NE(sendmail.text.find("\n\nLine one\n.Line two\n\n--gc0p4Jq0M2Yt08jU534c0\n"
-                                 "Content-Type: application/octet-stream; name=\"" + name + "\"\n"),
+                                 "Content-Type: application/octet-stream; name=\"" +
+                                 name + "\"\n"),
               std::string::npos);
     EXPECT_TRUE(quiet.statuses.empty());
 

@@ -55,8 +55,10 @@ Bytes Mx(unsigned preference, const std::vector<std::string>& labels, bool point
         d.push_back(uint8_t(l.size()));
         d.insert(d.end(), l.begin(), l.end());
     }
-    if (pointToDomain) d.insert(d.end(), {0xC0, 12});
-    else d.push_back(0);
+    if (pointToDomain)
+        d.insert(d.end(), {0xC0, 12});
+    else
+        d.push_back(0);
     return d;
 }
 
@@ -67,9 +69,9 @@ std::string First(const Bytes& b) {
 
 TEST(MxLookupTest, FirstMxRecordInAnswerOrder) {
     // A CNAME first; then preference 20 before 10: answer order wins.
-    const Bytes answer = Answer({Record(5, Mx(0, {"alias"}, true)),
-                                 Record(15, Mx(20, {"mx2"}, true)),
-                                 Record(15, Mx(10, {"mx1", "other", "net"}, false))});
+    const Bytes answer =
+        Answer({Record(5, Mx(0, {"alias"}, true)), Record(15, Mx(20, {"mx2"}, true)),
+                Record(15, Mx(10, {"mx1", "other", "net"}, false))});
     EXPECT_EQ(First(answer), "mx2.example.test");
     EXPECT_EQ(First(Answer({Record(15, Mx(5, {"in", "mail", "net"}, false))})), "in.mail.net");
     EXPECT_EQ(First(Answer({})), "");

@@ -38,8 +38,8 @@ void UseSmtpSettings(const std::string& host, const std::string& password) {
 
 TEST(SmtpRealServerTest, ARecordingArrivesOverStartTlsWithALogin) {
     ASSERT_FALSE(TestCertFolder().empty());
-    RealSmtpServer server({"--tls", TestCert("good"), TestKey("good"), "--login",
-                           "ann:pä ss:word"});
+    RealSmtpServer server(
+        {"--tls", TestCert("good"), TestKey("good"), "--login", "ann:pä ss:word"});
     ASSERT_TRUE(server.Started());
     TempDir folder("vocarta-mail-real");
     const std::string recording = folder.File("Café take 1.wav");
@@ -53,7 +53,8 @@ TEST(SmtpRealServerTest, ARecordingArrivesOverStartTlsWithALogin) {
 
     EXPECT_EQ(server.Kept(1, "meta"),
               "from=me@mail.test\nto=rcpt@mail.test\nsecure=1\nauthenticated=1\n");
-    EXPECT_EQ(server.Kept(1, "subject"), "Vocarta Sound Recorder - Emailed Recording Café take 1.wav");
+    EXPECT_EQ(server.Kept(1, "subject"),
+              "Vocarta Sound Recorder - Emailed Recording Café take 1.wav");
     EXPECT_EQ(Unix(server.Kept(1, "text")), Unix(RecordingMailBody(recording)));
     EXPECT_EQ(server.Kept(1, "0.name"), "Café take 1.wav");
     EXPECT_EQ(server.Kept(1, "0.type"), "audio/wav");
@@ -66,16 +67,16 @@ TEST(SmtpRealServerTest, ARecordingArrivesOverStartTlsWithALogin) {
     EXPECT_NE(raw.find("X-Mailer: Vocarta Sound Recorder"), std::string::npos);
     std::smatch date;
     ASSERT_TRUE(std::regex_search(raw, date, std::regex("\r\nDate: ([^\r]*)\r\n")));
-    EXPECT_TRUE(std::regex_match(date[1].str(),
-                                 std::regex("(Mon|Tue|Wed|Thu|Fri|Sat|Sun), \\d\\d "
-                                            "[A-Z][a-z][a-z] 20\\d\\d \\d\\d:\\d\\d:\\d\\d [+-]\\d{4}")))
+    EXPECT_TRUE(std::regex_match(
+        date[1].str(), std::regex("(Mon|Tue|Wed|Thu|Fri|Sat|Sun), \\d\\d "
+                                  "[A-Z][a-z][a-z] 20\\d\\d \\d\\d:\\d\\d:\\d\\d [+-]\\d{4}")))
         << date[1];
 
-    EXPECT_EQ(context.statuses,
-              (std::vector<std::string>{"To: rcpt@mail.test", "Preparing message",
-                                        "Connecting to server", "Connected to server",
-                                        "Sending Message Text", "Sending Message Attachment(s)",
-                                        "Email sent"}));
+    EXPECT_EQ(
+        context.statuses,
+        (std::vector<std::string>{"To: rcpt@mail.test", "Preparing message", "Connecting to server",
+                                  "Connected to server", "Sending Message Text",
+                                  "Sending Message Attachment(s)", "Email sent"}));
     ASSERT_FALSE(context.progress.empty());
     EXPECT_EQ(context.progress.front(), 0.0);
     EXPECT_EQ(context.progress.back(), 0.95);

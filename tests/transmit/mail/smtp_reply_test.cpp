@@ -1,11 +1,11 @@
 // The reply reader: how replies end, their codes and texts, lines cut not grown,
 // what is left for the next reply, and arbitrary bytes in arbitrary pieces.
 
+#include "transmit/mail/smtp_reply.h"
+
 #include <gtest/gtest.h>
 
 #include <random>
-
-#include "transmit/mail/smtp_reply.h"
 
 using namespace vocarta;
 
@@ -72,9 +72,9 @@ TEST(SmtpReplyTest, LongLinesAreCutAndTextIsBoundedAndTame) {
 }
 
 TEST(SmtpReplyTest, MutatedInputNeverBreaksTheReader) {
-    const std::string seeds[] = {
-        "220 mail.test ESMTP\r\n", "250-a\r\n250-STARTTLS\r\n250 b\r\n",
-        "550 5.1.1 <a@b>: no\r\n", "334 VXNlcm5hbWU6\r\n", std::string(600, '-') + "\n"};
+    const std::string seeds[] = {"220 mail.test ESMTP\r\n", "250-a\r\n250-STARTTLS\r\n250 b\r\n",
+                                 "550 5.1.1 <a@b>: no\r\n", "334 VXNlcm5hbWU6\r\n",
+                                 std::string(600, '-') + "\n"};
     std::mt19937 random(14);
     for (int round = 0; round < 3000; ++round) {
         std::string bytes = seeds[round % 5] + seeds[random() % 5];
@@ -82,9 +82,15 @@ TEST(SmtpReplyTest, MutatedInputNeverBreaksTheReader) {
         for (int e = 0; e < edits; ++e) {
             const std::size_t at = random() % bytes.size();
             switch (random() % 3) {
-                case 0: bytes[at] = char(random()); break;
-                case 1: bytes.insert(at, 1, "\n\r-: "[random() % 5]); break;
-                default: bytes.erase(at, 1 + random() % 4); break;
+                case 0:
+                    bytes[at] = char(random());
+                    break;
+                case 1:
+                    bytes.insert(at, 1, "\n\r-: "[random() % 5]);
+                    break;
+                default:
+                    bytes.erase(at, 1 + random() % 4);
+                    break;
             }
             if (bytes.empty()) bytes = "x";
         }
