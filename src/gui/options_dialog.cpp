@@ -8,6 +8,8 @@
 #include "gui/dialog_parts.h"
 #include "gui/hotkey_options_page.h"
 #include "gui/recording_options_page.h"
+#include "gui/schedule_general_page.h"
+#include "gui/transmit_options_page.h"
 #include "gui/trim_options_page.h"
 #include "toolkit/log.h"
 
@@ -33,6 +35,10 @@ OptionsDialog::OptionsDialog(MainDialogView& view, QWidget* parent, LDeviceEnume
     auto* hotkeys = new HotkeyOptionsPage(view, tabs_);
     tabs_->addTab(hotkeys, tr("Hot-Keys"));
     connect(this, &QDialog::accepted, hotkeys, &HotkeyOptionsPage::Store);
+    tabs_->addTab(new TransmitOptionsPage(
+                      view, [this] { return recording_->ChosenOptions().folder; }, tabs_),
+                  tr("Transmit"));
+    tabs_->addTab(new GeneralOptionsPage(this), tr("General"));
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(tabs_);
     AddOkCancel(this, layout);
@@ -41,6 +47,11 @@ OptionsDialog::OptionsDialog(MainDialogView& view, QWidget* parent, LDeviceEnume
 void OptionsDialog::accept() {
     if (!recording_->Check()) {
         tabs_->setCurrentWidget(recording_);
+        return;
+    }
+    // The Transmit page saves each method as soon as it passes its checks.
+    if (auto* transmit = tabs_->findChild<TransmitOptionsPage*>(); !transmit->Apply()) {
+        tabs_->setCurrentWidget(transmit);
         return;
     }
     bool stored = recording_->Store();

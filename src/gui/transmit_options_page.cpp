@@ -1,0 +1,175 @@
+#include "gui/transmit_options_page.h"
+
+#include <QCheckBox>
+#include <QFileDialog>
+#include <QFormLayout>
+#include <QGroupBox>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QPushButton>
+#include <QSpinBox>
+#include <QVBoxLayout>
+
+#include "app/session/file_naming.h"
+#include "app/session/main_dialog_view.h"
+#include "gui/dialog_parts.h"
+#include "settings/settings.h"
+#include "toolkit/paths.h"
+#include "transmit/command_template.h"
+#include "transmit/send_log.h"
+#include "transmit/transmit_settings.h"
+
+namespace vocarta {
+
+namespace {
+
+// A day: longer recordings are sent whatever the limit.
+constexpr int kLengthLimitMaxSeconds = 86400;
+
+QString Text(const std::string& s) {
+    return QString::fromStdString(s);
+}
+
+QLineEdit* NamedLine(QWidget* parent, const char* name) {
+    auto* line = new QLineEdit(parent);
+    line->setObjectName(name);
+    return line;
+}
+
+QPushButton* NamedButton(QWidget* parent, const char* name, const QString& text) {
+    auto* button = new QPushButton(text, parent);
+    button->setObjectName(name);
+    return button;
+}
+
+}  // namespace
+
+TransmitOptionsPage::TransmitOptionsPage(MainDialogView& view,
+                                         std::function<std::string()> recordFolder, QWidget* parent)
+    : QWidget(parent), view_(view), recordFolder_(std::move(recordFolder)) {
+    setObjectName("TransmitOptionsPage");
+    if (!recordFolder_) recordFolder_ = [] { return RecordFolder(); };
+    auto* where = new QLabel(
+        tr("Every send is written to %1").arg(Text(SendLogPath()).toHtmlEscaped()), this);
+    where->setObjectName("sendLogPath");
+    where->setWordWrap(true);
+    auto* layout = new QVBoxLayout(this);
+    layout->addWidget(BuildFolderBox());
+    layout->addWidget(BuildRunBox());
+    layout->addWidget(BuildWhenBox());
+    layout->addWidget(where);
+    layout->addStretch();
+    for (QCheckBox* box : {sendFolder_, sendRun_})
+        connect(box, &QCheckBox::toggled, this, &TransmitOptionsPage::UpdateEnabled);
+    ShowValues(ReadTransmitPageValues());
+}
+
+QWidget* TransmitOptionsPage::BuildFolderBox() {
+    auto* box = new QGroupBox(tr("Send to folder"), this);
+    sendFolder_ = NamedCheckBox(box, "sendFolder", tr("Copy each recording to this folder"));
+    sendFolderDir_ = NamedLine(box, "sendFolderDir");
+    auto* browse = NamedButton(box, "browseSendFolder", tr("Browse for folder"));
+    browseFolder_ = browse;
+    auto* row = new QHBoxLayout;
+    row->addWidget(sendFolderDir_);
+    row->addWidget(browse);
+    auto* layout = new QVBoxLayout(box);
+    layout->addWidget(sendFolder_);
+    layout->addLayout(row);
+    connect(browse, &QPushButton::clicked, this, &TransmitOptionsPage::BrowseFolder);
+    return box;
+}
+
+QWidget* TransmitOptionsPage::BuildRunBox() {
+    auto* box = new QGroupBox(tr("Run executable"), this);
+    sendRun_ = NamedCheckBox(box, "sendRun", tr("Run a program with each recording"));
+    sendRunExe_ = NamedLine(box, "sendRunExe");
+    sendRunExe_->setToolTip(
+        tr("The program and its arguments; %s stands for the recording's path"));
+    auto* browse = NamedButton(box, "browseSendRunExe", tr("Browse for app"));
+    browseProgram_ = browse;
+    auto* row = new QHBoxLayout;
+    row->addWidget(sendRunExe_);
+    row->addWidget(browse);
+    auto* layout = new QVBoxLayout(box);
+    layout->addWidget(sendRun_);
+    layout->addLayout(row);
+    connect(browse, &QPushButton::clicked, this, &TransmitOptionsPage::BrowseProgram);
+    return box;
+}
+
+QWidget* TransmitOptionsPage::BuildWhenBox() {
+    auto* box = new QGroupBox(tr("Before sending"), this);
+    prompt_ = NamedCheckBox(box, "promptTransmit", tr("Ask before each transmit method"));
+    lengthLimit_ = NumberBox(box, "recordingLengthLimit", 0, kLengthLimitMaxSeconds);
+    auto* form = new QFormLayout(box);
+    form->addRow(prompt_);
+    form->addRow(tr("Do not send when length is equal to or less than (seconds):"), lengthLimit_);
+    return box;
+}
+
+void TransmitOptionsPage::ShowValues(const TransmitPageValues& v) {
+    sendFolder_->setChecked(v.sendFolder);
+    sendFolderDir_->setText(Text(v.sendFolderDir));
+    sendRun_->setChecked(v.sendRun);
+    sendRunExe_->setText(Text(v.sendRunExe));
+    prompt_->setChecked(v.prompt);
+    lengthLimit_->setValue(v.lengthLimitSeconds);
+    UpdateEnabled();
+}
+
+TransmitPageValues TransmitOptionsPage::ChosenValues() const {
+    TransmitPageValues v;
+    v.sendFolder = sendFolder_->isChecked();
+    v.sendFolderDir = sendFolderDir_->text().trimmed().toStdString();
+    v.sendRun = sendRun_->isChecked();
+    v.sendRunExe = sendRunExe_->text().trimmed().toStdString();
+    v.prompt = prompt_->isChecked();
+    v.lengthLimitSeconds = lengthLimit_->value();
+    return v;
+}
+
+bool TransmitOptionsPage::Apply() {
+    const auto problem = ApplyTransmitPage(ChosenValues(), recordFolder_());
+    if (!problem) return true;
+    ShowMessage(view_, problem->text, problem->caption, MessageBoxRequest::Icon::Warning);
+    if (QWidget* field = FieldOf(problem->field)) field->setFocus();
+    return false;
+}
+
+QWidget* TransmitOptionsPage::FieldOf(TransmitField field) const {
+    switch (field) {
+        case TransmitField::SendFolderDir:
+            return sendFolderDir_;
+        case TransmitField::SendRunExe:
+            return sendRunExe_;
+        default:
+            return nullptr;  // not on this page yet
+    }
+}
+
+void TransmitOptionsPage::BrowseFolder() {
+    const QString chosen =
+        QFileDialog::getExistingDirectory(this, tr("Browse for folder"), sendFolderDir_->text());
+    if (!chosen.isEmpty()) sendFolderDir_->setText(chosen);
+}
+
+void TransmitOptionsPage::BrowseProgram() {
+    const QString chosen = QFileDialog::getOpenFileName(this, tr("Browse for app"),
+                                                        Text(transmit_settings::OpenExeDir()));
+    if (chosen.isEmpty()) return;
+    const std::string program = chosen.toStdString();
+    SetSettingString(transmit_settings::kSection, transmit_settings::kOpenExeDirKey,
+                     DirName(program));
+    sendRunExe_->setText(Text(RunTemplateForProgram(program)));
+}
+
+void TransmitOptionsPage::UpdateEnabled() {
+    sendFolderDir_->setEnabled(sendFolder_->isChecked());
+    browseFolder_->setEnabled(sendFolder_->isChecked());
+    sendRunExe_->setEnabled(sendRun_->isChecked());
+    browseProgram_->setEnabled(sendRun_->isChecked());
+}
+
+}  // namespace vocarta

@@ -1,0 +1,139 @@
+#pragma once
+// Shared by the schedule tests: a fixed time zone, stand-in tools first on
+// PATH that record how they were called, and running real tools.
+
+#include <gtest/gtest.h>
+#include <stdlib.h>
+#include <sys/stat.h>
+#include <time.h>
+
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "schedule/process_run.h"
+#include "support/temp_dir.h"
+
+namespace vocarta::test {
+
+// Local time for the length of a test.
+class ScopedTimeZone {
+  public:
+    explicit ScopedTimeZone(const char* zone) {
+        if (const char* old = getenv("TZ")) old_ = old, hadOld_ = true;
+        setenv("TZ", zone, 1);
+        tzset();
+    }
+    ~ScopedTimeZone() {
+        if (hadOld_)
+            setenv("TZ", old_.c_str(), 1);
+        else
+            unsetenv("TZ");
+        tzset();
+    }
+
+  private:
+    std::string old_;
+    bool hadOld_ = false;
+};
+
+// Stand-ins for tools, first on PATH while the object lives. Each call appends
+// one line to calls.log: the tool's name and its arguments, each in [ ]. A
+// tool's exit status for a first argument is read from "<tool>.<word>.exit"
+// (default 0), its output from "<tool>.<word>.out" and ".err"; what it is fed
+// with "-" as its word is kept.
+class ToolRecorder {
+  public:
+    ToolRecorder() : dir_("vocarta-tools"), oldPath_(getenv("PATH") ? getenv("PATH") : "") {
+        setenv("PATH", (dir_.Path() + ":" + oldPath_).c_str(), 1);
+    }
+    ~ToolRecorder() { setenv("PATH", oldPath_.c_str(), 1); }
+
+    void Add(const std::string& tool) {
+        const std::string path = dir_.File(tool);
+        WriteFile(path,
+                  "#!/bin/sh\n"
+                  "d=$(dirname \"$0\"); t=$(basename \"$0\")\n"
+                  "line=\"$t\"; for a in \"$@\"; do line=\"$line [$a]\"; done\n"
+                  "printf '%s\\n' \"$line\" >> \"$d/calls.log\"\n"
+                  "w=$1; [ \"$1\" = --user ] && w=$2\n"
+                  "[ -f \"$d/$t.$w.out\" ] && cat \"$d/$t.$w.out\"\n"
+                  "[ -f \"$d/$t.$w.err\" ] && cat \"$d/$t.$w.err\" >&2\n"
+                  "[ \"$w\" = - ] && cat > \"$d/$t.stdin\"\n"
+                  "[ -f \"$d/$t.$w.exit\" ] && exit $(cat \"$d/$t.$w.exit\")\n"
+                  "exit 0\n");
+        chmod(path.c_str(), 0755);
+    }
+    void Answer(const std::string& tool, const std::string& word, int exitCode,
+                const std::string& out = {}, const std::string& err = {}) {
+        WriteFile(dir_.File(tool + "." + word + ".exit"), std::to_string(exitCode));
+        WriteFile(dir_.File(tool + "." + word + ".out"), out);
+        WriteFile(dir_.File(tool + "." + word + ".err"), err);
+    }
+    // What the tool last read on its input when called with "-".
+    std::string Input(const std::string& tool) { return ReadFile(dir_.File(tool + ".stdin")); }
+    // The calls since the last Take(), one per line.
+    std::vector<std::string> Take() {
+        std::vector<std::string> calls;
+        std::ifstream in(dir_.File("calls.log"));
+        for (std::string line; std::getline(in, line);) calls.push_back(line);
+        WriteFile(dir_.File("calls.log"), "");
+        return calls;
+    }
+
+  private:
+    TempDir dir_;
+    std::string oldPath_;
+};
+
+// Runs a real tool; a missing tool fails the test loudly.
+inline ProcessOutput RunTool(const std::vector<std::string>& argv, const std::string& input = {}) {
+    LResult<ProcessOutput> run = RunProcess(argv, input);
+    EXPECT_TRUE(run.Ok()) << argv[0]
+                          << " cannot be run: " << (run ? std::string() : run.Error().Message());
+    return run ? run.Value() : ProcessOutput();
+}
+
+// A program that writes its arguments, one per line as hex, and the schedule
+// variables to `<out>`; for checking what a job really hands over.
+inline std::string ArgumentDumper(const TempDir& dir, const std::string& name,
+                                  const std::string& out) {
+    const std::string path = dir.File(name);
+    std::string quotedOut;
+    for (char c : out) quotedOut += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    WriteFile(path,
+              "#!/bin/sh\n"
+              "{ for a in \"$@\"; do printf '%s' \"$a\" | od -An -tx1 | tr -d ' \\n'; echo; done\n"
+              "  echo \"JOB=$VOCARTA_SCHEDULE_JOB\"; echo \"WINDOW=$VOCARTA_SCHEDULE_WINDOW\"\n"
+              "} > '" +
+                  quotedOut + "'\n");
+    chmod(path.c_str(), 0755);
+    return path;
+}
+
+inline std::string Hex(const std::string& bytes) {
+    std::string out;
+    static const char kDigits[] = "0123456789abcdef";
+    for (unsigned char c : bytes) {
+        out += kDigits[c >> 4];
+        out += kDigits[c & 15];
+    }
+    return out;
+}
+
+// Names a user might give a schedule that a careless quoting would break or run.
+inline std::vector<std::string> HostileNames() {
+    return {"Morning news",
+            "it's \"quoted\"",
+            "$(touch /tmp/vocarta-pwned) `touch /tmp/vocarta-pwned`",
+            "100% %d %n %% \\%",
+            "a; rm -rf ~; b",
+            "line one\nline two\n",
+            "tab\there\r",
+            "slash/and\\back\\",
+            "Nachrichten \xc3\xbc\xc3\x9f \xe2\x82\xac \xf0\x9f\x8e\x99",
+            "-dash and ${HOME} $$ $",
+            ".hidden*?[x]"};
+}
+
+}  // namespace vocarta::test
