@@ -27,8 +27,7 @@ class TransmitDispatcher {
     explicit TransmitDispatcher(std::vector<std::unique_ptr<TransmitMethod>> methods);
     TransmitDispatcher(TransmitDispatcher&&) = default;
 
-    // Every method this program has (e-mail and FTP join the list when they
-    // exist).
+    // Every method this program has (FTP joins the list when it exists).
     static TransmitDispatcher Default();
 
     // 1. A recording of no more seconds than "RecordingLengthLimit" gives Ok at

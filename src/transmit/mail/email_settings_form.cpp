@@ -4,6 +4,7 @@
 
 #include "settings/settings.h"
 #include "toolkit/text.h"
+#include "transmit/mail/email_address.h"
 #include "transmit/mail/mail_settings.h"
 
 namespace vocarta {
@@ -12,41 +13,7 @@ namespace ms = mail_settings;
 
 namespace {
 constexpr const char* kHeading = "--Most Popular--";
-
-bool IsLocalCharacter(char c) {
-    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
-           std::string_view("!#$%&'*+-/=?^_`{|}~").find(c) != std::string_view::npos;
-}
-
-bool IsValidDomain(std::string_view domain) {
-    if (domain.empty() || domain.size() > 253) return false;
-    std::size_t start = 0;
-    while (true) {
-        const std::size_t dot = domain.find('.', start);
-        const std::string_view label = domain.substr(
-            start, dot == std::string_view::npos ? std::string_view::npos : dot - start);
-        if (label.empty() || label.size() > 63 || label.front() == '-' || label.back() == '-')
-            return false;
-        for (char c : label)
-            if (!((c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
-                  c == '-'))
-                return false;
-        if (dot == std::string_view::npos) return true;
-        start = dot + 1;
-    }
-}
 }  // namespace
-
-bool IsValidEmailAddress(std::string_view address) {
-    const std::size_t at = address.rfind('@');
-    if (at == std::string_view::npos || at == 0 || at > 64) return false;
-    const std::string_view local = address.substr(0, at);
-    if (local.front() == '.' || local.back() == '.' || local.find("..") != std::string_view::npos)
-        return false;
-    for (char c : local)
-        if (c != '.' && !IsLocalCharacter(c)) return false;
-    return IsValidDomain(address.substr(at + 1));
-}
 
 EmailSettingsValues ReadEmailSettingsValues() {
     EmailSettingsValues v;

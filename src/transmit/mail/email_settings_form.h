@@ -66,8 +66,4 @@ std::vector<std::string> MailHostChoices();
 // it holds a "[", else the text itself without surrounding blanks.
 std::string MailHostFromChoice(std::string_view text);
 
-// local@domain: a dot-separated local part of letters, digits and
-// !#$%&'*+-/=?^_`{|}~, and a domain of letter-digit-hyphen labels.
-bool IsValidEmailAddress(std::string_view address);
-
 }  // namespace vocarta

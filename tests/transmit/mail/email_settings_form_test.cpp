@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "settings/settings.h"
+#include "transmit/mail/email_address.h"
 #include "transmit/mail/mail_request.h"
 #include "transmit/mail/mail_settings.h"
 
