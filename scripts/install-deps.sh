@@ -13,7 +13,7 @@ libx11-dev libsystemd-dev"
 TEST_PKGS="clang-format pulseaudio pulseaudio-utils xvfb xdotool x11-utils xauth trayer sox
 libsox-fmt-all flac lame mpg123 python3 python3-pyftpdlib python3-openssl python3-aiosmtpd
 imagemagick openssl curl dbus-daemon python3-dbus python3-gi systemd cron faketime libglib2.0-bin
-vsftpd"
+vsftpd dnsmasq-base"
 # The fuzz targets: clang with its libFuzzer and sanitizer runtimes.
 FUZZ_PKGS="clang libclang-rt-dev"
 

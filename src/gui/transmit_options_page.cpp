@@ -14,6 +14,7 @@
 #include "app/session/file_naming.h"
 #include "app/session/main_dialog_view.h"
 #include "gui/dialog_parts.h"
+#include "gui/email_settings_dialog.h"
 #include "settings/settings.h"
 #include "toolkit/paths.h"
 #include "transmit/command_template.h"
@@ -55,14 +56,31 @@ TransmitOptionsPage::TransmitOptionsPage(MainDialogView& view,
     where->setObjectName("sendLogPath");
     where->setWordWrap(true);
     auto* layout = new QVBoxLayout(this);
+    layout->addWidget(BuildEmailBox());
     layout->addWidget(BuildFolderBox());
     layout->addWidget(BuildRunBox());
     layout->addWidget(BuildWhenBox());
     layout->addWidget(where);
     layout->addStretch();
-    for (QCheckBox* box : {sendFolder_, sendRun_})
+    for (QCheckBox* box : {sendEmail_, sendFolder_, sendRun_})
         connect(box, &QCheckBox::toggled, this, &TransmitOptionsPage::UpdateEnabled);
     ShowValues(ReadTransmitPageValues());
+}
+
+QWidget* TransmitOptionsPage::BuildEmailBox() {
+    auto* box = new QGroupBox(tr("Send via email"), this);
+    sendEmail_ = NamedCheckBox(box, "sendEmail", tr("Email each recording to:"));
+    emailTo_ = NamedLine(box, "emailTo");
+    emailTo_->setToolTip(tr("One or more addresses, separated by commas"));
+    auto* settings = NamedButton(box, "emailSettings", tr("Email Settings"));
+    auto* row = new QHBoxLayout;
+    row->addWidget(emailTo_);
+    row->addWidget(settings);
+    auto* layout = new QVBoxLayout(box);
+    layout->addWidget(sendEmail_);
+    layout->addLayout(row);
+    connect(settings, &QPushButton::clicked, this, [this] { OpenEmailSettings(view_, this); });
+    return box;
 }
 
 QWidget* TransmitOptionsPage::BuildFolderBox() {
@@ -110,6 +128,10 @@ QWidget* TransmitOptionsPage::BuildWhenBox() {
 }
 
 void TransmitOptionsPage::ShowValues(const TransmitPageValues& v) {
+    if (v.email) {
+        sendEmail_->setChecked(v.email->enabled);
+        emailTo_->setText(Text(v.email->to));
+    }
     sendFolder_->setChecked(v.sendFolder);
     sendFolderDir_->setText(Text(v.sendFolderDir));
     sendRun_->setChecked(v.sendRun);
@@ -121,6 +143,8 @@ void TransmitOptionsPage::ShowValues(const TransmitPageValues& v) {
 
 TransmitPageValues TransmitOptionsPage::ChosenValues() const {
     TransmitPageValues v;
+    v.email = TransmitPageValues::Email{sendEmail_->isChecked(),
+                                        emailTo_->text().trimmed().toStdString()};
     v.sendFolder = sendFolder_->isChecked();
     v.sendFolderDir = sendFolderDir_->text().trimmed().toStdString();
     v.sendRun = sendRun_->isChecked();
@@ -140,6 +164,8 @@ bool TransmitOptionsPage::Apply() {
 
 QWidget* TransmitOptionsPage::FieldOf(TransmitField field) const {
     switch (field) {
+        case TransmitField::EmailTo:
+            return emailTo_;
         case TransmitField::SendFolderDir:
             return sendFolderDir_;
         case TransmitField::SendRunExe:
@@ -166,6 +192,7 @@ void TransmitOptionsPage::BrowseProgram() {
 }
 
 void TransmitOptionsPage::UpdateEnabled() {
+    emailTo_->setEnabled(sendEmail_->isChecked());
     sendFolderDir_->setEnabled(sendFolder_->isChecked());
     browseFolder_->setEnabled(sendFolder_->isChecked());
     sendRunExe_->setEnabled(sendRun_->isChecked());

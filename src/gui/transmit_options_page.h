@@ -1,11 +1,12 @@
 #pragma once
-// The "Transmit" page of the options window: copying each finished recording
-// to a mirror folder and running a program with it, whether to ask before each
+// The "Transmit" page of the options window: e-mailing each finished recording
+// (with the "Email Settings" button), copying it to a mirror folder and running
+// a program with it, whether to ask before each
 // method, and the length under which a recording is not sent. Shows the stored
 // values when built. Apply() makes the page's checks with the product's
 // messages, shown through the view against the offending field, and saves each
 // method's values as soon as its own checks have passed (transmit_options.h).
-// E-mail and FTP join the page when their methods exist.
+// FTP joins the page when its method exists.
 //
 // Threading contract: GUI thread only.
 
@@ -38,6 +39,7 @@ class TransmitOptionsPage final : public QWidget {
     bool Apply();
 
   private:
+    QWidget* BuildEmailBox();
     QWidget* BuildFolderBox();
     QWidget* BuildRunBox();
     QWidget* BuildWhenBox();
@@ -48,6 +50,8 @@ class TransmitOptionsPage final : public QWidget {
 
     MainDialogView& view_;
     std::function<std::string()> recordFolder_;
+    QCheckBox* sendEmail_;
+    QLineEdit* emailTo_;
     QCheckBox* sendFolder_;
     QLineEdit* sendFolderDir_;
     QWidget* browseFolder_;

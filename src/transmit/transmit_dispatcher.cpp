@@ -6,6 +6,7 @@
 #include "audio/codecs/sink_factory.h"
 #include "toolkit/log.h"
 #include "toolkit/text.h"
+#include "transmit/email_method.h"
 #include "transmit/folder_method.h"
 #include "transmit/ftp_method.h"
 #include "transmit/run_method.h"
@@ -22,6 +23,7 @@ TransmitDispatcher::TransmitDispatcher(std::vector<std::unique_ptr<TransmitMetho
 
 TransmitDispatcher TransmitDispatcher::Default() {
     std::vector<std::unique_ptr<TransmitMethod>> methods;
+    methods.push_back(std::make_unique<EmailTransmitMethod>());
     methods.push_back(std::make_unique<FtpTransmitMethod>());
     methods.push_back(std::make_unique<FolderTransmitMethod>());
     methods.push_back(std::make_unique<RunTransmitMethod>());

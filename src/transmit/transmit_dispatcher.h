@@ -27,7 +27,7 @@ class TransmitDispatcher {
     explicit TransmitDispatcher(std::vector<std::unique_ptr<TransmitMethod>> methods);
     TransmitDispatcher(TransmitDispatcher&&) = default;
 
-    // Every method this program has (e-mail joins the list when it exists).
+    // Every method this program has, in the fixed order.
     static TransmitDispatcher Default();
 
     // 1. A recording of no more seconds than "RecordingLengthLimit" gives Ok at

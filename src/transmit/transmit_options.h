@@ -12,6 +12,8 @@
 #include <string>
 #include <string_view>
 
+#include "transmit/mail/email_address.h"
+
 namespace vocarta {
 
 struct TransmitPageValues {
@@ -43,7 +45,7 @@ struct TransmitPageProblem {
     std::string caption;
 };
 
-// What is stored now (e-mail and FTP left unset).
+// What is stored now (FTP left unset).
 TransmitPageValues ReadTransmitPageValues();
 
 // Checks and saves. nullopt when every value was saved; else the first failed
@@ -51,13 +53,6 @@ TransmitPageValues ReadTransmitPageValues();
 // cannot be the mirror folder.
 std::optional<TransmitPageProblem> ApplyTransmitPage(const TransmitPageValues& values,
                                                      const std::string& recordFolder);
-
-// A list of addresses split at blanks, tabs and commas, each well formed, at
-// least one.
-bool IsValidEmailList(std::string_view list);
-// local@domain: a dot-separated local part of the usual characters, and a
-// domain of letter-digit-hyphen labels (no dot needed) or a [literal].
-bool IsValidEmailAddress(std::string_view address);
 
 // The writability test: creates "__wt" in `folder` (under an exclusive lock,
 // limit 5000 ms) and deletes it again. A "__wt" that is already there is not

@@ -28,12 +28,15 @@ TEST(TransmitOptionsPage, RefusesWithTheProductsMessagesAndSavesEachMethodOnceIt
     auto* page = Child<TransmitOptionsPage>(dialog, "TransmitOptionsPage");
     ASSERT_TRUE(page);
     ExpectShown(dialog,
-                "sendFolder=0;sendFolderDir.enabled=0;sendRun=0;promptTransmit=0;"
+                "sendEmail=0;emailTo.enabled=0;sendFolder=0;sendFolderDir.enabled=0;sendRun=0;"
+                "promptTransmit=0;"
                 "recordingLengthLimit=4;sendFolderDir=" +
                     home + "/Vocarta Mirror");
 
     const std::pair<std::string, std::string> refused[] = {
-        {"sendFolder=1;sendFolderDir=" + home + "/nowhere",
+        {"sendEmail=1;emailTo=",
+         "Please enter the email of the person you want to send recordings to."},
+        {"emailTo=ann@example.org;sendFolder=1;sendFolderDir=" + home + "/nowhere",
          "The specified folder does not exist. Please select a valid folder to transmit "
          "recordings to."},
         {"sendFolderDir=" + records,
@@ -48,7 +51,9 @@ TEST(TransmitOptionsPage, RefusesWithTheProductsMessagesAndSavesEachMethodOnceIt
         EXPECT_TRUE(dialog.isVisible());
         EXPECT_EQ(dialog.findChild<QTabWidget*>()->currentWidget(), page);
     }
-    ExpectSettings("Settings", "SendFolder=1;SendFolderDir=" + mirror + ";SendRun=<none>");
+    ExpectSettings("Settings",
+                   "SendEmail=1;SendFolder=1;SendFolderDir=" + mirror + ";SendRun=<none>");
+    ExpectSettings("Email", "To=ann@example.org");
     EXPECT_EQ(view.messages.back().title, "Invalid Exe File");
 
     Enter(dialog, "sendRunExe=\"/usr/bin/flac\" \"%s\";promptTransmit=1;recordingLengthLimit=9");
