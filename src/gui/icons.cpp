@@ -85,7 +85,7 @@ QPixmap IndicatorPixmap(bool lit, int size) {
     return pixmap;
 }
 
-QIcon ProgramIcon(bool recordingLit) {
+QIcon ProgramIcon(ProgramBadge badge) {
     QPixmap pixmap = Blank(kIconSize);
     QPainter p(&pixmap);
     p.setRenderHint(QPainter::Antialiasing);
@@ -98,10 +98,18 @@ QIcon ProgramIcon(bool recordingLit) {
     p.drawArc(QRectF(7, 6, 18, 18), 180 * 16, 180 * 16);
     p.drawLine(QPointF(16, 24), QPointF(16, 29));
     p.drawLine(QPointF(10, 29.5), QPointF(22, 29.5));
-    if (recordingLit) {
+    if (badge == ProgramBadge::RecordingLit) {
         p.setPen(QPen(Qt::white, 1.5));
         p.setBrush(kRecordRed);
         p.drawEllipse(QRectF(18, 17, 13, 13));
+    } else if (badge == ProgramBadge::Paused) {
+        p.setPen(QPen(Qt::white, 1.5));
+        p.setBrush(QColor(230, 160, 20));
+        p.drawRoundedRect(QRectF(17, 16, 14, 14), 3, 3);
+        p.setPen(Qt::NoPen);
+        p.setBrush(Qt::white);
+        p.drawRect(QRectF(20.5, 19, 2.5, 8));
+        p.drawRect(QRectF(25, 19, 2.5, 8));
     }
     p.end();
     return QIcon(pixmap);

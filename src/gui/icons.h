@@ -17,6 +17,9 @@ QIcon CommandIcon(CommandPicture picture);
 QPixmap IndicatorPixmap(bool lit, int size = 18);
 // The program's icon; `recordingLit` draws the lit lamp over the microphone for
 // the tray while recording.
-QIcon ProgramIcon(bool recordingLit = false);
+// The badge in the program icon's corner: the lit recording dot, or two pause
+// bars while a recording is paused.
+enum class ProgramBadge { None, RecordingLit, Paused };
+QIcon ProgramIcon(ProgramBadge badge = ProgramBadge::None);
 
 }  // namespace vocarta

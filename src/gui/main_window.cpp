@@ -257,12 +257,31 @@ void MainWindow::SetFormatText(const std::string& text) {
 void MainWindow::SetSessionLook(SessionLook look) {
     look_ = look;
     if (look != SessionLook::Recording) SetRecordingIndicator(false);
-    tray_->SetIndicator(look == SessionLook::Recording, indicatorLit_);
+    RefreshTray();
     UpdateTitle();
+}
+
+// Only a recording the user paused wears the pause badge; waiting for voice
+// input is still a recording under way.
+void MainWindow::RefreshTray() {
+    const SessionLook shown = pausedLook_                  ? SessionLook::Paused
+                              : look_ == SessionLook::Idle ? SessionLook::Idle
+                                                           : SessionLook::Recording;
+    tray_->SetIndicator(shown, indicatorLit_);
+}
+
+void MainWindow::SetTimeDimmed(bool dimmed) {
+    if (dimmed == timeDimmed_) return;
+    timeDimmed_ = dimmed;
+    // The text stays where it is (no layout change); only its ink fades.
+    time_->setStyleSheet(dimmed ? QStringLiteral("color: rgba(128, 128, 128, 60);") : QString());
 }
 
 void MainWindow::SetButtons(const SessionButtons& buttons) {
     ApplySessionButtons(actions_, buttons);
+    pausedLook_ = buttons.recordingPaused;
+    RefreshTray();
+    UpdateTitle();
     SwapPlayAndPause(buttons.playbackPaused);
 }
 
@@ -278,7 +297,7 @@ void MainWindow::SetRecordingIndicator(bool lit) {
     indicatorLit_ = lit;
     indicator_->setPixmap(IndicatorPixmap(lit));
     indicator_->setAccessibleName(lit ? tr("Recording") : QString());
-    tray_->SetIndicator(look_ == SessionLook::Recording, lit);
+    RefreshTray();
 }
 
 void MainWindow::SetTrayToolTip(const std::string& text) {
@@ -310,8 +329,10 @@ void MainWindow::UpdateTitle() {
         setWindowTitle(kWindowTitle);
         return;
     }
-    setWindowTitle(QStringLiteral("%1 %2 - %3")
-                       .arg(status_->text(), WholeSeconds(time_->text()), kWindowTitle));
+    // The status text stays "Recording..." while paused; the title says Paused.
+    const QString state = pausedLook_ ? tr("Paused") : status_->text();
+    setWindowTitle(
+        QStringLiteral("%1 %2 - %3").arg(state, WholeSeconds(time_->text()), kWindowTitle));
 }
 
 int MainWindow::MeterLevel(int channel) const {

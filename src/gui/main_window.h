@@ -65,6 +65,7 @@ class MainWindow final : public QMainWindow, public MainDialogView {
     void SetButtons(const SessionButtons& buttons) override;
     void SetLevels(const std::vector<int>& levelsDb) override;
     void SetRecordingIndicator(bool lit) override;
+    void SetTimeDimmed(bool dimmed) override;
     void SetTrayToolTip(const std::string& text) override;
     void RecordingFinished(const std::string& path) override;
 
@@ -74,6 +75,7 @@ class MainWindow final : public QMainWindow, public MainDialogView {
     const SessionActions& Actions() const { return actions_; }
     TrayIcon& Tray() { return *tray_; }
     bool IndicatorLit() const { return indicatorLit_; }
+    bool TimeDimmed() const { return timeDimmed_; }
     int MeterLevel(int channel) const;
 
     // Options... : the options window, modal. True when it was accepted.
@@ -91,6 +93,7 @@ class MainWindow final : public QMainWindow, public MainDialogView {
     void ConnectCommands();
     void SwapPlayAndPause(bool swapped);
     void UpdateTitle();
+    void RefreshTray();
 
     void Send(SessionCommandKind kind, CommandSource source = CommandSource::kWindow);
 
@@ -99,6 +102,8 @@ class MainWindow final : public QMainWindow, public MainDialogView {
     bool closeRequested_ = false;  // set while the controller handles a user close
     SessionLook look_ = SessionLook::Idle;
     bool indicatorLit_ = false;
+    bool timeDimmed_ = false;
+    bool pausedLook_ = false;
     bool playPauseSwapped_ = false;
     SessionActions actions_;
     QToolBar* toolBar_ = nullptr;

@@ -30,6 +30,8 @@ SessionActions CreateSessionActions(QObject* owner) {
     a.pause = Command(owner, "pause", QObject::tr("&Pause Recording"),
                       QObject::tr("Pause Recording (F6)"), QKeySequence(Qt::Key_F6));
     a.pause->setIcon(CommandIcon(CommandPicture::Pause));
+    // Pressed while the recording is paused.
+    a.pause->setCheckable(true);
     a.stop = Command(owner, "stop", QObject::tr("S&top and Mark Done"),
                      QObject::tr("Stop and Mark Done (F7)"), QKeySequence(Qt::Key_F7));
     a.stop->setIcon(CommandIcon(CommandPicture::Stop));
@@ -54,7 +56,8 @@ SessionActions CreateSessionActions(QObject* owner) {
 
 void ApplySessionButtons(const SessionActions& a, const SessionButtons& b) {
     a.record->setEnabled(b.record);
-    a.pause->setEnabled(b.pause);
+    a.pause->setEnabled(b.pause || b.recordingPaused);
+    a.pause->setChecked(b.recordingPaused);
     a.stop->setEnabled(b.stop);
     a.retake->setEnabled(b.restart);
     a.play->setEnabled(b.play);

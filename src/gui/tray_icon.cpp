@@ -42,7 +42,7 @@ TrayIcon::~TrayIcon() {
 void TrayIcon::CreateWhenAvailable() {
     if (icon_ || !QSystemTrayIcon::isSystemTrayAvailable()) return;
     watch_->stop();
-    icon_ = new QSystemTrayIcon(ProgramIcon(recording_ && lit_));
+    icon_ = new QSystemTrayIcon(CurrentIcon());
     icon_->setContextMenu(menu_);
     icon_->setToolTip(toolTip_);
     connect(icon_, &QSystemTrayIcon::activated, this, [this](QSystemTrayIcon::ActivationReason r) {
@@ -61,11 +61,17 @@ void TrayIcon::SetToolTip(const QString& text) {
     if (icon_) icon_->setToolTip(text);
 }
 
-void TrayIcon::SetIndicator(bool recording, bool lit) {
-    if (recording == recording_ && lit == lit_) return;
-    recording_ = recording;
+void TrayIcon::SetIndicator(SessionLook look, bool lit) {
+    if (look == look_ && lit == lit_) return;
+    look_ = look;
     lit_ = lit;
-    if (icon_) icon_->setIcon(ProgramIcon(recording && lit));
+    if (icon_) icon_->setIcon(CurrentIcon());
+}
+
+QIcon TrayIcon::CurrentIcon() const {
+    if (look_ == SessionLook::Paused) return ProgramIcon(ProgramBadge::Paused);
+    return ProgramIcon(look_ == SessionLook::Recording && lit_ ? ProgramBadge::RecordingLit
+                                                               : ProgramBadge::None);
 }
 
 }  // namespace vocarta

@@ -8,6 +8,7 @@
 //
 // Threading contract: GUI thread only.
 
+#include <QIcon>
 #include <QObject>
 #include <QString>
 
@@ -30,8 +31,8 @@ class TrayIcon final : public QObject {
     bool IsShown() const;
     void SetToolTip(const QString& text);
     const QString& ToolTip() const { return toolTip_; }
-    // Lit or dark phase while recording; `recording` false shows the plain icon.
-    void SetIndicator(bool recording, bool lit);
+    // Recording: lit or dark phase; paused: the pause badge; idle: the plain icon.
+    void SetIndicator(SessionLook look, bool lit);
 
   signals:
     // The user clicked the icon: the window should come to the front.
@@ -39,13 +40,14 @@ class TrayIcon final : public QObject {
 
   private:
     void CreateWhenAvailable();
+    QIcon CurrentIcon() const;
 
     SessionActions actions_;
     QMenu* menu_ = nullptr;
     QSystemTrayIcon* icon_ = nullptr;
     QTimer* watch_ = nullptr;
     QString toolTip_;
-    bool recording_ = false;
+    SessionLook look_ = SessionLook::Idle;
     bool lit_ = false;
 };
 

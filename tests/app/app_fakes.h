@@ -64,13 +64,14 @@ class FakeView final : public MainDialogView {
     void SetButtons(const SessionButtons& value) override { buttons = value; }
     void SetLevels(const std::vector<int>& value) override { levels = value; }
     void SetRecordingIndicator(bool lit) override { indicatorLit = lit; }
+    void SetTimeDimmed(bool dimmed) override { timeDimmed = dimmed; }
     void SetTrayToolTip(const std::string& text) override { toolTip = text; }
     void RecordingFinished(const std::string& path) override { finished.push_back(path); }
 
     SessionLook look = SessionLook::Idle;
     SessionButtons buttons;
     std::vector<int> levels;
-    bool indicatorLit = false, visible = false, closed = false;
+    bool indicatorLit = false, visible = false, closed = false, timeDimmed = false;
     bool timeShown = true;  // false: "visible" without showing the time (headless)
     std::string toolTip, status, time, format;
     std::vector<std::string> finished, promptTitles, promptInitials;

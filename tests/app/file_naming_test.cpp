@@ -1,8 +1,11 @@
 #include "app/session/file_naming.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include "app/session/output_folder.h"
+#include "app/session/recording_target.h"
 #include "app_fakes.h"
 #include "audio/output_format.h"
 #include "settings/settings.h"
@@ -82,7 +85,32 @@ TEST_F(FileNamingTest, RecordFolderDefaultAndPath) {
     EXPECT_EQ(MakeRecordingPath("a", OutputFormat::kAiff), "/srv/takes/a.aiff");
     StoreRecordFolder("/srv/takes");
     EXPECT_EQ(MakeRecordingPath("a", OutputFormat::kFlac), "/srv/takes/a.flac");
-    EXPECT_EQ(MakeRecordingPath(std::string(300, 'n'), OutputFormat::kWav).size(), 259u);
+}
+
+// A long name once lost its number and extension, and then every take failed
+// with "File exists": the text before the number gives way instead.
+TEST_F(FileNamingTest, LongNamesGiveWayBeforeTheNumberAndTheExtension) {
+    const std::string path = MakeRecordingPath(std::string(300, 'n'), OutputFormat::kWav);
+    EXPECT_LE(BaseName(path).size(), 255u);
+    EXPECT_LE(path.size(), 259u);
+    EXPECT_EQ(Extension(path), ".wav");
+    const std::string pattern = std::string(300, 'x') + "\xc3\xa9 %autonumber%";
+    SetAutoNumber(7);
+    const std::string first = Expand(pattern);
+    const std::string second = Expand(pattern);
+    EXPECT_EQ(first.substr(first.size() - 3), "007");
+    EXPECT_EQ(second.substr(second.size() - 3), "008");
+    EXPECT_LE(MakeRecordingPath(first, OutputFormat::kMp3).size(), 259u);
+    // Patterns that would name a file outside the folder, or none, are refused,
+    // both by the options page and when read from the settings.
+    std::string message;
+    for (const char* bad : {"../../evil/%autonumber%", "a/b %SS%", "..%SS%", ""})
+        EXPECT_FALSE(ValidateFileNamePattern(bad, message)) << bad;
+    SetSettingString("Settings", "FileNameFormat", "../../evil/%autonumber%");
+    EXPECT_EQ(FileNamePattern(), "Untitled %autonumber%");
+    SetSettingString("Settings", "FileNameFormat", "");
+    EXPECT_EQ(FileNamePattern(), "Untitled %autonumber%");
+    EXPECT_EQ(Expand("%Unknown%"), "Untitled") << "never a hidden \".mp3\"";
 }
 
 TEST_F(FileNamingTest, CounterResetAndPutBack) {
@@ -104,41 +132,71 @@ TEST_F(FileNamingTest, CounterResetAndPutBack) {
 
 TEST_F(FileNamingTest, NamePromptAndReplaceQuestion) {
     SetSettingBool("Settings", "PromptForName", true);
-    std::string path;
+    auto choose = [&] { return ChooseRecordingPath(view, OutputFormat::kWav); };
     view.prompts = {std::nullopt, std::string("   "), std::string("../elsewhere"),
                     std::string("  Interview ")};
-    EXPECT_FALSE(ChooseRecordingPath(view, OutputFormat::kWav, path));
+    EXPECT_TRUE(choose().Error().IsCancelled());
     EXPECT_EQ(view.promptTitles.back(), "Enter File Name");
     EXPECT_EQ(view.promptInitials.back(), "Untitled 000");
     EXPECT_FALSE(SettingExists("Settings", "AutoNumber"));  // the suggestion takes no number
-    EXPECT_FALSE(ChooseRecordingPath(view, OutputFormat::kWav, path));
+    EXPECT_FALSE(choose());
     EXPECT_EQ(view.messages.back().text, "The name must contain text.");
     EXPECT_EQ(view.messages.back().title, "Name Invalid");
-    EXPECT_FALSE(ChooseRecordingPath(view, OutputFormat::kWav, path));
+    EXPECT_FALSE(choose());
     EXPECT_EQ(view.messages.at(1).title, "Name Invalid");
-    ASSERT_TRUE(ChooseRecordingPath(view, OutputFormat::kWav, path));
-    EXPECT_EQ(path, folder.File("Interview.wav"));
+    auto chosen = choose();
+    ASSERT_TRUE(chosen);
+    EXPECT_EQ(chosen.Value().path, folder.File("Interview.wav"));
 
-    WriteFile(path, "x");
-    view.prompts = {std::string("Interview"), std::string("Interview")};
-    view.answers = {1, 0};  // "Cancel", then "Replace"
-    EXPECT_FALSE(ChooseRecordingPath(view, OutputFormat::kWav, path));
-    EXPECT_EQ(view.messages.back().title, "File Exists");
-    EXPECT_EQ(view.messages.back().text,
+    // An existing recording is replaced only on "Replace"; the answer that keeps
+    // it (the one nobody at the keyboard gets) records under the next free name.
+    WriteFile(folder.File("Interview.wav"), "x");
+    WriteFile(folder.File("Interview 001.wav"), "x");
+    view.prompts = {std::string("Interview"), std::string("Interview"), std::string("Interview")};
+    view.answers = {2, 0, 1};  // "Cancel", "Replace", "Record as ..."
+    EXPECT_TRUE(choose().Error().IsCancelled());
+    const MessageBoxRequest& asked = view.messages.back();
+    EXPECT_EQ(asked.title, "File Exists");
+    EXPECT_EQ(asked.text,
               "Another file with the same name and format already "
               "exists. Do you want to replace it? ");
-    EXPECT_EQ(view.messages.back().buttons, (std::vector<std::string>{"Replace", "Cancel"}));
-    EXPECT_EQ(view.messages.back().SafeChoice(), 1);
-    EXPECT_TRUE(ChooseRecordingPath(view, OutputFormat::kWav, path));
+    EXPECT_EQ(asked.buttons,
+              (std::vector<std::string>{"Replace", "Record as \"Interview 002.wav\"", "Cancel"}));
+    EXPECT_EQ(asked.UnattendedChoice(), 1);
+    chosen = choose();
+    EXPECT_TRUE(chosen && chosen.Value().replaces);
+    chosen = choose();
+    ASSERT_TRUE(chosen);
+    EXPECT_EQ(chosen.Value().path, folder.File("Interview 002.wav"));
+    EXPECT_FALSE(chosen.Value().replaces);
 
     // A pattern's name is asked about the same way.
     SetSettingBool("Settings", "PromptForName", false);
     SetSettingString("Settings", "FileNameFormat", "Interview");
-    EXPECT_FALSE(ChooseRecordingPath(view, OutputFormat::kWav, path));
+    EXPECT_FALSE(choose());
     EXPECT_EQ(view.messages.back().title, "File Exists");
     SetSettingString("Settings", "FileNameFormat", "Take %autonumber%");
-    EXPECT_TRUE(ChooseRecordingPath(view, OutputFormat::kWav, path));
-    EXPECT_EQ(path, folder.File("Take 000.wav"));
+    chosen = choose();
+    ASSERT_TRUE(chosen);
+    EXPECT_EQ(chosen.Value().path, folder.File("Take 000.wav"));
+}
+
+// "-recordfile /dev/null" as root once deleted /dev/null after an empty take.
+TEST_F(FileNamingTest, OnlyFilesOrFreeNamesAreRecordingTargets) {
+    ::mkfifo(folder.File("pipe.wav").c_str(), 0600);
+    ::symlink("/dev/null", folder.File("null.wav").c_str());
+    ::symlink(folder.Path().c_str(), folder.File("dir.wav").c_str());
+    for (const std::string& bad :
+         {std::string("/dev/null"), folder.File("pipe.wav"), folder.File("null.wav"),
+          folder.File("dir.wav"), folder.Path()}) {
+        auto target = PrepareRecordingTarget(view, bad);
+        ASSERT_FALSE(target) << bad;
+        EXPECT_EQ(target.Error().Code(), LErrorCode::kInvalid);
+        EXPECT_NE(view.messages.back().text.find("records only into files"), std::string::npos);
+    }
+    RemoveTakeFile(folder.File("pipe.wav"), "test");
+    EXPECT_TRUE(FileExists(folder.File("pipe.wav"))) << "only a regular file is ever removed";
+    EXPECT_EQ(NextFreeName(folder.File("News.flac")), folder.File("News 001.flac"));
 }
 
 TEST_F(FileNamingTest, OutputFolderChecks) {

@@ -163,3 +163,59 @@ TEST_F(SessionTest, PlayAfterStopAndTheButtonsThatHoldPlayback) {
 }
 
 }  // namespace
+
+namespace {
+
+// A paused recording looked like a running one: status "Recording...", meters
+// frozen at their last value.
+TEST_F(SessionTest, PausedLooksPausedAndASilentTakeSaysWhyItLeftNothing) {
+    Open();
+    view.visible = true;
+    Record();
+    Pump(1.5);
+    ASSERT_FALSE(view.levels.empty());
+    dialog->Pause();
+    EXPECT_TRUE(view.levels.empty()) << "the meters drop";
+    EXPECT_TRUE(view.buttons.recordingPaused) << "the pause button shows pressed";
+    ASSERT_TRUE(loop.IsTimerRunning(SessionPresenter::kTimerPausedBlink));
+    loop.Fire(SessionPresenter::kTimerPausedBlink);
+    EXPECT_TRUE(view.timeDimmed) << "the time display blinks";
+    Record();
+    EXPECT_FALSE(loop.IsTimerRunning(SessionPresenter::kTimerPausedBlink));
+    EXPECT_FALSE(view.timeDimmed || view.buttons.recordingPaused);
+    dialog->Stop();
+
+    // Voice activation never heard anything: no file, and the window says why
+    // instead of showing a time that belongs to nothing.
+    SetSettingBool("Settings", "VoiceActivate", true);
+    sound->Set(0);
+    Record();
+    Pump(1.5);
+    dialog->Stop();
+    EXPECT_EQ(view.status, "Nothing was recorded: the input was silent");
+    EXPECT_EQ(view.time, "0:00:00.000");
+    EXPECT_FALSE(Exists(Take(1)));
+}
+
+// "-recordfile" onto an existing 30-second recording overwrote it, and a short
+// take then deleted it; a second day's "-scheduled_launch <time> News" overwrote
+// the first day's News.
+TEST_F(SessionTest, ExistingRecordingsAreNeverOverwrittenOrDeletedByATake) {
+    Open();
+    const std::string kept = folder.File("kept.wav");
+    WriteFile(kept, std::string(4096, 'k'));
+    view.answers = {1};  // "Record as kept 001.wav", the answer nobody at the keyboard gets
+    Run({"-recordfile", kept});
+    EXPECT_EQ(dialog->OutputPath(), folder.File("kept 001.wav"));
+    dialog->Stop();  // an empty take: its own file goes, the old one stays
+    EXPECT_EQ(ReadFile(kept), std::string(4096, 'k'));
+    EXPECT_FALSE(Exists(folder.File("kept 001.wav")));
+
+    WriteFile(folder.File("News.wav"), "yesterday");
+    Run({"-scheduled_launch", ClockIn(60), "News"});
+    EXPECT_EQ(dialog->OutputPath(), folder.File("News 001.wav"));
+    EXPECT_EQ(ReadFile(folder.File("News.wav")), "yesterday");
+    dialog->Stop();
+}
+
+}  // namespace

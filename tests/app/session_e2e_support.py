@@ -25,8 +25,12 @@ def run(*argv):
     return subprocess.run(list(argv), capture_output=True, text=True, check=True, timeout=60)
 
 
+MIC = os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(__file__))), "support",
+                   "realtime-mic.py")
+
+
 class SessionEnv(VocartaEnv):
-    def __init__(self, sine=True, modules=True):
+    def __init__(self, sine=True, modules=True, mic=False):
         super().__init__(prefix="vocarta-session-")
         self.pulse = PulseDaemon(os.path.join(self.root, "pulse"))
         self._players = []
@@ -46,6 +50,20 @@ class SessionEnv(VocartaEnv):
         self.write_settings("Settings", Format=0, RecordTone=0, StoppedTone=0)
         if modules:
             self.write_settings("Settings", RecordDevice="nul.monitor")
+        if mic:
+            self.start_mic()
+
+    def start_mic(self, *silence):
+        """The clock-paced test microphone as source "mic", made the record device:
+        lengths recorded from it follow the clock. `silence`: "A-B" stretches."""
+        fifo = os.path.join(self.root, "mic.fifo")
+        self.pulse.load_module("module-pipe-source", "source_name=mic file=%s format=s16le "
+                               "rate=44100 channels=2" % fifo)
+        args = ["/usr/bin/python3", MIC, fifo]
+        for stretch in silence:
+            args += ["--silence", stretch]
+        self._players.append(subprocess.Popen(args))
+        self.write_settings("Settings", RecordDevice="mic")
 
     def play_tone(self, seconds):
         sox = subprocess.Popen(["sox", "-n", "-t", "raw", "-r", "44100", "-c", "2", "-b", "16",

@@ -41,9 +41,12 @@ TEST(HeadlessView, QuestionsTakeTheirUnattendedAnswer) {
                                .buttons = {"Replace", "Cancel"},
                                .safeButton = 1}),
               1);
+    // A prompt takes its suggestion: a headless recording with "prompt for a
+    // name" on was refused every time when the prompt cancelled.
     std::string answer = "x";
-    EXPECT_FALSE(view.PromptText("Enter File Name", "Name", "Untitled 000", answer));
-    EXPECT_TRUE(answer.empty());
+    EXPECT_TRUE(view.PromptText("Enter File Name", "Name", "Untitled 000", answer));
+    EXPECT_EQ(answer, "Untitled 000");
+    EXPECT_FALSE(view.PromptText("Enter File Name", "Name", "", answer));
     std::rewind(out);
     char text[512] = {};
     std::fread(text, 1, sizeof text - 1, out);

@@ -3,6 +3,7 @@
 // tests (test_session_recording.py) prove the common paths on real audio.
 #include <gtest/gtest.h>
 
+#include "app/session/disk_space.h"
 #include "session_fakes.h"
 
 using namespace vocarta;
@@ -107,9 +108,11 @@ TEST_F(SessionTest, LowDiskSpaceAtTheStartEmptiesTheTrashThenRefuses) {
     Record();
     EXPECT_EQ(trashEmptied, 2);
     EXPECT_FALSE(dialog->IsRecordingInProgress());
+    // The figures say how far off the disk is: 3.2 MB are needed, 1.6 MB free (rounded).
     EXPECT_EQ(view.messages.at(0).text,
               "You have no free disk space left. Please delete some of the files to make more "
-              "space.");
+              "space.\r\n\r\nThe recording needs 3 MB, 2 MB free on " +
+                  MountPointOf(folder.Path()) + ".");
     EXPECT_FALSE(Exists(Take(1)));
     EXPECT_TRUE(dialog->SessionEnded());
     SetSettingBool("Settings", "AutoEmpty", false);

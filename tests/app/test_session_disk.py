@@ -47,8 +47,11 @@ class DiskSpaceTest(unittest.TestCase):
             with open(os.path.join(trash, "files", "old.wav"), "wb") as f:
                 f.write(b"\0" * 4096)
 
-        # 30 MB: not enough to start, and emptying the Trash does not help.
-        copy = env.start("-record", "wav")
+        # 30 MB: not enough to start, and emptying the Trash does not help. A
+        # headless launch whose recording cannot start says so and ends with 1.
+        copy = env.popen("-record", "wav")
+        self.assertEqual(copy.wait(timeout=30), 1, env.describe())
+        self.assertIn("the recording could not start: needs", env.stderr_of(0))
         env.wait_for_log(TITLE + NO_SPACE_TEXT)
         self.assertEqual(env.files(), [".Trash-0"] if os.geteuid() == 0 else [])
         self.assertFalse(os.path.exists(os.path.join(trashes[-1], "files", "old.wav")))
@@ -61,7 +64,7 @@ class DiskSpaceTest(unittest.TestCase):
 
         # 40 MB: it starts (the refused start used up 000); 60 s take 21 MB.
         set_free(40 * MB)
-        env.command("-record")
+        copy = env.start("-record")
         take = env.take(1)
         env.wait_for_log("Recording into " + take)
         if os.geteuid() != 0:  # a tmpfs fills up by itself
@@ -73,7 +76,7 @@ class DiskSpaceTest(unittest.TestCase):
         # A finished file: its header matches its data, and it holds the minute.
         self.assertAlmostEqual(env.duration(take), 60.0, delta=0.4)
         self.assertGreater(env.rms(take, 58, 1), 0.2)
-        self.assertIn(LOW_DISK_TEXT, env.stderr_of(0))
+        self.assertIn(LOW_DISK_TEXT, env.stderr_of(1))
 
 
 if __name__ == "__main__":

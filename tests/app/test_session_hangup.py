@@ -5,26 +5,11 @@ the program's own cleanup to its last log line."""
 import os
 import signal
 import struct
-import subprocess
 import sys
 import time
 import unittest
 
 from session_e2e_support import SessionEnv, require_tools
-
-
-
-def find_mic():
-    """The clock-paced test microphone, shared/tools/realtime-mic.py beside the
-    source tree (or beside the folder of work trees)."""
-    folder = os.path.dirname(os.path.abspath(__file__))
-    while folder != os.path.dirname(folder):
-        folder = os.path.dirname(folder)
-        candidate = os.path.join(folder, "shared", "tools", "realtime-mic.py")
-        if os.path.exists(candidate):
-            return candidate
-    raise AssertionError("the test microphone shared/tools/realtime-mic.py was not found above "
-                         + os.path.abspath(__file__))
 
 
 def wav_header(path):
@@ -48,14 +33,7 @@ def wav_header(path):
 class HangupTest(unittest.TestCase):
     def test_hangup_finishes_the_wav_header_and_ends_cleanly(self):
         require_tools(self, ("pulseaudio", "pactl"))
-        mic = find_mic()
-        with SessionEnv(modules=False) as env:
-            fifo = os.path.join(env.root, "mic.fifo")
-            env.pulse.load_module("module-pipe-source", "source_name=mic file=%s format=s16le "
-                                  "rate=44100 channels=2" % fifo)
-            feeder = subprocess.Popen(["/usr/bin/python3", mic, fifo])
-            self.addCleanup(lambda: (feeder.kill(), feeder.wait()))
-            env.write_settings("Settings", RecordDevice="mic")
+        with SessionEnv(modules=False, mic=True) as env:
             take = env.take(0)
             copy = env.start("-record", "wav")
             env.wait_for_log("Recording into " + take)

@@ -39,9 +39,11 @@ class SessionRecordingTest(unittest.TestCase):
             # Audio arrives in 200 ms pieces; the stop travels through a second launch.
             self.assertAlmostEqual(env.duration(env.take(0)), t1 - t0, delta=0.5)
             self.assertGreater(env.rms(env.take(0)), 0.2, "the tone was recorded")
+            # The count follows the log line; it is waited for, not raced.
             for section, key in (("Settings", "AutoNumber"), ("Settings", "FilesRecorded"),
                                  ("UsageStats", "StrtRcrdng")):
-                self.assertEqual(env.read_setting(section, key), "1", key)
+                env.wait_until(lambda: env.read_setting(section, key) == "1", 5,
+                               "%s/%s = 1" % (section, key))
 
     def test_pause_resume_and_retake_follow_the_state_table(self):
         with SessionEnv() as env:
@@ -142,7 +144,9 @@ class SessionRecordingTest(unittest.TestCase):
     def test_failed_device_start_puts_the_number_back_and_says_why(self):
         with SessionEnv(modules=False) as env:  # a sound server without any input
             env.write_settings("Settings", AutoNumber=7)
-            copy = env.start("-record", "wav")
+            copy = env.popen("-record", "wav")
+            # Headless, a recording that cannot start ends the launch with 1.
+            self.assertEqual(copy.wait(timeout=30), 1, env.describe())
             env.wait_for_log('Message "Vocarta Sound Recorder": Vocarta cannot open the sound '
                              "device for recording.")
             self.assertEqual(env.read_setting("Settings", "AutoNumber"), "7")
@@ -155,7 +159,7 @@ class SessionRecordingTest(unittest.TestCase):
             # With a device, the number given back is taken.
             env.pulse.load_module("module-null-sink", "sink_name=nul rate=44100")
             env.write_settings("Settings", RecordDevice="nul.monitor")
-            env.command("-record")
+            copy = env.start("-record")
             env.wait_for_log("Recording into " + env.take(7), proc=copy)
 
     def test_termination_signal_finishes_the_file_and_cleans_up(self):

@@ -31,8 +31,11 @@ class SingleInstanceTest(unittest.TestCase):
         env.wait_for_log(LIMIT_LINE, count=2)
         self.assertEqual(env.read_setting("Settings", "Format"), "0")
         self.assertIsNone(copy.poll(), "the running copy must keep running")
-        # Only a bare launch brings the window to the front.
-        env.command()
+        # Only a bare launch brings the window to the front; to a copy without
+        # one it says so and ends with 1.
+        result, _ = env.launch()
+        self.assertEqual(result.returncode, 1)
+        self.assertIn(b"without a window", result.stderr)
         env.command("-surveysched")
         env.wait_for_log("BringToFront")
         env.wait_for_log("Command line: -surveysched has no effect")

@@ -119,6 +119,12 @@ TEST_F(MainWindowTest, ShowsTheSessionAndAsksCloseToTrayWhileRecording) {
     a.pause->trigger();
     ASSERT_TRUE(RunUntil([&] { return dialog.RecorderState() == MainDialog::kRecorderPaused; }));
     EXPECT_FALSE(window.IndicatorLit());
+    // Paused must not look like recording: the button stays pressed, the title
+    // says so, the time blinks and the meters drop.
+    EXPECT_TRUE(a.pause->isChecked());
+    EXPECT_TRUE(window.windowTitle().startsWith("Paused "));
+    EXPECT_EQ(window.MeterLevel(0), LevelMeter::kSilenceDb);
+    EXPECT_TRUE(RunUntil([&] { return window.TimeDimmed(); }, 2000));
     EXPECT_TRUE(a.record->isEnabled());
     a.record->trigger();
     ASSERT_TRUE(RunUntil([&] { return Recording(); }));

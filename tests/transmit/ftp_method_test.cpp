@@ -28,7 +28,8 @@ TEST(FtpMethodTest, TakesItsPlaceBetweenEmailAndFolderWithItsOwnTexts) {
     std::vector<TransmitMethodKind> kinds;
     for (const auto& m : dispatcher.Methods()) kinds.push_back(m->Kind());
     EXPECT_EQ(kinds,
-              (std::vector<TransmitMethodKind>{TransmitMethodKind::Ftp, TransmitMethodKind::Folder,
+              (std::vector<TransmitMethodKind>{TransmitMethodKind::Email, TransmitMethodKind::Ftp,
+                                               TransmitMethodKind::Folder,
                                                TransmitMethodKind::Run}));
     FtpTransmitMethod ftp;
     StoreFtpSettings("ftp.example.net");

@@ -186,8 +186,10 @@ std::string FitRecordingName(const std::string& name, std::size_t keepFrom, Outp
     const std::string ext = OutputFormatExtension(format);
     const std::size_t folder = JoinPath(RecordFolder(), "").size();
     std::size_t budget = kNameMax > ext.size() ? kNameMax - ext.size() : 0;
-    if (folder + ext.size() < kTextMax) budget = std::min(budget, kTextMax - folder - ext.size());
-    else budget = std::min<std::size_t>(budget, 1);
+    if (folder + ext.size() < kTextMax)
+        budget = std::min(budget, kTextMax - folder - ext.size());
+    else
+        budget = std::min<std::size_t>(budget, 1);
     if (name.size() <= budget) return name;
     // The number and the extension tell takes apart: the text before them is
     // what gives way.

@@ -151,6 +151,7 @@ SessionButtons MainDialog::Buttons() const {
     buttons.restart = active || playing || held;
     buttons.play = !active && !playing && !lastRecordingPath_.empty();
     buttons.playbackPaused = !active && held;
+    buttons.recordingPaused = pausedByUser_;
     return buttons;
 }
 

@@ -133,6 +133,7 @@ class MainDialog {
     void NoteStartFailed(const LError& error);
     bool StartRecording(int64_t limitMs);
     bool StartRecorder(int64_t limitMs);
+    void ReportDeviceFallBack(const LResolvedRecordDevice& device);
     void FailStart(const char* operation, const std::string& reason, bool putBackNumber);
     void DiscardSink();
     void StopRecorder();
@@ -171,6 +172,7 @@ class MainDialog {
     // only then may an empty take delete it.
     bool takeOwnsFile_ = false;
     std::optional<std::string> startFailure_;
+    std::string lastDeviceNotice_;
     bool pausedByUser_ = false;
     bool sessionEnded_ = false;
     bool soundCaptured_ = false;

@@ -45,8 +45,9 @@ void MainDialog::EndAtLimit(int64_t positionMs, RecordingGuard::Verdict verdict)
     if (verdict == RecordingGuard::Verdict::kLowDiskSpace) {
         AfterStop(true);
         RecordFailure("StrtRcrdng", "LowDiskSpace");
-        ShowMessage(view_, std::string(kLowDiskStoppedText) + "\r\n\r\nThe recording " +
-                               guard_.LastShortage() + ".",
+        ShowMessage(view_,
+                    std::string(kLowDiskStoppedText) + "\r\n\r\nThe recording " +
+                        guard_.LastShortage() + ".",
                     kMessageTitle, MessageBoxRequest::Icon::Warning);
         return;
     }

@@ -10,8 +10,8 @@
 #include "app/session/main_dialog.h"
 #include "app/session/main_dialog_view.h"
 #include "app/session/output_folder.h"
-#include "app/session/recording_target.h"
 #include "app/session/recorder_events.h"
+#include "app/session/recording_target.h"
 #include "app/session/session_settings.h"
 #include "audio/codecs/sink_factory.h"
 #include "audio/recorder_settings.h"
@@ -48,9 +48,12 @@ void MainDialog::Record(int64_t limitMs, std::optional<RecordingSpec> spec) {
         LogEvent("Record: a recording is already running into %s", outputPath_.c_str());
         return;
     }
-    if (CheckOutputFolder(view_, RecordFolder(), OutputFolderUse::RecordCommand) !=
-        OutputFolderCheck::Ready)
-        return;
+    const OutputFolderCheck folder =
+        CheckOutputFolder(view_, RecordFolder(), OutputFolderUse::RecordCommand);
+    if (folder == OutputFolderCheck::Refused)
+        NoteStartFailed(MakeError(LErrorCode::kInvalid, "the record folder %s cannot be used",
+                                  RecordFolder().c_str()));
+    if (folder != OutputFolderCheck::Ready) return;
     if (!sink_) {
         if (!spec) spec = CurrentRecordingSpec();
         LResult<RecordingTarget> target = ChooseRecordingPath(view_, spec->format);
@@ -142,9 +145,10 @@ bool MainDialog::StartRecording(int64_t limitMs) {
         sessionEnded_ = true;
         DiscardSink();
         RecordFailure("StrtRcrdng", "LowDiskSpace");
-        ShowMessage(view_, std::string(kNoFreeSpaceText) + "\r\n\r\nThe recording " +
-                               guard_.LastShortage() + ".",
-                    kMessageTitle, MessageBoxRequest::Icon::Warning);
+        ShowMessage(
+            view_,
+            std::string(kNoFreeSpaceText) + "\r\n\r\nThe recording " + guard_.LastShortage() + ".",
+            kMessageTitle, MessageBoxRequest::Icon::Warning);
         NoteStartFailed(LError(LErrorCode::kNoSpace, guard_.LastShortage()));
         return false;
     }
@@ -156,9 +160,9 @@ bool MainDialog::StartRecording(int64_t limitMs) {
         DiscardSink();
         PutBackAutoNumber();
         ShowMessage(view_, kDeviceFailedText, kMessageTitle, MessageBoxRequest::Icon::Error);
-        NoteStartFailed(LError(LErrorCode::kFailed,
-                               "the sound device could not be opened" +
-                                   (reason.empty() ? std::string() : ": " + reason)));
+        NoteStartFailed(
+            LError(LErrorCode::kFailed, "the sound device could not be opened" +
+                                            (reason.empty() ? std::string() : ": " + reason)));
         sessionEnded_ = true;
         return false;
     }
@@ -177,6 +181,7 @@ bool MainDialog::StartRecording(int64_t limitMs) {
 
 bool MainDialog::StartRecorder(int64_t limitMs) {
     const LResolvedRecordDevice device = services_.prepareDevice();
+    if (device.fellBack) ReportDeviceFallBack(device);
     std::optional<LdBLevel> voiceLevel;
     int64_t pauseWaitMs = kNoPauseWaitMs;
     if (VoiceActivateEnabled()) {
@@ -199,6 +204,19 @@ bool MainDialog::StartRecorder(int64_t limitMs) {
 void MainDialog::NoteStartFailed(const LError& error) {
     if (error.IsCancelled()) return;
     startFailure_ = error.Message();
+}
+
+// The stored input is gone (unplugged, renamed): the first one records instead,
+// and the user is told which, once per change.
+void MainDialog::ReportDeviceFallBack(const LResolvedRecordDevice& device) {
+    const std::string stored = LoadRecordChoice().device;
+    const std::string text = StringPrintf(
+        "The input \"%s\" chosen in Options is not connected; recording from \"%s\" instead.",
+        stored.c_str(), device.deviceName.c_str());
+    LogError("MainDialog::StartRecorder: %s", text.c_str());
+    if (text == lastDeviceNotice_) return;
+    lastDeviceNotice_ = text;
+    ShowMessage(view_, text, kMessageTitle, MessageBoxRequest::Icon::Warning);
 }
 
 void MainDialog::StopRecorder() {

@@ -16,6 +16,12 @@
 
 namespace vocarta {
 
+namespace {
+constexpr const char* kNothingRecordedSilent = "Nothing was recorded: the input was silent";
+constexpr const char* kNothingRecordedShort =
+    "Nothing was recorded: the take was too short to keep";
+}  // namespace
+
 void MainDialog::Pause() {
     LogEvent("Pause");
     if (RecorderState() == kRecorderStopped) {
@@ -83,7 +89,8 @@ void MainDialog::FinishRecording(bool done) {
     presenter_.EndTimeDisplay(finalTimeMs_);
     EndPolling();
     const std::string path = outputPath_;
-    const bool empty = !CloseSinkKeeps() || noSound;
+    const bool tooSmall = !CloseSinkKeeps();
+    const bool empty = tooSmall || noSound;
     // 4. The stop tone.
     if (session_settings::StoppedTone()) services_.playTone(LToneKind::Stop);
     // 5. Hand the file on (trimming, then sending).
@@ -102,8 +109,12 @@ void MainDialog::FinishRecording(bool done) {
     if (done && !empty && session_settings::LaunchPlayWhenStop()) Play();
     // 10. The idle look.
     ShowIdle();
-    // 11. An empty take leaves no file.
-    if (empty) DeleteEmptyTake(path);
+    // 11. An empty take leaves no file, and the window says why its time is gone.
+    if (empty) {
+        DeleteEmptyTake(path);
+        presenter_.EndTimeDisplay(0);
+        presenter_.ShowIdleNotice(noSound ? kNothingRecordedSilent : kNothingRecordedShort);
+    }
 }
 
 // Closes the sink; true when the file is worth keeping (at least 1024 bytes).

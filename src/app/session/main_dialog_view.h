@@ -49,6 +49,8 @@ struct SessionButtons {
     // Playback is paused: the play and pause buttons are swapped, so Play
     // (Spacebar) goes on from where playback was held.
     bool playbackPaused = false;
+    // The recording is paused: the pause button shows pressed.
+    bool recordingPaused = false;
 
     bool operator==(const SessionButtons&) const = default;
 };
@@ -90,6 +92,8 @@ class MainDialogView {
     // Blink phase of the recording indicator: lit for 800 ms, dark for 400 ms,
     // while recording; dark otherwise.
     virtual void SetRecordingIndicator(bool lit) {}
+    // While paused the time display blinks: shown, then dimmed, every 500 ms.
+    virtual void SetTimeDimmed(bool dimmed) {}
     // The tray icon's tooltip: "Vocarta - Recording" while recording, the
     // product name otherwise.
     virtual void SetTrayToolTip(const std::string& text) {}

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "app/session/disk_space.h"
 #include "app/session/session_settings.h"
 #include "toolkit/log.h"
 #include "toolkit/text.h"
@@ -15,13 +16,6 @@ constexpr uint64_t kFreeSpaceBytesPerSample = 4;
 constexpr int64_t kDiskCheckSeconds = 60;
 // With the time check off the recorder keeps only this backstop.
 constexpr int64_t kBackstopLimitMs = 216000000;
-std::string Megabytes(uint64_t bytes) {
-    return StringPrintf("%llu MB", static_cast<unsigned long long>((bytes + 999999) / 1000000));
-}
-
-std::string ShortageText(const std::string& folder, uint64_t needed, uint64_t free) {
-    return "needs " + Megabytes(needed) + ", " + Megabytes(free) + " free on " + folder;
-}
 }  // namespace
 
 bool RecordingGuard::EnoughFreeSpace(const std::string& folder, uint32_t rate, uint8_t channels) {
@@ -34,7 +28,7 @@ bool RecordingGuard::EnoughFreeSpace(const std::string& folder, uint32_t rate, u
         free = services_.freeBytes(folder);
         if (!free || *free > needed) return true;
     }
-    lastShortage_ = ShortageText(folder, needed, *free);
+    lastShortage_ = FreeSpaceShortText(folder, needed, *free);
     LogEvent("Low disk space: %s", lastShortage_.c_str());
     return false;
 }

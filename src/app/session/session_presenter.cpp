@@ -11,6 +11,7 @@ constexpr const char* kRecordingToolTip = "Vocarta - Recording";
 constexpr int kBlinkLitMs = 800;
 constexpr int kBlinkDarkMs = 400;
 constexpr int kTimeDisplayMs = 13;
+constexpr int kPausedBlinkMs = 500;
 }  // namespace
 
 SessionPresenter::SessionPresenter(MainDialogView& view, LMainLoop& loop,
@@ -42,10 +43,18 @@ std::string SessionPresenter::TimeDisplayText(int64_t positionMs) {
 
 void SessionPresenter::ShowStatus(int status) {
     status_ = status;
+    if (status != kStatusReady) idleNotice_.clear();
     if (status == kStatusReady && !queueStatus_.empty())
         view_.SetStatusText(queueStatus_);
+    else if (status == kStatusReady && !idleNotice_.empty())
+        view_.SetStatusText(idleNotice_);
     else
         view_.SetStatusText(StatusText(status));
+}
+
+void SessionPresenter::ShowIdleNotice(const std::string& text) {
+    idleNotice_ = text;
+    ShowStatus(kStatusReady);
 }
 
 void SessionPresenter::ShowQueueStatus(const std::string& text) {
@@ -56,6 +65,20 @@ void SessionPresenter::ShowQueueStatus(const std::string& text) {
 
 void SessionPresenter::ShowLook(SessionLook look, const SessionButtons& buttons) {
     view_.SetSessionLook(look);
+    // Paused, the frozen meters would look like sound: they drop, and the time
+    // blinks, so a paused recording is never taken for a running one.
+    if (look == SessionLook::Paused && buttons.recordingPaused) {
+        view_.SetLevels({});
+        if (!loop_.IsTimerRunning(kTimerPausedBlink))
+            loop_.StartTimer(kTimerPausedBlink, kPausedBlinkMs);
+    } else if (loop_.IsTimerRunning(kTimerPausedBlink)) {
+        loop_.KillTimer(kTimerPausedBlink);
+    }
+    if (look != SessionLook::Paused && timeDimmed_) {
+        timeDimmed_ = false;
+        view_.SetTimeDimmed(false);
+    }
+    if (look == SessionLook::Recording) idleNotice_.clear();
     const bool recording = look == SessionLook::Recording;
     if (recording && !loop_.IsTimerRunning(kTimerBlink)) {
         blinkLit_ = true;
@@ -125,12 +148,18 @@ bool SessionPresenter::OnTimer(int id) {
         Blink();
         return true;
     }
+    if (id == kTimerPausedBlink) {
+        timeDimmed_ = !timeDimmed_;
+        view_.SetTimeDimmed(timeDimmed_);
+        return true;
+    }
     return false;
 }
 
 void SessionPresenter::Stop() {
     loop_.KillTimer(kTimerTimeDisplay);
     loop_.KillTimer(kTimerBlink);
+    loop_.KillTimer(kTimerPausedBlink);
 }
 
 }  // namespace vocarta

@@ -23,6 +23,7 @@ class SessionPresenter {
     enum TimerId : int {
         kTimerTimeDisplay = 15,
         kTimerBlink = 1113,
+        kTimerPausedBlink = 1114,  // the time display blinks while paused
     };
     // Status numbers of StatusText.
     enum : int { kStatusReady = 0, kStatusRecording = 1, kStatusWaiting = 2 };
@@ -39,6 +40,9 @@ class SessionPresenter {
     int Status() const { return status_; }
     // Shown instead of "Ready" while an after-recording step runs.
     void ShowQueueStatus(const std::string& text);
+    // Shown instead of "Ready" until the next recording starts: why the last
+    // take left nothing, e.g. "Nothing was recorded: the input was silent".
+    void ShowIdleNotice(const std::string& text);
     void ShowLook(SessionLook look, const SessionButtons& buttons);
     void ShowButtons(const SessionButtons& buttons);
     void ShowFormat(const std::string& text);
@@ -65,7 +69,9 @@ class SessionPresenter {
     std::function<int64_t()> position_;
     int status_ = kStatusReady;
     std::string queueStatus_;
+    std::string idleNotice_;
     bool blinkLit_ = false;
+    bool timeDimmed_ = false;
     bool timeDisplayWanted_ = false;  // recording or paused since the start
 };
 

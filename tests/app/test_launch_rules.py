@@ -1,0 +1,102 @@
+"""End to end: what the launching process refuses before anything runs, and what
+a headless launch does when the recording it asked for cannot be made or would
+touch a file that is not its own."""
+
+import hashlib
+import os
+import stat
+import sys
+import time
+import unittest
+
+from session_e2e_support import SessionEnv, require_tools, run
+
+
+def digest(path):
+    with open(path, "rb") as f:
+        return hashlib.sha256(f.read()).hexdigest()
+
+
+class LaunchRulesTest(unittest.TestCase):
+    def setUp(self):
+        require_tools(self, ("pulseaudio", "pactl", "soxi"))
+
+    # "-ms -5" and "-scheduled_launch 25:00:00" once left a recording running for
+    # ever; a cut 300-byte path gave a file without its extension.
+    def test_bad_values_are_refused_before_anything_runs(self):
+        with SessionEnv(modules=False) as env:
+            for args in (("-record", "-ms", "-5"), ("-ms", "1e3"), ("-ms", "999999999999"),
+                         ("-scheduled_launch", "25:00:00"), ("-scheduled_launch", "12:61:00"),
+                         ("-scheduled_launch", "-1:00:00"), ("-ms",),
+                         ("-recordfile", os.path.join(env.root, "x" * 300 + ".wav"))):
+                result, _ = env.launch("-nogui", *args)
+                self.assertEqual(result.returncode, 2, args)
+                lines = result.stderr.decode().splitlines()
+                self.assertTrue(lines and lines[0].startswith("vocarta: "), lines)
+                self.assertFalse(os.path.exists(env.socket_path), "a copy started for %r" % (args,))
+            for args, words in ((("-h",), "Usage:"), (("--help",), "Usage:"),
+                                (("-V",), "Vocarta Sound Recorder"),
+                                (("--version",), "Vocarta Sound Recorder")):
+                result, _ = env.launch(*args)
+                self.assertEqual(result.returncode, 0, args)
+                self.assertIn(words, result.stdout.decode())
+                self.assertFalse(os.path.exists(env.socket_path), "a copy started for %r" % (args,))
+
+    # "-record wav -ms 5000" recorded until killed: the encoder options swallowed -ms.
+    def test_encoder_options_end_at_the_programs_own_switches(self):
+        with SessionEnv(modules=False, mic=True) as env:
+            copy = env.popen("-record", "wav", "-s", "22050", "-m", "1", "-ms", "2500")
+            self.assertEqual(copy.wait(timeout=30), 0, env.describe())
+            take = env.take(0)
+            # The listed options were one pair short: nothing stored, the format kept.
+            self.assertEqual(env.read_setting("WavSettings", "SampleRateAuto"), None)
+            self.assertAlmostEqual(SessionEnv.duration(take), 2.5, delta=0.6)
+            self.assertEqual(int(run("soxi", "-r", take).stdout), 44100)
+
+    # "-recordfile /dev/null" as root deleted /dev/null; an existing recording was
+    # overwritten and, after a short take, deleted.
+    def test_files_that_are_not_the_takes_own_are_never_touched(self):
+        with SessionEnv(modules=False, mic=True) as env:
+            result = env.popen("-record", "wav", "-ms", "1500")  # a recording to protect
+            self.assertEqual(result.wait(timeout=30), 0, env.describe())
+            kept = os.path.join(env.root, "kept.wav")
+            os.rename(env.take(0), kept)
+            before = digest(kept)
+
+            copy = env.popen("-recordfile", "/dev/null", "-ms", "200")
+            self.assertEqual(copy.wait(timeout=30), 1, "a refused target is a failed start")
+            self.assertTrue(stat.S_ISCHR(os.stat("/dev/null").st_mode), "/dev/null was touched")
+            self.assertIn("records only into files", env.stderr_of(1))
+
+            copy = env.popen("-recordfile", kept, "-ms", "200")
+            self.assertEqual(copy.wait(timeout=30), 0, env.describe())
+            self.assertEqual(digest(kept), before, "the existing recording was changed")
+            self.assertIn("kept 001.wav", env.stderr_of(2))  # said where it went instead
+
+    # A failed start left a headless process running with status 0; a bare launch
+    # to a headless copy said nothing.
+    def test_a_headless_start_that_fails_ends_with_status_one(self):
+        with SessionEnv(modules=False) as env:
+            blocked = os.path.join(env.root, "plain")
+            with open(blocked, "w") as f:
+                f.write("x")
+            copy = env.popen("-outdir", os.path.join(blocked, "sub"), "-record")
+            self.assertEqual(copy.wait(timeout=30), 1, env.describe())
+            self.assertIn("the recording could not start", env.stderr_of(0))
+
+            env.start()
+            result, _ = env.launch()
+            self.assertEqual(result.returncode, 1)
+            self.assertIn("without a window", result.stderr.decode())
+
+    # With "prompt for a name" on, every headless recording was refused.
+    def test_headless_prompt_takes_the_suggested_name(self):
+        with SessionEnv(modules=False, mic=True) as env:
+            env.write_settings("Settings", PromptForName=1)
+            copy = env.popen("-record", "wav", "-ms", "1500")
+            self.assertEqual(copy.wait(timeout=30), 0, env.describe())
+            self.assertEqual(env.files(), ["Untitled 000.wav"])
+
+
+if __name__ == "__main__":
+    sys.exit(unittest.main())
