@@ -27,10 +27,9 @@ TEST(FtpMethodTest, TakesItsPlaceBetweenEmailAndFolderWithItsOwnTexts) {
     const TransmitDispatcher dispatcher = TransmitDispatcher::Default();
     std::vector<TransmitMethodKind> kinds;
     for (const auto& m : dispatcher.Methods()) kinds.push_back(m->Kind());
-    EXPECT_EQ(kinds,
-              (std::vector<TransmitMethodKind>{TransmitMethodKind::Email, TransmitMethodKind::Ftp,
-                                               TransmitMethodKind::Folder,
-                                               TransmitMethodKind::Run}));
+    EXPECT_EQ(kinds, (std::vector<TransmitMethodKind>{
+                         TransmitMethodKind::Email, TransmitMethodKind::Ftp,
+                         TransmitMethodKind::Folder, TransmitMethodKind::Run}));
     FtpTransmitMethod ftp;
     StoreFtpSettings("ftp.example.net");
     EXPECT_TRUE(ftp.Enabled());
