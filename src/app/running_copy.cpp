@@ -38,6 +38,10 @@ void RunningCopy::Start(const std::vector<std::string>& ownArgs) {
     if (GetSettingBool(kShownAtStartupSection, kShownAtStartupKey, kShownAtStartupDefault))
         dialog_.ShowWindow();
     loop_.WatchTerminationSignals([this](int signal) { OnTerminationSignal(signal); });
+    // A settings file found damaged was restored from its backup: the user is
+    // told once, here, since the auto number and every choice depend on it.
+    const std::string damage = TakeSettingsDamageNotice();
+    if (!damage.empty()) dialog_.ShowNotice(damage);
 
     // The own command line takes the forwarded record's form (count and cut
     // included), so a first launch and a forwarded one behave alike.

@@ -89,6 +89,21 @@ class LaunchRulesTest(unittest.TestCase):
             self.assertEqual(result.returncode, 1)
             self.assertIn("without a window", result.stderr.decode())
 
+    # A damaged settings file was taken silently: every setting lost, the auto
+    # number back at 000, old names used again.
+    def test_a_damaged_settings_file_is_restored_and_said_so(self):
+        with SessionEnv(modules=False, mic=True) as env:
+            env.write_settings("Settings", AutoNumber=41)
+            env.write_settings("Settings", IntervalSecs=31)  # the backup now holds the 41
+            conf = os.path.join(env.env["XDG_CONFIG_HOME"], "vocarta",
+                                "com.vocarta.SoundRecorder.conf")
+            with open(conf, "r+b") as f:
+                f.truncate(os.path.getsize(conf) // 2)
+            copy = env.popen("-record", "wav", "-ms", "1000")
+            self.assertEqual(copy.wait(timeout=30), 0, env.describe())
+            self.assertIn("The settings file was damaged", env.stderr_of(0))
+            self.assertEqual(env.files(), ["Untitled 041.wav"])
+
     # With "prompt for a name" on, every headless recording was refused.
     def test_headless_prompt_takes_the_suggested_name(self):
         with SessionEnv(modules=False, mic=True) as env:

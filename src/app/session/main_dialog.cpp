@@ -125,6 +125,13 @@ void MainDialog::Close() {
     loop_.Quit(exitStatus_);
 }
 
+void MainDialog::ShowNotice(const std::string& text) {
+    LogEvent("Notice: %s", text.c_str());
+    loop_.Post([this, text] {
+        if (!closed_) ShowMessage(view_, text, kMessageTitle, MessageBoxRequest::Icon::Warning);
+    });
+}
+
 void MainDialog::DelayedRecord(int delayMs) {
     LogEvent("Recording starts in %d ms", delayMs);
     loop_.StartTimer(kTimerDelayedStart, delayMs < 0 ? 0 : delayMs);

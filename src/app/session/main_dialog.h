@@ -66,6 +66,9 @@ class MainDialog {
     void BringToFront();
     // Closes the window and ends the program, asking first while recording.
     void Close();
+    // Tells the user something that happened outside any command (shown once
+    // the main loop runs).
+    void ShowNotice(const std::string& text);
     // The program's exit status once it ends: non-zero after a recording that
     // failed, so scripts and scheduled launches can tell.
     int ExitStatus() const { return exitStatus_; }
