@@ -35,19 +35,34 @@ SmtpDialogue::SmtpDialogue(const MailRequest& request, MailContext& context, Smt
     helloLine_ = (request_.userName.empty() ? "HELO " : "EHLO ") + localName;
 }
 
+SmtpDialogue::State SmtpDialogue::Step() {
+    switch (state_) {
+    case State::kGreeting: return Greeting();
+    case State::kHello: return Hello();
+    case State::kStartTls: return StartTls();
+    case State::kTlsHello: return TlsHello();
+    case State::kAuthLogin: return AuthLogin();
+    case State::kAuthHelloAgain: return AuthHelloAgain();
+    case State::kAuthLoginAgain: return AuthLoginAgain();
+    case State::kAuthAnswer: return AuthAnswer();
+    case State::kAuthUser: return AuthUser();
+    case State::kAuthPassword: return AuthPassword();
+    case State::kMailFrom: return MailFrom();
+    case State::kRecipients: return Recipients();
+    case State::kData: return Data();
+    case State::kMessage: return Message();
+    case State::kTerminator: return Terminator();
+    case State::kQuit: return Quit();
+    case State::kSent:
+    case State::kFailed:
+    case State::kCancelled: break;
+    }
+    return state_;
+}
+
 LStatus SmtpDialogue::Run() {
-    using Handler = State (SmtpDialogue::*)();
-    static constexpr Handler kHandlers[] = {
-        &SmtpDialogue::Greeting,       &SmtpDialogue::Hello,      &SmtpDialogue::StartTls,
-        &SmtpDialogue::TlsHello,       &SmtpDialogue::AuthLogin,  &SmtpDialogue::AuthHelloAgain,
-        &SmtpDialogue::AuthLoginAgain, &SmtpDialogue::AuthAnswer, &SmtpDialogue::AuthUser,
-        &SmtpDialogue::AuthPassword,   &SmtpDialogue::MailFrom,   &SmtpDialogue::Recipients,
-        &SmtpDialogue::Data,           &SmtpDialogue::Message,    &SmtpDialogue::Terminator,
-        &SmtpDialogue::Quit,
-    };
-    static_assert(std::size(kHandlers) == std::size_t(State::kSent));
     while (state_ < State::kSent) {
-        const State next = (this->*kHandlers[std::size_t(state_)])();
+        const State next = Step();
         state_ = stopped_ && next != State::kSent ? State::kCancelled : next;
     }
     channel_.Close();

@@ -55,6 +55,8 @@ class SmtpDialogue {
         kCancelled,
     };
 
+    // Runs the step of the current state and gives the next state.
+    State Step();
     State Greeting();
     State Hello();
     State StartTls();
