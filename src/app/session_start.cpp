@@ -182,9 +182,13 @@ bool MainDialog::StartRecorder(int64_t limitMs) {
         device.deviceName.c_str(),
         voiceLevel ? StringPrintf(", voice level %d dB", int(voiceLevel->Value())).c_str() : "",
         static_cast<long long>(recorderLimit));
-    return services_.recorder->Start(device.device, sink_, events_.get(), 0, voiceLevel,
-                                     voiceLevel.value_or(LdBLevel(-127)), LSoundTime(recorderLimit),
-                                     LSoundTime(pauseWaitMs), 0);
+    LRecorderStartOptions options;
+    options.device = device.device;
+    options.voiceLevel = voiceLevel;
+    options.soundThreshold = voiceLevel.value_or(LdBLevel(-127));
+    options.maxTime = LSoundTime(recorderLimit);
+    options.silenceTimeout = LSoundTime(pauseWaitMs);
+    return services_.recorder->Start(options, sink_, events_.get());
 }
 
 // A start that failed: a file that holds nothing is removed; one that already

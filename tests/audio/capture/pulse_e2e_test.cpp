@@ -72,9 +72,8 @@ class PulseEndToEnd : public ::testing::Test {
         auto sink = OpenWavSink(path, LSoundFormat(48000, 2, 16), &error);
         EXPECT_TRUE(sink) << error;
         auto recorder = CreateSoundRecorder();
-        EXPECT_TRUE(recorder->Start(LSoundRecordDevice{index, take.channel, 0}, LSoundSink(sink),
-                                    &events_, 0, std::nullopt, LdBLevel(-127), LSoundTime(0),
-                                    LSoundTime(216000000), 0))
+        EXPECT_TRUE(
+            recorder->Start({.device = {index, take.channel, 0}}, LSoundSink(sink), &events_))
             << recorder->LastErrorText();
         std::atomic<bool> done{false};
         std::thread side([&] {
@@ -170,8 +169,7 @@ TEST_F(PulseEndToEnd, NoServerGivesAClearErrorAndExitStatus) {
     EXPECT_NE(ReadFile(listing).find("no sound server answered"), std::string::npos);
     auto recorder = CreateSoundRecorder();
     auto sink = std::make_shared<MemorySink>(48000, 2);
-    EXPECT_FALSE(recorder->Start({}, LSoundSink(sink), nullptr, 0, std::nullopt, LdBLevel(-127),
-                                 LSoundTime(0), LSoundTime(1000), 0));
+    EXPECT_FALSE(recorder->Start({.silenceTimeout = LSoundTime(1000)}, LSoundSink(sink), nullptr));
     EXPECT_EQ(recorder->LastError(), kCaptureNoServer);
     setenv("PULSE_SERVER", saved.c_str(), 1);
 }

@@ -61,11 +61,14 @@ class SimRecorderTest : public ::testing::Test {
         sink = std::make_shared<MemorySink>(rate, channels);
     }
     bool Start(StartOptions o = {}) {
-        std::optional<LdBLevel> voice;
-        if (o.voice) voice = LdBLevel(*o.voice);
-        return recorder.Start(o.device, LSoundSink(sink), &events, 77, voice,
-                              voice.value_or(LdBLevel(-127)), LSoundTime(o.maxTimeMs),
-                              LSoundTime(o.silenceMs), o.flags);
+        LRecorderStartOptions options;
+        options.device = o.device;
+        if (o.voice) options.voiceLevel = options.soundThreshold = LdBLevel(*o.voice);
+        options.maxTime = LSoundTime(o.maxTimeMs);
+        options.silenceTimeout = LSoundTime(o.silenceMs);
+        options.options = o.flags;
+        options.userValue = 77;
+        return recorder.Start(options, LSoundSink(sink), &events);
     }
     // Pumps `buffers` whole buffers and waits until `metered` more were metered.
     void Pump(uint64_t buffers, uint64_t metered) {
