@@ -19,12 +19,17 @@ namespace vocarta::test {
 struct RecordedEvents : LSoundRecorderNotify {
     std::vector<std::string> log;
     int levelsUpdates = 0;
+    int timeUpdates = 0;
+    std::vector<int64_t> lostMs;
     int32_t finishedResult = -1;
     LLevels lastLevels;
     void OnRecordingStarted(int64_t) override { log.push_back("started"); }
     void OnWaitingForSound(int64_t) override { log.push_back("waiting"); }
     void OnStopped(int64_t user) override { log.push_back("stopped " + std::to_string(user)); }
-    void OnTimeUpdate(LSoundTime, int64_t) override {}
+    void OnTimeUpdate(LSoundTime, int64_t) override { ++timeUpdates; }
+    void OnAudioLost(LSoundTime total, int64_t) override {
+        lostMs.push_back(total.Milliseconds());
+    }
     void OnLevelsUpdate(const LLevels& levels, int64_t) override {
         ++levelsUpdates;
         lastLevels = levels;
