@@ -10,7 +10,9 @@ user stops parecord) and waited for.
 --then runs CMD (through sh) once the command has started and before the
 settling time (for a second launch that starts the recording).
 OUTPUT_FILE gets one line per thread, "THREAD CPU_SECONDS WAKEUPS", the thread
-named PROCESS/THREAD, and a last line "total CPU_SECONDS WAKEUPS WINDOW_SECONDS".
+named PROCESS/THREAD, one line per process "memory PROCESS RSS_KIB PEAK_KIB"
+(VmRSS at the end of the window, VmHWM), and a last line
+"total CPU_SECONDS WAKEUPS WINDOW_SECONDS".
 A command that cannot be started, or that ends before the window is over, is an
 error (its output is kept for the caller to show)."""
 import os
@@ -69,6 +71,23 @@ def snapshot(root):
     return result
 
 
+def memory(root):
+    """[(process, rss KiB, peak KiB)] for every process of the tree."""
+    result = []
+    for pid in descendants(root):
+        fields = {}
+        try:
+            with open(f"/proc/{pid}/status", encoding="ascii", errors="replace") as f:
+                for line in f:
+                    key, _, value = line.partition(":")
+                    fields[key] = value.split()
+        except OSError:
+            continue
+        if "VmRSS" in fields:
+            result.append((fields["Name"][0], int(fields["VmRSS"][0]), int(fields["VmHWM"][0])))
+    return result
+
+
 def main():
     args = sys.argv[1:]
     settle, window, then = 5.0, 60.0, None
@@ -101,6 +120,7 @@ def main():
         time.sleep(window)
         after = snapshot(child.pid)
         elapsed = time.monotonic() - start
+        resident = memory(child.pid)
         if child.poll() is not None:
             sys.exit(f"{command[0]} ended during the measurement (status {child.returncode})")
     finally:
@@ -123,6 +143,8 @@ def main():
     with open(output, "w", encoding="utf-8") as out:
         for label, (cpu, wakeups) in sorted(threads.items()):
             out.write(f"{label} {cpu / 1e9:.6f} {wakeups}\n")
+        for process, rss, peak in resident:
+            out.write(f"memory {process.replace(' ', '_')} {rss} {peak}\n")
         out.write(f"total {total_cpu / 1e9:.6f} {total_wakeups} {elapsed:.3f}\n")
 
 

@@ -9,8 +9,9 @@
 // (fragsize), changed at run time by SetHandOverMs.
 //
 // Threading: Open/Start/Stop/Close on the recorder's worker; SetHandOverMs on
-// any thread; the callbacks run on the connection's main-loop thread with its
-// lock held.
+// any thread (it waits while the worker creates or ends the stream, a few
+// milliseconds); the callbacks run on the connection's main-loop thread with
+// its lock held.
 
 #include <pulse/pulseaudio.h>
 
