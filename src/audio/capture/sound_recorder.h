@@ -27,6 +27,8 @@
 //   caller wakes no more often than the levels (or the time) change. A slow
 //   timer besides it is harmless.
 // - Notifications arrive only from Poll and Stop, on the calling thread.
+// - When the device or the sink fails, State() keeps its value until Poll has
+//   sent "finished", so that the failure is never taken for a normal end.
 // - Hand-overs: while levels are wanted (the default) the sound reaches the
 //   worker every 200 ms and levels come five times a second; without them the
 //   sound comes once a second and so does the time update, which costs far

@@ -246,7 +246,9 @@ void LSoundRecorderTemplate<LLC>::FinishRun() {
     positionMs_ = sink_.Position().Milliseconds();
     maxTimeReached_ = false;
     levelsChanged_ = false;
-    state_ = LRecorderState::kStopped;
+    // A failure leaves the state to Poll, which reports it: until then the
+    // owner must not take the recording for one that ended normally.
+    if (!errorPending_) state_ = LRecorderState::kStopped;
     stateChanged_ = true;
     capture_.Close();
     current_.reset();
