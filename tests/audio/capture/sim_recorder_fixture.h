@@ -27,9 +27,7 @@ struct RecordedEvents : LSoundRecorderNotify {
     void OnWaitingForSound(int64_t) override { log.push_back("waiting"); }
     void OnStopped(int64_t user) override { log.push_back("stopped " + std::to_string(user)); }
     void OnTimeUpdate(LSoundTime, int64_t) override { ++timeUpdates; }
-    void OnAudioLost(LSoundTime total, int64_t) override {
-        lostMs.push_back(total.Milliseconds());
-    }
+    void OnAudioLost(LSoundTime total, int64_t) override { lostMs.push_back(total.Milliseconds()); }
     void OnLevelsUpdate(const LLevels& levels, int64_t) override {
         ++levelsUpdates;
         lastLevels = levels;
