@@ -75,18 +75,20 @@ feeders="$feeders $!"
 "$defaults" write Settings/StoppedTone 0 >/dev/null
 mkdir -p "$work/rec"
 socket="$XDG_CACHE_HOME/.spipe.Vocarta"
-display=$(( $$ % 400 + 100 ))
 # Started by cpu-window.py: the program (and in windowed mode its own X server,
 # so that the server's share is counted too), in the foreground of a shell.
 cat >launch.sh <<EOF
 #!/bin/sh
 if [ "\$1" = windowed ]; then
-    Xvfb :$display -screen 0 1280x800x24 -nolisten tcp >/dev/null 2>&1 &
-    export DISPLAY=:$display QT_QPA_PLATFORM=xcb
+    # Xvfb picks a free display and names it once it accepts connections.
+    rm -f "$work/display"
+    Xvfb -displayfd 3 -screen 0 1280x800x24 -nolisten tcp 3>"$work/display" 2>/dev/null &
     tries=0
-    until [ -e /tmp/.X11-unix/X$display ] || [ \$tries -gt 100 ]; do tries=\$((tries + 1)); sleep 0.05; done
+    until [ -s "$work/display" ] || [ \$tries -gt 200 ]; do tries=\$((tries + 1)); sleep 0.05; done
+    export DISPLAY=":\$(cat "$work/display")" QT_QPA_PLATFORM=xcb
     "$prog" </dev/null >/dev/null 2>"$work/err.txt"
-    kill %1
+    kill %1 2>/dev/null
+    wait
 else
     exec "$prog" -nogui </dev/null >/dev/null 2>"$work/err.txt"
 fi

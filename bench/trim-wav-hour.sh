@@ -38,14 +38,15 @@ sox s1.wav p1.wav s2.wav p2.wav s3.wav p3.wav pattern.wav
 # The after-recording threshold is VoiceActivateLevel (-18) - 1 = -19 on the
 # level scale, an amplitude of 0.0282 = -31 dBFS; SoX gets the same threshold.
 # Its -l keeps 0.4 s of each pause of 0.4 s or more, close to what Vocarta keeps.
-# Both start from the page cache; the copy Vocarta trims in place is made first,
-# outside the time.
+# Both start from the page cache with nothing left to write back (the copy
+# Vocarta trims in place is made first, outside the time). Vocarta's time
+# includes its fsync; SoX leaves its output to the page cache.
 vocarta() {  # TIME_FILE INPUT
-    cp "$2" v.wav && cat v.wav >/dev/null
+    cp "$2" v.wav && sync && cat v.wav >/dev/null
     /usr/bin/time -v -o "$1" "$prog" --trim-file v.wav >/dev/null
 }
 soxrun() {  # TIME_FILE INPUT
-    rm -f s.wav && cat "$2" >/dev/null
+    rm -f s.wav && sync && cat "$2" >/dev/null
     /usr/bin/time -v -o "$1" sox "$2" s.wav silence -l 1 0.1 -31d -1 0.4 -31d
 }
 for h in $hours; do

@@ -165,8 +165,6 @@ void LSoundRecorderTemplate<LLC>::Run() {
         started_.Set();
         return;
     }
-    handOverMs_ =
-        levelsWanted_ ? recorder_detail::kLevelsHandOverMs : recorder_detail::kQuietHandOverMs;
     if (!StartDevice()) {
         if (openFailed_) {  // Start() is waiting to hear it
             capture_.Close();

@@ -66,33 +66,25 @@ TEST(CaptureRing, FailureDeliversWhatCameBeforeThenFails) {
     EXPECT_EQ(ring.Read(out.data(), stop, 1.0f, false, 10), LCaptureRing::kReadFailed);
 }
 
-TEST(CaptureRing, FullRingDropsAtOnceAndCountsWhatItDropped) {
+// The recorder's tests check the count and the report; here only that the
+// owner is told once per stretch of loss, and again after sound flowed.
+TEST(CaptureRing, FullRingTellsTheOwnerOncePerStretchOfLoss) {
     LCaptureRing ring;
     ASSERT_TRUE(ring.Allocate(2, 2, 1));
     LSignalObject loss, stop;
     ring.SetLossSignal(&loss);
     std::vector<int32_t> data = {1, 2, 3, 4, 5, 6};
-    // Two buffers fill the ring; the rest finds it full and is dropped without
-    // waiting for the worker that never comes.
-    EXPECT_FALSE(ring.Append(data.data(), 6));
-    EXPECT_EQ(ring.DroppedFrames(), 2u);
+    EXPECT_FALSE(ring.Append(data.data(), 6));  // two buffers fit, two frames do not
     EXPECT_TRUE(loss.IsSet());
     loss.Reset();
-    EXPECT_FALSE(ring.Append(data.data(), 3));  // the same stretch of loss: told once
-    EXPECT_EQ(ring.DroppedFrames(), 5u);
+    EXPECT_FALSE(ring.Append(data.data(), 3));
     EXPECT_FALSE(loss.IsSet());
-    // The worker makes room: sound flows again, and the next loss is told again.
     std::vector<float> out(2);
     ASSERT_EQ(ring.Read(out.data(), stop, 1.0f, false), 2);
-    EXPECT_EQ(out[1], float(2 / 2147483647.0));
-    EXPECT_TRUE(ring.Append(data.data() + 4, 2));
+    EXPECT_TRUE(ring.Append(data.data(), 2));
     EXPECT_FALSE(ring.Append(data.data(), 1));
     EXPECT_TRUE(loss.IsSet());
-    ASSERT_EQ(ring.Read(out.data(), stop, 1.0f, false), 2);
-    ASSERT_EQ(ring.Read(out.data(), stop, 1.0f, false), 2);
-    EXPECT_EQ(out[0], float(5 / 2147483647.0));
-    ring.ResetDropped();
-    EXPECT_EQ(ring.DroppedFrames(), 0u);
+    EXPECT_EQ(ring.DroppedFrames(), 6u);
 }
 
 TEST(CaptureRing, WorkerIsWokenOncePerHandOverNotPerPiece) {
@@ -113,19 +105,6 @@ TEST(CaptureRing, WorkerIsWokenOncePerHandOverNotPerPiece) {
     ring.Publish();
     EXPECT_TRUE(ring.WorkerSignalled());
     EXPECT_EQ(ring.Wait(stop, 0), 10);
-    // A producer that may wait (a simulated device) waits until the whole ring
-    // is free again.
-    std::vector<float> out(10);
-    std::thread drain([&] {
-        for (int i = 0; i < 11; ++i) ring.Read(out.data(), stop, 1.0f, false, 20000);
-    });
-    std::vector<int32_t> all(80, 1);
-    EXPECT_TRUE(ring.WaitForRoom(80, stop, 20000));
-    EXPECT_TRUE(ring.Append(all.data(), 80));
-    ring.Flush();
-    drain.join();
-    EXPECT_EQ(ring.DroppedFrames(), 0u);
-    EXPECT_FALSE(ring.HasQueued());
 }
 
 TEST(CaptureRing, ConversionGainAndDuplicateLeft) {
