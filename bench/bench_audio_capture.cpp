@@ -10,24 +10,22 @@
 // peak metering (the ring's 40 buffers in turn, as in a recording).
 //
 // As a tool for bench/capture-recorder.sh:
-//   bench_audio_capture --record SECONDS wav|mp3|drop PATH SOURCE
-// records from the PulseAudio source SOURCE for SECONDS into a 48 kHz stereo
-// file (WAV 16-bit, or MP3 at 192 kbps CBR; "drop" writes nothing and ignores
-// PATH, to tell the sink's cost from the rest), polling whenever the recorder's
-// wake-up signal says it has news (levels five times a second), so that its CPU
-// time can be set beside parecord's. Before it stops it prints one line per
-// thread of the process: "thread NAME CPU_MS WAKEUPS" (CPU time from the
-// kernel's scheduler statistics, voluntary context switches).
+//   bench_audio_capture --record wav|mp3|drop PATH SOURCE [--rate HZ] [--quiet]
+// records from the PulseAudio source SOURCE into a stereo file at HZ (default
+// 48000; WAV 16-bit, or MP3 at 192 kbps CBR; "drop" writes nothing and ignores
+// PATH, to tell the sink's cost from the rest) until SIGINT or SIGTERM, polling
+// whenever the recorder's wake-up signal says it has news, as the program's main
+// loop does: levels five times a second, or with --quiet (nothing shows the
+// levels) the time once a second.
 
 #include <benchmark/benchmark.h>
-#include <dirent.h>
 
 #include <chrono>
 #include <cmath>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -47,7 +45,7 @@ namespace {
 
 class DropSink : public LSoundSinkBase {
   public:
-    DropSink() : LSoundSinkBase("drop", 48000, 2) {}
+    explicit DropSink(uint32_t rate = 48000) : LSoundSinkBase("drop", rate, 2) {}
     int64_t Write(const float*, uint64_t frames) override {
         framesWritten_ += frames;
         return int64_t(frames);
@@ -64,8 +62,7 @@ void BM_RecorderPipeline(benchmark::State& state) {
         config.generator = std::make_shared<LSineGenerator>(440.0, 0.5);
         recorder.Capture().Configure(config);
         auto sink = std::make_shared<DropSink>();
-        recorder.Start({}, LSoundSink(sink), nullptr, 0, std::nullopt, LdBLevel(-127),
-                       LSoundTime(0), LSoundTime(216000000), kRecorderKeepFirstBuffers);
+        recorder.Start({.options = kRecorderKeepFirstBuffers}, LSoundSink(sink), nullptr);
         while (recorder.Position().Milliseconds() < int64_t(seconds * 1000)) {
             recorder.Poll();
             std::this_thread::sleep_for(std::chrono::microseconds(200));
@@ -101,31 +98,14 @@ void BM_BufferWork(benchmark::State& state) {
 }
 BENCHMARK(BM_BufferWork)->Unit(benchmark::kMicrosecond);
 
-// CPU time and voluntary context switches of every thread of this process.
-void PrintThreads() {
-    DIR* dir = opendir("/proc/self/task");
-    if (!dir) return;
-    while (dirent* entry = readdir(dir)) {
-        if (entry->d_name[0] == '.') continue;
-        std::string task = std::string("/proc/self/task/") + entry->d_name;
-        std::ifstream commFile(task + "/comm"), schedFile(task + "/schedstat"),
-            statusFile(task + "/status");
-        std::string name, line;
-        uint64_t cpuNs = 0, wakeups = 0;
-        if (!std::getline(commFile, name) || !(schedFile >> cpuNs)) continue;
-        while (std::getline(statusFile, line))
-            if (line.rfind("voluntary_ctxt_switches:", 0) == 0)
-                wakeups = std::strtoull(line.c_str() + 24, nullptr, 10);
-        for (char& c : name)
-            if (c == ' ') c = '_';
-        std::printf("thread %s %.1f %llu\n", name.c_str(), double(cpuNs) / 1e6,
-                    (unsigned long long)wakeups);
-    }
-    closedir(dir);
+LSignalObject* g_interrupted = nullptr;
+
+void OnInterrupt(int) {
+    g_interrupted->Set();  // a lock-free flag and a write(): safe in a handler
 }
 
-int RecordTool(int seconds, const std::string& format, const std::string& path,
-               const std::string& source) {
+int RecordTool(const std::string& format, const std::string& path, const std::string& source,
+               uint32_t rate, bool quiet) {
     auto list = LSoundDeviceList::QueryInputs();
     int index = list.IndexOfName(source);
     if (index < 0) {
@@ -136,34 +116,34 @@ int RecordTool(int seconds, const std::string& format, const std::string& path,
     std::string error;
     std::shared_ptr<LSoundSinkBase> sink;
     if (format == "drop")
-        sink = std::make_shared<DropSink>();
+        sink = std::make_shared<DropSink>(rate);
     else if (format == "mp3")
-        sink = OpenMp3Sink(path, Mp3Settings{}, 48000, 2, &error);
+        sink = OpenMp3Sink(path, Mp3Settings{}, rate, 2, &error);
     else
-        sink = OpenWavSink(path, LSoundFormat(48000, 2, 16), &error);
+        sink = OpenWavSink(path, LSoundFormat(rate, 2, 16), &error);
     if (!sink) {
         std::fprintf(stderr, "cannot open %s: %s\n", path.c_str(), error.c_str());
         return 1;
     }
+    static LSignalObject interrupted;
+    g_interrupted = &interrupted;
+    std::signal(SIGINT, &OnInterrupt);
+    std::signal(SIGTERM, &OnInterrupt);
     auto recorder = CreateSoundRecorder();
-    if (!recorder->Start({index, -1, 0}, LSoundSink(sink), nullptr, 0, std::nullopt, LdBLevel(-127),
-                         LSoundTime(0), LSoundTime(216000000), kRecorderKeepFirstBuffers)) {
+    recorder->SetLevelsWanted(!quiet);
+    if (!recorder->Start({.device = {index, -1, 0}, .options = kRecorderKeepFirstBuffers},
+                         LSoundSink(sink), nullptr)) {
         std::fprintf(stderr, "cannot record: %s\n", recorder->LastErrorText().c_str());
         return 1;
     }
-    using Clock = std::chrono::steady_clock;
-    auto end = Clock::now() + std::chrono::seconds(seconds);
-    for (auto now = Clock::now(); now < end; now = Clock::now()) {
-        auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - now).count();
-        recorder->WakeSignal().Wait(int(std::min<int64_t>(left, 1000)));
+    while (recorder->WakeSignal().WaitEither(interrupted, -1) == 0) {
         recorder->Poll();
-        if (recorder->State() == 0) {
+        if (recorder->State() == LRecorderState::kStopped) {
             std::fprintf(stderr, "the recording ended early: %s\n",
                          recorder->LastErrorText().c_str());
             return 1;
         }
     }
-    PrintThreads();
     recorder->Stop();
     return sink->Close() ? 0 : 1;
 }
@@ -172,11 +152,24 @@ int RecordTool(int seconds, const std::string& format, const std::string& path,
 
 int main(int argc, char** argv) {
     if (argc >= 2 && std::strcmp(argv[1], "--record") == 0) {
-        if (argc != 6) {
-            std::fprintf(stderr, "usage: %s --record SECONDS wav|mp3 PATH SOURCE\n", argv[0]);
+        uint32_t rate = 48000;
+        bool quiet = false;
+        std::vector<std::string> words;
+        for (int i = 2; i < argc; ++i) {
+            if (std::strcmp(argv[i], "--quiet") == 0)
+                quiet = true;
+            else if (std::strcmp(argv[i], "--rate") == 0 && i + 1 < argc)
+                rate = uint32_t(std::strtoul(argv[++i], nullptr, 10));
+            else
+                words.push_back(argv[i]);
+        }
+        if (words.size() != 3 || rate < 8000 || rate > 192000) {
+            std::fprintf(stderr,
+                         "usage: %s --record wav|mp3|drop PATH SOURCE [--rate HZ] [--quiet]\n",
+                         argv[0]);
             return 2;
         }
-        return RecordTool(std::atoi(argv[2]), argv[3], argv[4], argv[5]);
+        return RecordTool(words[0], words[1], words[2], rate, quiet);
     }
     benchmark::Initialize(&argc, argv);
     benchmark::RunSpecifiedBenchmarks();

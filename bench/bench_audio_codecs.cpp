@@ -186,11 +186,11 @@ void BM_AiffSink16(benchmark::State& state) {
 
 // Run with --benchmark_enable_random_interleaving=true so that a load change on
 // a shared machine hits both sides alike.
-BENCHMARK(BM_Mp3Sink)->Unit(benchmark::kSecond)->UseRealTime()->Iterations(1)->Repetitions(3);
-BENCHMARK(BM_LameCli)->Unit(benchmark::kSecond)->UseRealTime()->Iterations(1)->Repetitions(3);
-BENCHMARK(BM_FlacSink)->Unit(benchmark::kSecond)->UseRealTime()->Iterations(1)->Repetitions(3);
-BENCHMARK(BM_FlacCli)->Unit(benchmark::kSecond)->UseRealTime()->Iterations(1)->Repetitions(3);
-BENCHMARK(BM_AiffSink16)->Unit(benchmark::kSecond)->UseRealTime()->Iterations(1)->Repetitions(3);
+BENCHMARK(BM_Mp3Sink)->Unit(benchmark::kSecond)->UseRealTime()->Iterations(1)->Repetitions(5);
+BENCHMARK(BM_LameCli)->Unit(benchmark::kSecond)->UseRealTime()->Iterations(1)->Repetitions(5);
+BENCHMARK(BM_FlacSink)->Unit(benchmark::kSecond)->UseRealTime()->Iterations(1)->Repetitions(5);
+BENCHMARK(BM_FlacCli)->Unit(benchmark::kSecond)->UseRealTime()->Iterations(1)->Repetitions(5);
+BENCHMARK(BM_AiffSink16)->Unit(benchmark::kSecond)->UseRealTime()->Iterations(1)->Repetitions(5);
 
 }  // namespace
 

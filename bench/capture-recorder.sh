@@ -1,36 +1,50 @@
 #!/bin/sh
-# The recorder's CPU time against parecord's, on the same PulseAudio source in the
-# same run: a private daemon with a 48 kHz stereo null sink, a two-tone file
-# played into it in a loop, and six recorders reading its monitor one after the
-# other, each for SECONDS (default 120):
-#   Vocarta to WAV (16-bit)      bench_audio_capture --record
-#   Vocarta to MP3 (192 kbps)    bench_audio_capture --record
-#   Vocarta into no sink         bench_audio_capture --record (frames dropped)
-#   parecord to WAV (16-bit), with the server's hand-overs and with 200 ms ones
-#   parecord | lame (192 kbps, -h, as the MP3 sink's default quality)
-# Each runs once for 10 s and once for SECONDS; the difference in CPU time (user
-# + system of the process and its children, microseconds) is scaled to one hour
-# of sound, so that start-up and shutdown are left out. Vocarta's WAV figure is
-# then split by thread (the server connection's main loop "threaded-ml", the
-# worker "LSoundRecorder<", the polling thread), with each thread's wake-ups per
-# second.
-#   bench/capture-recorder.sh BUILD_FOLDER [SECONDS]
+# The recorder's CPU time and wake-ups against parecord's, on the same sources of
+# a private PulseAudio daemon, 44.1 kHz stereo 16-bit WAV:
+#   sine     module-sine-source (440 Hz), which renders about 2 s at a time
+#   mic      the clock-paced test microphone (realtime-mic.py into a pipe
+#            source), which delivers every 10 ms as a sound card does
+#   monitor  the monitor of a null sink into which a two-tone file plays in a
+#            loop (paplay at its default latency)
+# Recorders, one after the other (side by side they would slow each other down
+# on two cores), in RUNS interleaved rounds:
+#   Vocarta with levels shown  bench_audio_capture --record (200 ms hand-overs)
+#   Vocarta without levels     bench_audio_capture --record --quiet (1 s)
+#   parecord                   the server's default hand-over size
+#   parecord 200 ms            --latency-msec=200
+# and on the sine source also to MP3 (192 kbps CBR, the sink's default quality)
+# against `parecord | lame -b 192 -h`.
+# Each recorder runs, settles 5 s, and is measured over a window of WINDOW
+# seconds (default 40) from the kernel's per-thread scheduler statistics (CPU
+# time in nanoseconds, voluntary context switches), so start-up and shutdown
+# are left out. Figures are CPU seconds per hour of sound: the median of the
+# rounds and their range.
+#   bench/capture-recorder.sh BUILD_FOLDER [WINDOW [RUNS]]
+# SOURCES (default "sine mic monitor") chooses the sources; VOCARTA_TEST_MIC
+# names realtime-mic.py (default: ../shared/tools/ beside the source tree).
 set -eu
-build=$(cd "${1:?usage: $0 BUILD_FOLDER [SECONDS]}" && pwd)
-seconds=${2:-120}
+build=$(cd "${1:?usage: $0 BUILD_FOLDER [WINDOW [RUNS]]}" && pwd)
+window=${2:-40}
+runs=${3:-5}
+sources=${SOURCES:-sine mic monitor}
+here=$(cd "$(dirname "$0")" && pwd)
+lib=$here/lib
+mic=${VOCARTA_TEST_MIC:-$here/../../shared/tools/realtime-mic.py}
 prog=$build/bench/bench_audio_capture
-lib=$(cd "$(dirname "$0")/lib" && pwd)
 [ -x "$prog" ] || { echo "$prog is missing: build the target bench_audio_capture" >&2; exit 1; }
-for tool in pulseaudio pactl paplay parecord lame sox soxi timeout /usr/bin/python3; do
+for tool in pulseaudio pactl paplay parecord lame sox /usr/bin/python3; do
     command -v "$tool" >/dev/null || {
         echo "$tool is missing (Debian: pulseaudio pulseaudio-utils lame sox python3)" >&2; exit 1; }
 done
+case " $sources " in *" mic "*)
+    [ -r "$mic" ] || { echo "the test microphone $mic is missing: set VOCARTA_TEST_MIC" >&2; exit 1; }
+esac
 
 work=$(mktemp -d "${TMPDIR:-/tmp}/vocarta-capture-bench.XXXXXX")
 daemon=""
-player=""
+feeders=""
 cleanup() {
-    [ -n "$player" ] && kill "$player" 2>/dev/null || true
+    for p in $feeders; do kill "$p" 2>/dev/null || true; done
     [ -n "$daemon" ] && kill "$daemon" 2>/dev/null || true
     wait 2>/dev/null || true
     rm -rf "$work"
@@ -39,72 +53,58 @@ trap cleanup EXIT
 trap 'exit 1' INT TERM
 . "$lib/private-pulse.sh"
 start_private_pulse
-pactl load-module module-null-sink sink_name=nul rate=48000 channels=2 >/dev/null
-
-sox -n -r 48000 -c 2 -b 16 "$work/tone.wav" synth 10 sine 440 sine 660 gain -6
-( while :; do paplay --device=nul "$work/tone.wav" 2>/dev/null || exit 0; done ) &
-player=$!
+cd "$work"
+pactl load-module module-sine-source source_name=sine rate=44100 frequency=440 >/dev/null
+pactl load-module module-pipe-source source_name=mic file="$work/mic.fifo" format=s16le \
+    rate=44100 channels=2 >/dev/null
+/usr/bin/python3 "$mic" "$work/mic.fifo" &
+feeders="$feeders $!"
+pactl load-module module-null-sink sink_name=nul rate=44100 channels=2 >/dev/null
+sox -n -r 44100 -c 2 -b 16 tone.wav synth 10 sine 440 sine 660 gain -6
+( while :; do paplay --device=nul tone.wav 2>/dev/null || exit 0; done ) &
+feeders="$feeders $!"
 sleep 1
 
-cd "$work"
-# Each recorder runs twice, for SHORT and for SECONDS seconds; the difference is
-# what recording costs once running, free of start-up and shutdown (loading
-# libraries, connecting, closing the file), which an hour-long recording pays once.
-short=10
-[ "$seconds" -gt $((short + 10)) ] || { echo "SECONDS must be more than $((short + 10))" >&2; exit 1; }
-# CPU time with microsecond resolution: /usr/bin/time's hundredths of a second
-# are about all that parecord takes in two minutes.
-measure() {
+device() { [ "$1" = monitor ] && echo nul.monitor || echo "$1"; }
+measure() {  # OUTPUT COMMAND...
     out=$1
     shift
-    /usr/bin/python3 "$lib/cpu-time.py" "$out" "$@"
+    /usr/bin/python3 "$lib/cpu-window.py" --settle 5 --window "$window" "$out" -- "$@" \
+        >/dev/null 2>"$out.err" || { echo "failed: $*" >&2; cat "$out.err" >&2; exit 1; }
 }
-# One recorder at a time: run side by side they slow each other down (two cores,
-# LAME busy), which flatters whichever one is cheaper.
-record_all() {
-    s=$1
-    measure c.vwav.$s "$prog" --record "$s" wav v.wav nul.monitor >threads.$s
-    measure c.vmp3.$s "$prog" --record "$s" mp3 v.mp3 nul.monitor >/dev/null
-    measure c.vdrop.$s "$prog" --record "$s" drop - nul.monitor >/dev/null
-    measure c.pwav.$s timeout -s INT "$s" parecord --device=nul.monitor \
-        --rate=48000 --channels=2 --format=s16le --file-format=wav p.wav
-    # parecord asked for the 200 ms hand-overs that Vocarta needs for its levels.
-    measure c.pwav200.$s timeout -s INT "$s" parecord --device=nul.monitor \
-        --rate=48000 --channels=2 --format=s16le --file-format=wav --latency-msec=200 p200.wav
-    measure c.pmp3.$s sh -c 'timeout -s INT "$1" parecord --device=nul.monitor \
-        --rate=48000 --channels=2 --format=s16le --raw | lame --silent -r -s 48 --bitwidth 16 \
-        --signed --little-endian -m j -b 192 -h - p.mp3 2>/dev/null' sh "$s"
+round() {
+    r=$1
+    for s in $sources; do
+        d=$(device "$s")
+        measure "c.$s.vlevels.$r" "$prog" --record wav v.wav "$d" --rate 44100
+        measure "c.$s.vquiet.$r" "$prog" --record wav v.wav "$d" --rate 44100 --quiet
+        measure "c.$s.parec.$r" parecord --device="$d" --rate=44100 --channels=2 \
+            --format=s16le --file-format=wav p.wav
+        measure "c.$s.parec200.$r" parecord --device="$d" --rate=44100 --channels=2 \
+            --format=s16le --file-format=wav --latency-msec=200 p.wav
+        if [ "$s" = sine ]; then
+            measure "c.$s.vmp3.$r" "$prog" --record mp3 v.mp3 "$d" --rate 44100
+            measure "c.$s.pmp3.$r" sh -c 'parecord --device="$1" --rate=44100 --channels=2 \
+                --format=s16le --raw | lame --silent -r -s 44.1 --bitwidth 16 --signed \
+                --little-endian -m j -b 192 -h - p.mp3' sh "$d"
+        fi
+    done
 }
-record_all $short
-record_all "$seconds"
+r=1
+while [ $r -le "$runs" ]; do
+    round "$r"
+    r=$((r + 1))
+done
 
-# CPU seconds per hour of sound, and wake-ups per second, once running.
-perhour() { paste "c.$1.$short" "c.$1.$seconds" | awk -v a=$short -v b="$seconds" '{
-    printf "%.2f", ($3 - $1) * 3600 / (b - a) }'; }
-wakeups() { paste "c.$1.$short" "c.$1.$seconds" | awk -v a=$short -v b="$seconds" '{
-    printf "%.1f", ($4 - $2) / (b - a) }'; }
-startup() { paste "c.$1.$short" "c.$1.$seconds" | awk -v a=$short -v b="$seconds" '{
-    printf "%.0f ms", ($1 - ($3 - $1) * a / (b - a)) * 1000 }'; }
-vwav=$(perhour vwav); vmp3=$(perhour vmp3); vdrop=$(perhour vdrop)
-pwav=$(perhour pwav); pmp3=$(perhour pmp3); pwav200=$(perhour pwav200)
-echo "recorded $seconds s (less a $short s run) of 48 kHz stereo from a null sink's monitor,"
-echo "CPU seconds per hour of sound once running:"
-echo "| | to WAV | to MP3 (192 kbps) | wake-ups per second (WAV) | start and stop (WAV) | recorded |"
-echo "|---|---|---|---|---|---|"
-echo "| Vocarta | $vwav s | $vmp3 s | $(wakeups vwav) | $(startup vwav) |" \
-    "$(soxi -D v.wav) s, $(soxi -D v.mp3) s |"
-echo "| Vocarta, frames dropped | $vdrop s | | $(wakeups vdrop) | $(startup vdrop) | |"
-echo "| parecord (\`\\| lame\`) | $pwav s | $pmp3 s | $(wakeups pwav) | $(startup pwav) |" \
-    "$(soxi -D p.wav) s, $(soxi -D p.mp3) s |"
-echo "| parecord --latency-msec=200 | $pwav200 s | | $(wakeups pwav200) | $(startup pwav200) |" \
-    "$(soxi -D p200.wav) s |"
-awk -v a="$vwav" -v b="$pwav" -v c="$vmp3" -v d="$pmp3" -v e="$pwav200" 'BEGIN {
-    printf "Vocarta / parecord: WAV %.2f×, MP3 %.2f×; WAV against parecord with 200 ms hand-overs %.2f×\n",
-        a / b, c / d, a / e }'
-echo "Vocarta to WAV by thread, once running (scheduler statistics):"
-echo "| thread | CPU seconds per hour | wake-ups per second |"
-echo "|---|---|---|"
-awk -v a=$short -v b="$seconds" '$1 != "thread" { next }
-    FILENAME == ARGV[1] { cpu[$2] = $3; woke[$2] = $4; next }
-    { printf "| %s | %.2f s | %.1f |\n", $2, ($3 - cpu[$2]) / 1000 * 3600 / (b - a),
-          ($4 - woke[$2]) / (b - a) }' threads.$short "threads.$seconds"
+echo "$runs interleaved rounds, each recorder measured over $window s once running;"
+echo "44.1 kHz stereo, 16-bit WAV unless noted."
+for s in $sources; do
+    echo
+    echo "### Source: $s ($(device "$s"))"
+    echo
+    set -- "Vocarta, levels shown=vlevels" "Vocarta, no levels=vquiet" "parecord=parec" \
+        "parecord --latency-msec=200=parec200" --ratio vlevels/parec200 --ratio vquiet/parec \
+        --threads vlevels --threads vquiet
+    [ "$s" = sine ] && set -- "$@" "Vocarta to MP3=vmp3" "\`parecord | lame\`=pmp3" --ratio vmp3/pmp3
+    /usr/bin/python3 "$lib/summarise-runs.py" . "$s" "$@"
+done

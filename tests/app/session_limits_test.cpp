@@ -141,4 +141,16 @@ TEST_F(SessionTest, LostDeviceKeepsWhatWasRecorded) {
     EXPECT_EQ(Queued(), std::vector<std::string>{Take(0)});
 }
 
+TEST_F(SessionTest, LostSoundIsToldOncePerStartAndTheRecordingGoesOn) {
+    Open();
+    Record();
+    Pump(2);
+    dialog->OnAudioLost(120);
+    dialog->OnAudioLost(340);  // the total grew: logged, not asked about again
+    loop.RunPosted(0, 0);
+    ASSERT_EQ(view.messages.size(), 1u);
+    EXPECT_EQ(view.messages[0].text, "120 ms of audio lost: the disk could not keep up.");
+    EXPECT_TRUE(dialog->IsRecordingInProgress());
+}
+
 }  // namespace

@@ -77,19 +77,26 @@ int MainDialog::RecorderState() const {
 void MainDialog::ShowWindow() {
     LogEvent("ShowWindow");
     view_.ShowWindow();
-    presenter_.KeepTimeDisplayTimer();
+    KeepDisplayPace();
 }
 
 void MainDialog::HideWindow() {
     LogEvent("HideWindow");
     view_.HideWindow();
-    presenter_.KeepTimeDisplayTimer();
+    KeepDisplayPace();
 }
 
 void MainDialog::BringToFront() {
     LogEvent("BringToFront");
     view_.BringToFront();
+    KeepDisplayPace();
+}
+
+// Nothing on screen to show the time and the levels: the clock timer stops and
+// the recorder hands its sound over once a second instead of five times.
+void MainDialog::KeepDisplayPace() {
     presenter_.KeepTimeDisplayTimer();
+    if (services_.recorder) services_.recorder->SetLevelsWanted(view_.ShowsTime());
 }
 
 void MainDialog::Close() {
@@ -199,7 +206,7 @@ void MainDialog::OnTimer(int id) {
             break;
         case kTimerRecorderPoll:
             if (services_.recorder) services_.recorder->Poll();
-            presenter_.KeepTimeDisplayTimer();  // the window may have been shown or hidden
+            KeepDisplayPace();  // the window may have been shown or hidden
             break;
         default:
             loop_.KillTimer(id);

@@ -104,6 +104,9 @@ class MainDialog {
     void OnRecorderStopped();
     void OnRecorderFailed(int32_t error);
     void OnLevels(const std::vector<int>& levelsDb);
+    // Sound the recorder had to drop (a disk that could not keep up); the
+    // total since the recorder started.
+    void OnAudioLost(int64_t lostTotalMs);
 
     void OnTimer(int id);
     void OnMessage(int id);
@@ -130,6 +133,7 @@ class MainDialog {
     static constexpr int kRecorderRecording = 2;
 
   private:
+    void KeepDisplayPace();
     // Starting (main_dialog.cpp).
     bool OpenSinkFor(const RecordingTarget& target, const RecordingSpec& spec);
     // Remembers why the last start failed (a cancel by the user is no failure).
@@ -175,6 +179,8 @@ class MainDialog {
     // only then may an empty take delete it.
     bool takeOwnsFile_ = false;
     std::optional<std::string> startFailure_;
+    // The lost-sound message is shown once per start; the log has every report.
+    bool audioLossShown_ = false;
     std::string lastDeviceNotice_;
     bool pausedByUser_ = false;
     bool sessionEnded_ = false;

@@ -21,7 +21,16 @@ constexpr const char* kLowDiskStoppedText =
 constexpr const char* kDeviceLostText =
     "Recording has been stopped because the sound device stopped delivering sound (%s). What "
     "was recorded until then has been kept.";
+constexpr const char* kAudioLostText = "%lld ms of audio lost: the disk could not keep up";
 }  // namespace
+
+void MainDialog::OnAudioLost(int64_t lostTotalMs) {
+    const std::string text = StringPrintf(kAudioLostText, static_cast<long long>(lostTotalMs));
+    LogError("%s (%s)", text.c_str(), outputPath_.c_str());
+    if (audioLossShown_) return;
+    audioLossShown_ = true;
+    ShowNotice(text + ".");
+}
 
 void MainDialog::OnRecordingStarted() {
     if (RecorderState() == kRecorderRecording) presenter_.StartTimeDisplay();

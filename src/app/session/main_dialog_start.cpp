@@ -42,6 +42,7 @@ void MainDialog::Record(int64_t limitMs, std::optional<RecordingSpec> spec) {
     LogEvent("Record limit=%lld", static_cast<long long>(limitMs));
     if (closed_) return;
     startFailure_.reset();
+    audioLossShown_ = false;
     if (IsRecordingInProgress() && !pausedByUser_) {
         // Already recording (or waiting for voice) into the open file: a second
         // start would only lose the half second the recorder drops at a start.
@@ -196,9 +197,14 @@ bool MainDialog::StartRecorder(int64_t limitMs) {
         device.deviceName.c_str(),
         voiceLevel ? StringPrintf(", voice level %d dB", int(voiceLevel->Value())).c_str() : "",
         static_cast<long long>(recorderLimit));
-    return services_.recorder->Start(device.device, sink_, events_.get(), 0, voiceLevel,
-                                     voiceLevel.value_or(LdBLevel(-127)), LSoundTime(recorderLimit),
-                                     LSoundTime(pauseWaitMs), 0);
+    LRecorderStartOptions options;
+    options.device = device.device;
+    options.voiceLevel = voiceLevel;
+    options.soundThreshold = voiceLevel.value_or(LdBLevel(-127));
+    options.maxTime = LSoundTime(recorderLimit);
+    options.silenceTimeout = LSoundTime(pauseWaitMs);
+    services_.recorder->SetLevelsWanted(view_.ShowsTime());
+    return services_.recorder->Start(options, sink_, events_.get());
 }
 
 void MainDialog::NoteStartFailed(const LError& error) {

@@ -28,6 +28,9 @@ class RecorderEvents final : public LSoundRecorderNotify {
         for (int i = 0; i < levels.Count(); ++i) values.push_back(levels[i].Value());
         dialog_.OnLevels(values);
     }
+    void OnAudioLost(LSoundTime lostTotal, int64_t) override {
+        dialog_.OnAudioLost(lostTotal.Milliseconds());
+    }
     // Posted: the failure may end the recording, which must not happen inside Poll.
     void OnFinished(int32_t result, int64_t) override {
         MainDialog* dialog = &dialog_;

@@ -69,11 +69,39 @@ bool LCaptureBase::ChooseFormat(LSoundSinkBase& sink, const std::vector<uint32_t
 
 bool LCaptureBase::AllocateRing(uint32_t deviceMinFrames, uint32_t deviceMaxFrames) {
     uint32_t frames = FramesPerBufferFor(rate_, deviceMinFrames, deviceMaxFrames);
+    LAutoLock hold(handOverLock_);
     if (!ring_.Allocate(BufferCountFor(frames, rate_), frames, channels_)) {
         SetLastError(kCaptureOpenFailed, "no memory for the capture buffers");
         return false;
     }
+    ringRate_ = rate_;
+    ApplyHandOver();
     return true;
+}
+
+void LCaptureBase::FreeRing() {
+    LAutoLock hold(handOverLock_);
+    ring_.Free();
+    ringRate_ = 0;
+}
+
+void LCaptureBase::SetHandOverMs(uint32_t ms) {
+    LAutoLock hold(handOverLock_);
+    handOverMs_ = ms;
+    ApplyHandOver();
+}
+
+void LCaptureBase::ApplyHandOver() {
+    uint32_t frames = ring_.FramesPerBuffer();
+    if (frames == 0 || ringRate_ == 0) return;
+    // Whole buffers, the nearest to the time asked for.
+    uint64_t wanted = uint64_t(handOverMs_) * ringRate_ / 1000;
+    ring_.SetHandOverBuffers(uint32_t((wanted + frames / 2) / frames));
+}
+
+uint32_t LCaptureBase::HandOverFrames() const {
+    LAutoLock hold(handOverLock_);
+    return ring_.HandOverBuffers() * ring_.FramesPerBuffer();
 }
 
 }  // namespace vocarta

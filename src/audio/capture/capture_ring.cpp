@@ -23,13 +23,14 @@ uint32_t BufferCountFor(uint32_t framesPerBuffer, uint32_t rate) {
 
 bool LCaptureRing::Allocate(uint32_t bufferCount, uint32_t framesPerBuffer, uint8_t channels) {
     Free();
-    if (bufferCount == 0 || framesPerBuffer == 0 || channels == 0) return false;
+    if (bufferCount == 0 || framesPerBuffer == 0 || channels == 0 || !ready_.IsValid())
+        return false;
     uint64_t samples = uint64_t(framesPerBuffer) * channels;
     buffers_.reserve(bufferCount);
     for (uint32_t i = 0; i < bufferCount; ++i) {
         auto buffer = std::make_unique<Buffer>();
         buffer->storage.reset(new (std::nothrow) int32_t[samples]);
-        if (!buffer->storage || !buffer->empty.IsValid() || !buffer->full.IsValid()) {
+        if (!buffer->storage) {
             LogError("LCaptureRing::Allocate: no memory for %u buffers of %u frames", bufferCount,
                      framesPerBuffer);
             Free();
@@ -47,45 +48,54 @@ void LCaptureRing::Free() {
     framesPerBuffer_ = 0;
     channels_ = 0;
     writeIndex_ = readIndex_ = fill_ = unsignalled_ = 0;
+    dropping_ = false;
     failed_.store(false);
-    overrunFrames_.store(0);
+    ready_.Reset();
 }
 
-bool LCaptureRing::WaitWritable(Buffer& buffer) {
-    if (buffer.frames.load(std::memory_order_acquire) == 0) return true;
-    // Signals are reset only by the side about to wait, and the frame count is
-    // looked at again after the reset, so a hand-over between the two is never
-    // missed and a signal that is already set costs nothing to set again.
-    buffer.empty.Reset();
-    if (buffer.frames.load(std::memory_order_acquire) == 0) return true;
-    buffer.empty.Wait(kRingWaitMs);
-    return buffer.frames.load(std::memory_order_acquire) == 0;
+void LCaptureRing::SetHandOverBuffers(uint32_t buffers) {
+    handOver_.store(std::max<uint32_t>(1, buffers));
+}
+
+uint32_t LCaptureRing::HandOverBuffers() const {
+    // At most half the ring, so that the worker is woken well before it is full.
+    uint32_t limit = std::max<uint32_t>(1, uint32_t(buffers_.size()) / 2);
+    return std::min(handOver_.load(), limit);
 }
 
 void LCaptureRing::Commit(Buffer& buffer, uint32_t frames) {
     buffer.frames.store(frames, std::memory_order_release);
     writeIndex_ = (writeIndex_ + 1) % uint32_t(buffers_.size());
     fill_ = 0;
-    unsignalled_ = std::min<uint32_t>(unsignalled_ + 1, uint32_t(buffers_.size()));
+    ++unsignalled_;
+}
+
+void LCaptureRing::Flush() {
+    if (unsignalled_ == 0) return;
+    unsignalled_ = 0;
+    ready_.Set();
 }
 
 void LCaptureRing::Publish() {
-    const uint32_t count = uint32_t(buffers_.size());
-    for (; unsignalled_ > 0; --unsignalled_)
-        buffers_[(writeIndex_ + count - unsignalled_) % count]->full.Set();
+    if (unsignalled_ >= HandOverBuffers()) Flush();
 }
 
-bool LCaptureRing::Append(const int32_t* samples, uint64_t frames, bool hold) {
+bool LCaptureRing::Append(const int32_t* samples, uint64_t frames) {
     if (buffers_.empty()) return false;
     while (frames > 0) {
         Buffer& buffer = *buffers_[writeIndex_];
         if (fill_ == 0 && buffer.frames.load(std::memory_order_acquire) != 0) {
-            Publish();  // the worker cannot empty what it has not been given
-            if (!WaitWritable(buffer)) {
-                overrunFrames_.fetch_add(frames, std::memory_order_relaxed);
-                return false;
+            // Full: the worker is 4 s behind. Waiting here would stall the sound
+            // server's thread; the sound is dropped instead and the owner told.
+            droppedFrames_.fetch_add(frames, std::memory_order_relaxed);
+            Flush();
+            if (!dropping_) {
+                dropping_ = true;
+                if (LSignalObject* signal = lossSignal_.load()) signal->Set();
             }
+            return false;
         }
+        dropping_ = false;
         uint32_t take = uint32_t(std::min<uint64_t>(frames, framesPerBuffer_ - fill_));
         int32_t* to = buffer.storage.get() + uint64_t(fill_) * channels_;
         size_t bytes = size_t(take) * channels_ * sizeof(int32_t);
@@ -99,23 +109,45 @@ bool LCaptureRing::Append(const int32_t* samples, uint64_t frames, bool hold) {
         frames -= take;
         if (fill_ == framesPerBuffer_) Commit(buffer, fill_);
     }
-    if (!hold) Publish();
     return true;
 }
 
 void LCaptureRing::CommitPartial() {
     if (buffers_.empty()) return;
     if (fill_ != 0) Commit(*buffers_[writeIndex_], fill_);
-    Publish();
+    Flush();
 }
 
 void LCaptureRing::MarkFailed() {
     if (buffers_.empty()) return;
-    Publish();
     failed_.store(true, std::memory_order_release);
-    // The worker waits on the full signal of the buffer it expects next, which is
-    // the one at the write index once it has taken everything handed over.
-    buffers_[writeIndex_]->full.Set();
+    unsignalled_ = 0;
+    ready_.Set();
+}
+
+uint64_t LCaptureRing::Room() const {
+    const uint32_t count = uint32_t(buffers_.size());
+    uint64_t room = 0;
+    for (uint32_t i = 0; i < count; ++i) {
+        const Buffer& buffer = *buffers_[(writeIndex_ + i) % count];
+        if (i == 0 && fill_ != 0) {
+            room += framesPerBuffer_ - fill_;
+            continue;
+        }
+        if (buffer.frames.load(std::memory_order_acquire) != 0) break;
+        room += framesPerBuffer_;
+    }
+    return room;
+}
+
+bool LCaptureRing::WaitForRoom(uint64_t frames, const LSignalObject& stop, int timeoutMs) {
+    if (buffers_.empty()) return false;
+    // A simulated device pacing itself on the worker: polling is good enough.
+    for (int waited = 0; Room() < frames; ++waited) {
+        Flush();
+        if ((timeoutMs >= 0 && waited >= timeoutMs) || stop.Wait(1)) return false;
+    }
+    return true;
 }
 
 bool LCaptureRing::HasQueued() const {
@@ -128,11 +160,13 @@ int64_t LCaptureRing::Wait(const LSignalObject& stop, int timeoutMs) {
     Buffer& buffer = *buffers_[readIndex_];
     uint32_t frames = buffer.frames.load(std::memory_order_acquire);
     while (frames == 0) {
-        buffer.full.Reset();  // see WaitWritable; a failure mark is set after the flag
+        // The signal is reset only here, and the frame count looked at again
+        // after the reset, so a hand-over between the two is never missed.
+        ready_.Reset();
         frames = buffer.frames.load(std::memory_order_acquire);
         if (frames != 0) break;
         if (failed_.load(std::memory_order_acquire)) return kReadFailed;
-        int which = buffer.full.WaitEither(stop, timeoutMs);
+        int which = ready_.WaitEither(stop, timeoutMs);
         frames = buffer.frames.load(std::memory_order_acquire);
         if (frames != 0) break;
         if (which == 1) return kReadStopped;
@@ -148,7 +182,6 @@ void LCaptureRing::Take(float* out, float gain, bool duplicateLeft) {
     ConvertS32ToFloat(buffer.storage.get(), out, uint64_t(frames) * channels_, gain);
     if (duplicateLeft) DuplicateLeftChannel(out, frames, channels_);
     buffer.frames.store(0, std::memory_order_release);
-    buffer.empty.Set();
     readIndex_ = (readIndex_ + 1) % uint32_t(buffers_.size());
 }
 

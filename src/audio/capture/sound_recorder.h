@@ -6,24 +6,36 @@
 // Contract (every member is called on the user-interface thread, the one that
 // owns the recorder, unless marked otherwise):
 // - Start opens the device, starts the worker thread and returns once the device
-//   runs (or, with kStartPaused, is open and waits for Resume). False when the
-//   device could not be opened; LastErrorText() then says why and nothing was
-//   written to the sink. With a voice level the recorder starts in state 1
-//   (waiting for sound) and writes nothing until the level is reached; without
-//   one it starts in state 2 (recording).
+//   runs (or, with kRecorderStartPaused, is open and waits for Resume). False
+//   when the device could not be opened; LastErrorText() then says why and
+//   nothing was written to the sink. With a voice level the recorder starts
+//   waiting for sound (kWaiting) and writes nothing until the level is reached;
+//   without one it starts recording (kRecording).
 // - The sink is borrowed: the recorder holds its handle from Start until Stop,
 //   Pause, or the finished notification; the caller closes the sink afterwards.
 // - Pause ends capture like Stop but sends no notification and leaves the sink's
 //   frames alone apart from the same 50 ms cut; a later Start on the same sink
-//   appends. IsPaused() is true and State() is 1 until the next Start or Stop.
+//   appends. IsPaused() is true and State() is kWaiting until the next Start or
+//   Stop.
 // - Stop ends capture, cuts the sink back to the recorded length + 0.05 s when it
 //   holds more (never lengthens it), lets go of the sink and sends "stopped".
 // - Poll turns what the worker raised into notifications: finished (with the
 //   capture error) when the device failed, Stop when the maximum time was
-//   reached, time and levels updates, and the state changes (waiting for sound,
-//   recording (re)started). Call it from a timer (every 10..100 ms) or when
-//   WakeSignal() becomes readable.
+//   reached, audio lost, time and levels updates, and the state changes
+//   (waiting for sound, recording (re)started). Call it when WakeSignal()
+//   becomes readable; the worker sets it once per hand-over at most, so the
+//   caller wakes no more often than the levels (or the time) change. A slow
+//   timer besides it is harmless.
 // - Notifications arrive only from Poll and Stop, on the calling thread.
+// - When the device or the sink fails, State() keeps its value until Poll has
+//   sent "finished", so that the failure is never taken for a normal end.
+// - Hand-overs: while levels are wanted (the default) the sound reaches the
+//   worker every 200 ms and levels come five times a second; without them the
+//   sound comes once a second and so does the time update, which costs far
+//   fewer wake-ups. A program killed outright loses the hand-over in flight.
+// - The capture callback never waits: when the worker (the sink, the disk)
+//   falls 4 s behind, new sound is dropped and counted, and Poll reports it
+//   with OnAudioLost.
 // - The record gain comes from the record-volume table (record_volume.h) by the
 //   device's name and channel; PrepareRecordDevice() (device_choice.h) resolves
 //   the stored choice into the device record for Start and registers its volume.
@@ -53,11 +65,37 @@ class LSoundRecorderNotify {
     virtual void OnLevelsUpdate(const LLevels& levels, int64_t userValue) {}
     // The worker ended by itself; `result` is the capture error (0: clean end).
     virtual void OnFinished(int32_t result, int64_t userValue) {}
+    // Sound was dropped because the worker could not keep up (a stalled disk);
+    // `lostTotal` counts everything lost since Start. Sent by Poll whenever the
+    // total has grown since the last report.
+    virtual void OnAudioLost(LSoundTime lostTotal, int64_t userValue) {}
 };
 
 // Option bits of Start.
 inline constexpr uint16_t kRecorderStartPaused = 1;       // open, then wait for Resume()
 inline constexpr uint16_t kRecorderKeepFirstBuffers = 2;  // do not drop the first 5 buffers
+
+// What the recorder does with its input.
+enum class LRecorderState : int32_t {
+    kStopped = 0,
+    kWaiting = 1,  // writes nothing: waiting for sound (voice activation) or paused
+    kRecording = 2,
+};
+
+struct LRecorderStartOptions {
+    LSoundRecordDevice device;
+    // Resume from waiting at this level; none: no voice activation.
+    std::optional<LdBLevel> voiceLevel;
+    // A buffer at or above it counts as sound while recording.
+    LdBLevel soundThreshold{-127};
+    // The recorder stops itself (at the next Poll) beyond it; 0: no limit.
+    LSoundTime maxTime{0};
+    // Silence after which a recording goes back to waiting for sound.
+    LSoundTime silenceTimeout{216000000};
+    uint16_t options = 0;  // kRecorderStartPaused, kRecorderKeepFirstBuffers
+    // Passed back with every notification.
+    int64_t userValue = 0;
+};
 
 // Capture errors (LastError()).
 enum LCaptureError : int32_t {
@@ -75,22 +113,22 @@ class LSoundRecorder {
   public:
     virtual ~LSoundRecorder() = default;
 
-    // `voiceLevel`: resume from waiting at this level (none: no voice activation).
-    // `soundThreshold`: a buffer at or above it counts as sound while recording.
-    // `maxTime`: 0 for no limit. `silenceTimeout`: silence after which the
-    // recorder goes back to waiting.
-    virtual bool Start(const LSoundRecordDevice& device, LSoundSink sink,
-                       LSoundRecorderNotify* notify, int64_t userValue,
-                       std::optional<LdBLevel> voiceLevel, LdBLevel soundThreshold,
-                       LSoundTime maxTime, LSoundTime silenceTimeout, uint16_t options) = 0;
+    // `notify` may be null (no notifications).
+    virtual bool Start(const LRecorderStartOptions& options, LSoundSink sink,
+                       LSoundRecorderNotify* notify) = 0;
     virtual void Stop() = 0;
     virtual void Pause() = 0;
     // Lets a recorder started with kRecorderStartPaused start the device.
     virtual void Resume() = 0;
     virtual void Poll() = 0;
+    // Whether anything shows the levels (a visible window, a status line on a
+    // terminal). Without, the sound is handed over once a second instead of five
+    // times, and the time and levels updates come once a second. Takes effect at
+    // once, also while recording; kept across Starts. True until first called.
+    virtual void SetLevelsWanted(bool wanted) = 0;
 
-    // 0 stopped, 1 waiting for sound or paused, 2 recording. Any thread.
-    virtual int32_t State() const = 0;
+    // Any thread.
+    virtual LRecorderState State() const = 0;
     virtual bool IsPaused() const = 0;
     // Sink position after the last buffer plus the time since that buffer (while
     // recording), for a clock that moves smoothly. Any thread.
@@ -99,6 +137,8 @@ class LSoundRecorder {
     // Start. Any thread.
     virtual bool SoundCaptured() const = 0;
     virtual LLevels Levels() const = 0;
+    // Sound dropped since Start because the worker could not keep up. Any thread.
+    virtual LSoundTime AudioLost() const = 0;
     virtual int32_t LastError() const = 0;
     virtual std::string LastErrorText() const = 0;
     // Set by the worker when it has something for Poll.

@@ -6,10 +6,15 @@
 //
 // Threads: the capture callback fills the ring (LLC's own thread); the worker
 // drains it, meters and writes the sink; the user-interface thread calls Start,
-// Stop, Pause, Resume and Poll. Worker and user interface share the state, the
-// times and the event flags as single-writer atomics (the worker raises a flag,
-// Poll clears it) and the levels under levelsLock_. The sink is written only by
-// the worker while it runs and touched by Stop/Pause/Poll only after it ended.
+// Stop, Pause, Resume, Poll and SetLevelsWanted. Worker and user interface share
+// the state, the times and the event flags as single-writer atomics (the worker
+// raises a flag, Poll clears it) and the levels under levelsLock_. The sink is
+// written only by the worker while it runs and touched by Stop/Pause/Poll only
+// after it ended.
+//
+// One chain of wake-ups: the callback wakes the worker once per hand-over, and
+// the worker wakes the user interface (WakeSignal) once per hand-over at most,
+// after the last buffer of it, when it raised something.
 // The definitions are in sound_recorder_template_impl.h, instantiated once per
 // capture layer.
 
@@ -33,23 +38,24 @@ class LSoundRecorderTemplate : public LThread, public LSoundRecorder {
     LSoundRecorderTemplate();
     ~LSoundRecorderTemplate() override;
 
-    bool Start(const LSoundRecordDevice& device, LSoundSink sink, LSoundRecorderNotify* notify,
-               int64_t userValue, std::optional<LdBLevel> voiceLevel, LdBLevel soundThreshold,
-               LSoundTime maxTime, LSoundTime silenceTimeout, uint16_t options) override;
+    bool Start(const LRecorderStartOptions& options, LSoundSink sink,
+               LSoundRecorderNotify* notify) override;
     void Stop() override;
     void Pause() override;
     void Resume() override;
     void Poll() override;
+    void SetLevelsWanted(bool wanted) override;
 
-    int32_t State() const override;
+    LRecorderState State() const override;
     bool IsPaused() const override { return paused_.load(); }
     LSoundTime Position() const override;
     bool SoundCaptured() const override { return soundCaptured_.load(); }
     LLevels Levels() const override;
+    LSoundTime AudioLost() const override;
     int32_t LastError() const override { return capture_.LastError(); }
     std::string LastErrorText() const override { return capture_.LastErrorText(); }
     const LSignalObject& WakeSignal() const override { return wake_; }
-    bool IsIdle() const { return State() == 0; }
+    bool IsIdle() const { return State() == LRecorderState::kStopped; }
 
     // The capture layer, to configure before Start (simulated layer) or inspect.
     LLC& Capture() { return capture_; }
@@ -72,6 +78,8 @@ class LSoundRecorderTemplate : public LThread, public LSoundRecorder {
     bool WhileWaiting(uint64_t frames, LdBLevel combined);
     bool WhileRecording(uint64_t frames, LdBLevel combined);
     void CountLevelNotification();
+    void RaiseForPoll(std::atomic<bool>& flag, bool now);
+    void WakeAfterHandOver();
     void DrainQueued();
     void FinishRun();
     bool WriteFrames(const float* samples, uint64_t frames);
@@ -81,7 +89,7 @@ class LSoundRecorderTemplate : public LThread, public LSoundRecorder {
     LLC capture_;
     LSoundRecorderNotify* notify_;
     int64_t userValue_ = 0;
-    std::atomic<int32_t> state_{0};
+    std::atomic<LRecorderState> state_{LRecorderState::kStopped};
     std::atomic<bool> paused_{false};
     LSoundSink sink_;        // the caller's sink (UI thread; worker while it runs)
     LSoundSink workerSink_;  // what the worker writes: sink_ or a rate converter
@@ -104,14 +112,19 @@ class LSoundRecorderTemplate : public LThread, public LSoundRecorder {
     std::atomic<bool> openFailed_{false};
     std::atomic<bool> soundCaptured_{false};
     uint16_t options_ = 0;
+    std::atomic<bool> levelsWanted_{true};
+    std::atomic<uint32_t> captureRate_{0};  // for AudioLost, once the device is open
+    uint64_t lostReported_ = 0;             // UI thread: dropped frames told by Poll
     // Worker only.
     std::unique_ptr<float[]> current_;
     std::unique_ptr<float[]> previous_;
     uint64_t previousFrames_ = 0;  // 0: no previous buffer held
+    bool wakePending_ = false;     // something was raised in this hand-over
+    uint32_t quietCount_ = 0;      // buffers since the last time update without levels
     // For Position(): sink position and steady-clock time of the last buffer.
     std::atomic<int64_t> positionMs_{0};
     std::atomic<int64_t> lastBufferTick_{0};
-    std::atomic<int64_t> bufferMs_{0};
+    std::atomic<int64_t> handOverMs_{0};
     std::atomic<uint64_t> buffersProcessed_{0};
 };
 

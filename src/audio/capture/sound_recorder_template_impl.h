@@ -22,6 +22,10 @@ inline constexpr uint64_t kMaxFramesPerStep = 8192;
 inline constexpr LSoundTime kSilenceKept = LSoundTime(450);
 inline constexpr LSoundTime kStopKept = LSoundTime(50);
 inline constexpr int kStartWaitMs = 20000;
+// Sound reaches the worker every 200 ms while levels are shown (two 100 ms
+// buffers: one level update each), and once a second when nothing shows them.
+inline constexpr uint32_t kLevelsHandOverMs = 200;
+inline constexpr uint32_t kQuietHandOverMs = 1000;
 
 inline int64_t SteadyMs() {
     return std::chrono::duration_cast<std::chrono::milliseconds>(
@@ -36,7 +40,11 @@ inline LSoundRecorderNotify& DefaultNotify() {
 
 template <class LLC>
 LSoundRecorderTemplate<LLC>::LSoundRecorderTemplate()
-    : LThread("LSoundRecorder<T>"), notify_(&recorder_detail::DefaultNotify()) {}
+    : LThread("LSoundRecorder<T>"), notify_(&recorder_detail::DefaultNotify()) {
+    handOverMs_ = recorder_detail::kLevelsHandOverMs;
+    capture_.SetHandOverMs(recorder_detail::kLevelsHandOverMs);
+    capture_.Ring().SetLossSignal(&wake_);
+}
 
 template <class LLC>
 LSoundRecorderTemplate<LLC>::~LSoundRecorderTemplate() {
@@ -45,35 +53,37 @@ LSoundRecorderTemplate<LLC>::~LSoundRecorderTemplate() {
 }
 
 template <class LLC>
-bool LSoundRecorderTemplate<LLC>::Start(const LSoundRecordDevice& device, LSoundSink sink,
-                                        LSoundRecorderNotify* notify, int64_t userValue,
-                                        std::optional<LdBLevel> voiceLevel, LdBLevel soundThreshold,
-                                        LSoundTime maxTime, LSoundTime silenceTimeout,
-                                        uint16_t options) {
+bool LSoundRecorderTemplate<LLC>::Start(const LRecorderStartOptions& options, LSoundSink sink,
+                                        LSoundRecorderNotify* notify) {
     if (IsRunning() || !sink) return false;
     LThread::Wait();
     capture_.ClearError();
-    device_ = device;
+    capture_.Ring().ResetDropped();
+    lostReported_ = 0;
+    captureRate_ = 0;
+    device_ = options.device;
     sink_ = std::move(sink);
     notify_ = notify ? notify : &recorder_detail::DefaultNotify();
-    userValue_ = userValue;
-    voiceThreshold_ = voiceLevel.value_or(LdBLevel(-127));
-    soundThreshold_ = soundThreshold;
-    maxTime_ = maxTime;
-    silenceTimeout_ = silenceTimeout;
-    options_ = options;
+    userValue_ = options.userValue;
+    voiceThreshold_ = options.voiceLevel.value_or(LdBLevel(-127));
+    soundThreshold_ = options.soundThreshold;
+    maxTime_ = options.maxTime;
+    silenceTimeout_ = options.silenceTimeout;
+    options_ = options.options;
     int64_t at = sink_.Position().Milliseconds();  // a paused recording goes on from here
     recordedMs_ = lastLoudMs_ = positionMs_ = at;
     lastBufferTick_ = recorder_detail::SteadyMs();
     maxTimeReached_ = levelsChanged_ = errorPending_ = openFailed_ = soundCaptured_ = false;
     paused_ = false;
     previousFrames_ = 0;
+    wakePending_ = false;
+    quietCount_ = 0;
     buffersProcessed_ = 0;
     {
         LAutoLock hold(levelsLock_);
         levels_ = LLevels();
     }
-    state_ = voiceLevel ? 1 : 2;
+    state_ = options.voiceLevel ? LRecorderState::kWaiting : LRecorderState::kRecording;
     stateChanged_ = true;
     started_.Reset();
     resume_.Reset();
@@ -88,11 +98,19 @@ bool LSoundRecorderTemplate<LLC>::Start(const LSoundRecordDevice& device, LSound
     }
     if (openFailed_) {
         sink_.Release();
-        state_ = 0;
+        state_ = LRecorderState::kStopped;
         stateChanged_ = errorPending_ = false;
         return false;
     }
     return true;
+}
+
+template <class LLC>
+void LSoundRecorderTemplate<LLC>::SetLevelsWanted(bool wanted) {
+    if (levelsWanted_.exchange(wanted) == wanted) return;
+    uint32_t ms = wanted ? recorder_detail::kLevelsHandOverMs : recorder_detail::kQuietHandOverMs;
+    handOverMs_ = ms;
+    capture_.SetHandOverMs(ms);
 }
 
 template <class LLC>
@@ -130,10 +148,11 @@ void LSoundRecorderTemplate<LLC>::Run() {
     if (!OpenCapture()) {
         workerSink_.Release();
         openFailed_ = true;
-        state_ = 0;
+        state_ = LRecorderState::kStopped;
         started_.Set();
         return;
     }
+    captureRate_ = capture_.Rate();
     uint64_t samples = capture_.Ring().SamplesPerBuffer();
     current_.reset(new (std::nothrow) float[samples]);
     previous_.reset(new (std::nothrow) float[samples]);
@@ -142,17 +161,15 @@ void LSoundRecorderTemplate<LLC>::Run() {
         capture_.Close();
         workerSink_.Release();
         openFailed_ = true;
-        state_ = 0;
+        state_ = LRecorderState::kStopped;
         started_.Set();
         return;
     }
-    bufferMs_ =
-        int64_t(capture_.Ring().FramesPerBuffer()) * 1000 / std::max<uint32_t>(1, capture_.Rate());
     if (!StartDevice()) {
         if (openFailed_) {  // Start() is waiting to hear it
             capture_.Close();
             workerSink_.Release();
-            state_ = 0;
+            state_ = LRecorderState::kStopped;
             return;
         }
         errorPending_ = true;
@@ -175,19 +192,21 @@ void LSoundRecorderTemplate<LLC>::CaptureLoop() {
             continue;
         }
         if (!ProcessBuffer(uint64_t(frames))) break;
+        WakeAfterHandOver();
     }
     // Sound dropped while the worker could not keep up is logged; the recording
     // itself went on and is not an error.
-    if (ring.OverrunFrames() > 0)
-        LogError("LSoundRecorder::Run: %llu frames dropped, the sink fell more than 4 s behind",
-                 (unsigned long long)ring.OverrunFrames());
+    if (ring.DroppedFrames() > 0)
+        LogError(
+            "LSoundRecorder::Run: %lld ms of sound dropped, the sink fell more than 4 s behind",
+            (long long)AudioLost().Milliseconds());
     if (capture_.LastError() != kCaptureOk) {
         errorPending_ = true;
         wake_.Set();
         OnCaptureError();
     }
     capture_.Stop();
-    if (state_ == 2 && capture_.LastError() == kCaptureOk) DrainQueued();
+    if (state_ == LRecorderState::kRecording && capture_.LastError() == kCaptureOk) DrainQueued();
 }
 
 template <class LLC>
@@ -225,7 +244,9 @@ void LSoundRecorderTemplate<LLC>::FinishRun() {
     positionMs_ = sink_.Position().Milliseconds();
     maxTimeReached_ = false;
     levelsChanged_ = false;
-    state_ = 0;
+    // A failure leaves the state to Poll, which reports it: until then the
+    // owner must not take the recording for one that ended normally.
+    if (!errorPending_) state_ = LRecorderState::kStopped;
     stateChanged_ = true;
     capture_.Close();
     current_.reset();
@@ -256,8 +277,8 @@ bool LSoundRecorderTemplate<LLC>::ProcessBuffer(uint64_t frames) {
         LAutoLock hold(levelsLock_);
         levels_ = levels;
     }
-    bool ok = state_ == 1 ? WhileWaiting(frames, levels.Combined())
-                          : WhileRecording(frames, levels.Combined());
+    bool ok = state_ == LRecorderState::kWaiting ? WhileWaiting(frames, levels.Combined())
+                                                 : WhileRecording(frames, levels.Combined());
     CountLevelNotification();
     positionMs_ = workerSink_.Position().Milliseconds();
     lastBufferTick_ = recorder_detail::SteadyMs();
@@ -286,9 +307,8 @@ bool LSoundRecorderTemplate<LLC>::WhileWaiting(uint64_t frames, LdBLevel combine
     int64_t now = workerSink_.Position().Milliseconds();
     recordedMs_ = lastLoudMs_ = now;
     soundCaptured_ = true;
-    state_ = 2;
-    stateChanged_ = true;
-    wake_.Set();
+    state_ = LRecorderState::kRecording;
+    RaiseForPoll(stateChanged_, true);
     return true;
 }
 
@@ -301,32 +321,54 @@ bool LSoundRecorderTemplate<LLC>::WhileRecording(uint64_t frames, LdBLevel combi
         soundCaptured_ = true;
     } else if (now - LSoundTime(lastLoudMs_.load()) > silenceTimeout_) {
         workerSink_.TruncateTo(LSoundTime(recordedMs_.load()) + recorder_detail::kSilenceKept);
-        state_ = 1;
+        state_ = LRecorderState::kWaiting;
         KeepAsPrevious(frames);
-        stateChanged_ = true;
-        wake_.Set();
+        RaiseForPoll(stateChanged_, true);
     } else {
         recordedMs_ = now.Milliseconds();
     }
-    if (maxTime_ > LSoundTime(0) && now > maxTime_) {
-        maxTimeReached_ = true;
-        wake_.Set();
-    }
+    if (maxTime_ > LSoundTime(0) && now > maxTime_) RaiseForPoll(maxTimeReached_, true);
     return true;
 }
 
 template <class LLC>
 void LSoundRecorderTemplate<LLC>::CountLevelNotification() {
+    if (!levelsWanted_) {
+        // Nothing shows the levels: a time update once per hand-over is enough.
+        if (++quietCount_ >= capture_.Ring().HandOverBuffers()) {
+            quietCount_ = 0;
+            RaiseForPoll(levelsChanged_, false);
+        }
+        return;
+    }
     uint32_t frames = std::max<uint32_t>(1, capture_.Ring().FramesPerBuffer());
     int n = int(capture_.Rate() / frames / 20);
     std::atomic<int>& counter = SharedLevelNotificationCounter();
     if (counter.load() <= n) {
         counter.fetch_add(1);
     } else {
-        levelsChanged_ = true;
-        wake_.Set();
+        RaiseForPoll(levelsChanged_, false);
         counter.store(0);
     }
+}
+
+// A state change or the time limit wakes Poll at once; levels and time wait
+// for the end of the hand-over, so that a hand-over of several buffers (or a
+// source that delivers seconds at a time) wakes the user interface once.
+template <class LLC>
+void LSoundRecorderTemplate<LLC>::RaiseForPoll(std::atomic<bool>& flag, bool now) {
+    flag = true;
+    if (now)
+        wake_.Set();
+    else
+        wakePending_ = true;
+}
+
+template <class LLC>
+void LSoundRecorderTemplate<LLC>::WakeAfterHandOver() {
+    if (!wakePending_ || capture_.Ring().HasQueued()) return;
+    wakePending_ = false;
+    wake_.Set();
 }
 
 template <class LLC>
@@ -336,7 +378,7 @@ void LSoundRecorderTemplate<LLC>::EndCapture(bool notifyStopped) {
     if (sink_ && sink_.Position() > kept) sink_.TruncateTo(kept);
     if (sink_) positionMs_ = sink_.Position().Milliseconds();
     sink_.Release();
-    state_ = 0;
+    state_ = LRecorderState::kStopped;
     maxTimeReached_ = levelsChanged_ = stateChanged_ = errorPending_ = false;
     wake_.Reset();
     if (notifyStopped) {
@@ -353,7 +395,7 @@ void LSoundRecorderTemplate<LLC>::Stop() {
 
 template <class LLC>
 void LSoundRecorderTemplate<LLC>::Pause() {
-    if (state_ == 0 && !IsRunning()) return;
+    if (state_ == LRecorderState::kStopped && !IsRunning()) return;
     EndCapture(false);
     paused_ = true;
 }
@@ -366,10 +408,15 @@ void LSoundRecorderTemplate<LLC>::Resume() {
 template <class LLC>
 void LSoundRecorderTemplate<LLC>::Poll() {
     wake_.Reset();
+    uint64_t lost = capture_.Ring().DroppedFrames();
+    if (lost != lostReported_) {
+        lostReported_ = lost;
+        notify_->OnAudioLost(AudioLost(), userValue_);
+    }
     if (errorPending_.exchange(false)) {
         LThread::Wait();
         sink_.Release();
-        state_ = 0;
+        state_ = LRecorderState::kStopped;
         recordedMs_ = 0;
         stateChanged_ = levelsChanged_ = false;
         notify_->OnFinished(capture_.LastError(), userValue_);
@@ -384,26 +431,33 @@ void LSoundRecorderTemplate<LLC>::Poll() {
         notify_->OnLevelsUpdate(Levels(), userValue_);
     }
     if (stateChanged_.exchange(false)) {
-        int32_t state = state_.load();
-        if (state == 1) notify_->OnWaitingForSound(userValue_);
-        if (state == 2) notify_->OnRecordingStarted(userValue_);
+        LRecorderState state = state_.load();
+        if (state == LRecorderState::kWaiting) notify_->OnWaitingForSound(userValue_);
+        if (state == LRecorderState::kRecording) notify_->OnRecordingStarted(userValue_);
     }
 }
 
 template <class LLC>
-int32_t LSoundRecorderTemplate<LLC>::State() const {
-    if (paused_) return 1;
+LRecorderState LSoundRecorderTemplate<LLC>::State() const {
+    if (paused_) return LRecorderState::kWaiting;
     return state_.load();
 }
 
 template <class LLC>
 LSoundTime LSoundRecorderTemplate<LLC>::Position() const {
     int64_t position = positionMs_.load();
-    if (state_.load() == 2 && !paused_) {
+    if (state_.load() == LRecorderState::kRecording && !paused_) {
+        // Sound arrives a hand-over at a time: the clock runs on in between,
+        // but never further than the next hand-over would take it.
         int64_t since = recorder_detail::SteadyMs() - lastBufferTick_.load();
-        position += std::clamp<int64_t>(since, 0, bufferMs_.load());
+        position += std::clamp<int64_t>(since, 0, handOverMs_.load());
     }
     return LSoundTime(position);
+}
+
+template <class LLC>
+LSoundTime LSoundRecorderTemplate<LLC>::AudioLost() const {
+    return LSoundTime::FromFrames(capture_.Ring().DroppedFrames(), captureRate_.load());
 }
 
 template <class LLC>

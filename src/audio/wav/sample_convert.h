@@ -69,4 +69,8 @@ inline float S24ToFloat(int32_t v24) {
 // 8-bit unsigned; a table so that each value survives a write with truncation.
 float U8ToFloat(uint8_t v);
 
+// FloatToS16 of `count` samples, written little-endian: every sample of a 16-bit
+// recording passes here.
+void FloatsToS16Le(const float* in, uint64_t count, uint8_t* out);
+
 }  // namespace vocarta::wav

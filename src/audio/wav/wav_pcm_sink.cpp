@@ -1,9 +1,5 @@
 #include <cstring>
 
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
-
 #include "audio/sound_format.h"
 #include "audio/wav/g711.h"
 #include "audio/wav/sample_convert.h"
@@ -32,42 +28,6 @@ uint32_t BytesPerSampleOf(WavPcmSink::Width width) {
 
 void EncodeU8(const float* in, uint64_t count, uint8_t* out) {
     for (uint64_t i = 0; i < count; ++i) out[i] = FloatToU8(in[i]);
-}
-
-#if defined(__SSE2__)
-// FloatToS16 of four samples at once, with the same double arithmetic: a NaN
-// becomes 0 first, then half away from zero, saturation and truncation.
-inline __m128i FourToS16(__m128 x) {
-    x = _mm_and_ps(x, _mm_cmpord_ps(x, x));
-    const __m128d scale = _mm_set1_pd(kScale16);
-    const __m128d sign = _mm_set1_pd(-0.0);
-    const __m128d half = _mm_set1_pd(0.5);
-    __m128d v[2] = {_mm_mul_pd(_mm_cvtps_pd(x), scale),
-                    _mm_mul_pd(_mm_cvtps_pd(_mm_movehl_ps(x, x)), scale)};
-    for (__m128d& w : v) {
-        w = _mm_add_pd(w, _mm_or_pd(_mm_and_pd(w, sign), half));
-        w = _mm_min_pd(_mm_max_pd(w, _mm_set1_pd(-32768.0)), _mm_set1_pd(32767.0));
-    }
-    return _mm_unpacklo_epi64(_mm_cvttpd_epi32(v[0]), _mm_cvttpd_epi32(v[1]));
-}
-#endif
-
-// Every sample of a 16-bit recording passes here: eight at a time where the
-// processor has SSE2 (every x86-64 does), the rest one by one.
-void EncodeS16(const float* in, uint64_t count, uint8_t* out) {
-    uint64_t i = 0;
-#if defined(__SSE2__)
-    for (; i + 8 <= count; i += 8) {
-        const __m128i low = FourToS16(_mm_loadu_ps(in + i));
-        const __m128i high = FourToS16(_mm_loadu_ps(in + i + 4));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 2 * i), _mm_packs_epi32(low, high));
-    }
-#endif
-    for (; i < count; ++i) {
-        uint16_t v = uint16_t(FloatToS16(in[i]));
-        out[2 * i] = uint8_t(v);
-        out[2 * i + 1] = uint8_t(v >> 8);
-    }
 }
 
 void EncodeS24(const float* in, uint64_t count, uint8_t* out) {
@@ -140,7 +100,7 @@ uint64_t WavPcmSink::Encode(const float* samples, uint64_t frames, uint8_t* out)
             EncodeU8(samples, count, out);
             break;
         case Width::S16:
-            EncodeS16(samples, count, out);
+            FloatsToS16Le(samples, count, out);
             break;
         case Width::S24:
             EncodeS24(samples, count, out);

@@ -37,25 +37,42 @@ SmtpDialogue::SmtpDialogue(const MailRequest& request, MailContext& context, Smt
 
 SmtpDialogue::State SmtpDialogue::Step() {
     switch (state_) {
-    case State::kGreeting: return Greeting();
-    case State::kHello: return Hello();
-    case State::kStartTls: return StartTls();
-    case State::kTlsHello: return TlsHello();
-    case State::kAuthLogin: return AuthLogin();
-    case State::kAuthHelloAgain: return AuthHelloAgain();
-    case State::kAuthLoginAgain: return AuthLoginAgain();
-    case State::kAuthAnswer: return AuthAnswer();
-    case State::kAuthUser: return AuthUser();
-    case State::kAuthPassword: return AuthPassword();
-    case State::kMailFrom: return MailFrom();
-    case State::kRecipients: return Recipients();
-    case State::kData: return Data();
-    case State::kMessage: return Message();
-    case State::kTerminator: return Terminator();
-    case State::kQuit: return Quit();
-    case State::kSent:
-    case State::kFailed:
-    case State::kCancelled: break;
+        case State::kGreeting:
+            return Greeting();
+        case State::kHello:
+            return Hello();
+        case State::kStartTls:
+            return StartTls();
+        case State::kTlsHello:
+            return TlsHello();
+        case State::kAuthLogin:
+            return AuthLogin();
+        case State::kAuthHelloAgain:
+            return AuthHelloAgain();
+        case State::kAuthLoginAgain:
+            return AuthLoginAgain();
+        case State::kAuthAnswer:
+            return AuthAnswer();
+        case State::kAuthUser:
+            return AuthUser();
+        case State::kAuthPassword:
+            return AuthPassword();
+        case State::kMailFrom:
+            return MailFrom();
+        case State::kRecipients:
+            return Recipients();
+        case State::kData:
+            return Data();
+        case State::kMessage:
+            return Message();
+        case State::kTerminator:
+            return Terminator();
+        case State::kQuit:
+            return Quit();
+        case State::kSent:
+        case State::kFailed:
+        case State::kCancelled:
+            break;
     }
     return state_;
 }

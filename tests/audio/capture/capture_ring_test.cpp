@@ -66,14 +66,45 @@ TEST(CaptureRing, FailureDeliversWhatCameBeforeThenFails) {
     EXPECT_EQ(ring.Read(out.data(), stop, 1.0f, false, 10), LCaptureRing::kReadFailed);
 }
 
-TEST(CaptureRing, OverrunDropsDataAfterWaitingForTheWorker) {
+// The recorder's tests check the count and the report; here only that the
+// owner is told once per stretch of loss, and again after sound flowed.
+TEST(CaptureRing, FullRingTellsTheOwnerOncePerStretchOfLoss) {
     LCaptureRing ring;
     ASSERT_TRUE(ring.Allocate(2, 2, 1));
-    std::vector<int32_t> data(6, 7);
-    // Two buffers fill the ring; the third waits 3 s for the worker that never
-    // comes and is dropped.
-    EXPECT_FALSE(ring.Append(data.data(), 6));
-    EXPECT_EQ(ring.OverrunFrames(), 2u);
+    LSignalObject loss, stop;
+    ring.SetLossSignal(&loss);
+    std::vector<int32_t> data = {1, 2, 3, 4, 5, 6};
+    EXPECT_FALSE(ring.Append(data.data(), 6));  // two buffers fit, two frames do not
+    EXPECT_TRUE(loss.IsSet());
+    loss.Reset();
+    EXPECT_FALSE(ring.Append(data.data(), 3));
+    EXPECT_FALSE(loss.IsSet());
+    std::vector<float> out(2);
+    ASSERT_EQ(ring.Read(out.data(), stop, 1.0f, false), 2);
+    EXPECT_TRUE(ring.Append(data.data(), 2));
+    EXPECT_FALSE(ring.Append(data.data(), 1));
+    EXPECT_TRUE(loss.IsSet());
+    EXPECT_EQ(ring.DroppedFrames(), 6u);
+}
+
+TEST(CaptureRing, WorkerIsWokenOncePerHandOverNotPerPiece) {
+    LCaptureRing ring;
+    ASSERT_TRUE(ring.Allocate(8, 10, 1));
+    ring.SetHandOverBuffers(50);
+    EXPECT_EQ(ring.HandOverBuffers(), 4u);  // at most half the ring
+    ring.SetHandOverBuffers(3);
+    LSignalObject stop;
+    std::vector<int32_t> piece(5, 9);
+    for (int i = 0; i < 4; ++i) {  // two buffers in pieces, each piece published
+        ring.Append(piece.data(), 5);
+        ring.Publish();
+    }
+    EXPECT_FALSE(ring.WorkerSignalled()) << "woken before a whole hand-over was there";
+    ring.Append(piece.data(), 5);
+    ring.Append(piece.data(), 5);
+    ring.Publish();
+    EXPECT_TRUE(ring.WorkerSignalled());
+    EXPECT_EQ(ring.Wait(stop, 0), 10);
 }
 
 TEST(CaptureRing, ConversionGainAndDuplicateLeft) {

@@ -72,9 +72,8 @@ class PulseEndToEnd : public ::testing::Test {
         auto sink = OpenWavSink(path, LSoundFormat(48000, 2, 16), &error);
         EXPECT_TRUE(sink) << error;
         auto recorder = CreateSoundRecorder();
-        EXPECT_TRUE(recorder->Start(LSoundRecordDevice{index, take.channel, 0}, LSoundSink(sink),
-                                    &events_, 0, std::nullopt, LdBLevel(-127), LSoundTime(0),
-                                    LSoundTime(216000000), 0))
+        EXPECT_TRUE(
+            recorder->Start({.device = {index, take.channel, 0}}, LSoundSink(sink), &events_))
             << recorder->LastErrorText();
         std::atomic<bool> done{false};
         std::thread side([&] {
@@ -170,8 +169,7 @@ TEST_F(PulseEndToEnd, NoServerGivesAClearErrorAndExitStatus) {
     EXPECT_NE(ReadFile(listing).find("no sound server answered"), std::string::npos);
     auto recorder = CreateSoundRecorder();
     auto sink = std::make_shared<MemorySink>(48000, 2);
-    EXPECT_FALSE(recorder->Start({}, LSoundSink(sink), nullptr, 0, std::nullopt, LdBLevel(-127),
-                                 LSoundTime(0), LSoundTime(1000), 0));
+    EXPECT_FALSE(recorder->Start({.silenceTimeout = LSoundTime(1000)}, LSoundSink(sink), nullptr));
     EXPECT_EQ(recorder->LastError(), kCaptureNoServer);
     setenv("PULSE_SERVER", saved.c_str(), 1);
 }
@@ -235,6 +233,51 @@ TEST_F(PulseEndToEnd, UnloadedSourceEndsTheRecordingWithItsAudio) {
     EXPECT_GE(seconds, 1.5);
     EXPECT_LE(seconds, 2.5);
     EXPECT_NEAR(Peak(Decode(path)), 0.5, 0.01);
+}
+
+TEST_F(PulseEndToEnd, HandOverSizeChangesWhileRecordingWithoutAGap) {
+    // 1 s of silence, then 4 s of a half-scale tone, recorded while the levels
+    // are switched off and on (window hidden and shown) every 1.2 s.
+    std::string file = PlayedFile("switch.wav", 4.0, 440, 440);
+    int index = LSoundDeviceList::QueryInputs().IndexOfName("nul.monitor");
+    ASSERT_GE(index, 0);
+    auto sink = std::make_shared<MemorySink>(48000, 2);
+    auto recorder = CreateSoundRecorder();
+    recorder->SetLevelsWanted(false);
+    ASSERT_TRUE(recorder->Start({.device = {index, -1, 0}}, LSoundSink(sink), &events_))
+        << recorder->LastErrorText();
+    pid_t player = pulse_->PlayInBackground(file, "nul");
+    const auto start = std::chrono::steady_clock::now();
+    bool wanted = false;
+    int levelsWhileShown = 0;
+    for (auto now = start; now - start < 7s; now = std::chrono::steady_clock::now()) {
+        recorder->WakeSignal().Wait(100);
+        int before = events_.levelsUpdates;
+        recorder->Poll();
+        if (wanted) levelsWhileShown += events_.levelsUpdates - before;
+        bool shown = (now - start) / 1200ms % 2 == 1;
+        if (shown != wanted) recorder->SetLevelsWanted(wanted = shown);
+    }
+    EXPECT_EQ(PulseDaemon::WaitFor(player), 0);
+    recorder->Stop();
+    EXPECT_GT(levelsWhileShown, 0);
+    EXPECT_EQ(recorder->AudioLost(), LSoundTime(0));
+    EXPECT_TRUE(events_.lostMs.empty());
+    // The tone is all there, 4 s long, and never falls silent for more than a
+    // moment (a sine at half scale stays under 0.01 for a fraction of a sample).
+    const auto& s = sink->Samples();
+    size_t first = s.size(), last = 0, quietRun = 0, longestQuiet = 0;
+    for (size_t f = 0; f < s.size() / 2; ++f) {
+        bool loud = std::fabs(s[2 * f]) > 0.1f;
+        if (loud) first = std::min(first, f), last = f;
+    }
+    ASSERT_LT(first, last);
+    for (size_t f = first; f <= last; ++f) {
+        quietRun = std::fabs(s[2 * f]) < 0.01f ? quietRun + 1 : 0;
+        longestQuiet = std::max(longestQuiet, quietRun);
+    }
+    EXPECT_NEAR(double(last - first) / 48000, 4.0, 0.05);
+    EXPECT_LE(longestQuiet, 4u);
 }
 
 }  // namespace

@@ -26,7 +26,7 @@ TEST_F(SimRecorderTest, PauseKeepsTheSinkAStartAppendsAndStartPausedWaitsForResu
     Pump(8, 3);
     recorder.Pause();
     EXPECT_TRUE(recorder.IsPaused());
-    EXPECT_EQ(recorder.State(), 1);
+    EXPECT_EQ(recorder.State(), LRecorderState::kWaiting);
     EXPECT_EQ(sink->FramesWritten(), 3 * kBuffer);
     EXPECT_EQ(recorder.Position().Milliseconds(), 300);
     ASSERT_TRUE(Start());
@@ -34,7 +34,7 @@ TEST_F(SimRecorderTest, PauseKeepsTheSinkAStartAppendsAndStartPausedWaitsForResu
     Pump(7, 2);
     recorder.Stop();
     EXPECT_EQ(sink->FramesWritten(), 5 * kBuffer);
-    EXPECT_EQ(recorder.State(), 0);
+    EXPECT_EQ(recorder.State(), LRecorderState::kStopped);
     EXPECT_EQ(events.log.back(), "stopped 77");
 
     // Started paused: open, but nothing flows until Resume.
@@ -61,10 +61,10 @@ TEST_F(SimRecorderTest, MaximumTimeStopsAtTheNextPoll) {
     ASSERT_TRUE(Start({.maxTimeMs = 250}));
     Pump(7, 2);
     recorder.Poll();
-    EXPECT_EQ(recorder.State(), 2);  // 200 ms is not beyond 250
+    EXPECT_EQ(recorder.State(), LRecorderState::kRecording);  // 200 ms is not beyond 250
     Pump(1, 1);
     recorder.Poll();
-    EXPECT_EQ(recorder.State(), 0);
+    EXPECT_EQ(recorder.State(), LRecorderState::kStopped);
     EXPECT_EQ(events.log.back(), "stopped 77");
     EXPECT_EQ(sink->FramesWritten(), 3 * kBuffer);
 }
@@ -79,7 +79,7 @@ TEST_F(SimRecorderTest, DeviceLossAndSinkFailureEndCleanlyAndKeepTheAudio) {
     EXPECT_FALSE(recorder.Capture().Pump(kBuffer));  // the device goes in the middle
     WaitFinished();
     EXPECT_EQ(events.finishedResult, kCaptureDeviceLost);
-    EXPECT_EQ(recorder.State(), 0);
+    EXPECT_EQ(recorder.State(), LRecorderState::kStopped);
     EXPECT_FALSE(recorder.IsRunning());
     EXPECT_NE(recorder.LastErrorText().find("disconnected"), std::string::npos);
     // Everything up to the loss, the part-filled buffer included.

@@ -35,7 +35,7 @@ TEST_F(SimRecorderTest, SilenceIsNeverWrittenWhileWaiting) {
     ASSERT_TRUE(Start({.voice = -20}));
     Pump(5, 0);
     Pump(60, 60);
-    EXPECT_EQ(recorder.State(), 1);
+    EXPECT_EQ(recorder.State(), LRecorderState::kWaiting);
     EXPECT_FALSE(recorder.SoundCaptured());
     EXPECT_EQ(recorder.Levels()[0].Value(), -21);
     recorder.Poll();
@@ -86,7 +86,7 @@ TEST_F(SimRecorderTest, SoundSilenceSoundGivesThePredictedRegions) {
     Pump(10, 10);
     recorder.Poll();
     Pump(20, 20);
-    EXPECT_EQ(recorder.State(), 1);
+    EXPECT_EQ(recorder.State(), LRecorderState::kWaiting);
     recorder.Poll();
     Pump(15, 15);
     recorder.Poll();
@@ -114,7 +114,7 @@ TEST_F(SimRecorderTest, StopAddsFiftyMillisecondsAndOnlyShortens) {
     Pump(13, 13);
     // Sound to 300 ms; the silence counted as recorded to 500 ms; at 600 ms the
     // wait ran out and the recorder went back to waiting.
-    EXPECT_EQ(recorder.State(), 1);
+    EXPECT_EQ(recorder.State(), LRecorderState::kWaiting);
     EXPECT_EQ(recorder.RecordedLength().Milliseconds(), 500);
     EXPECT_EQ(sink->FramesWritten(), 6 * kBuffer);
     recorder.Stop();

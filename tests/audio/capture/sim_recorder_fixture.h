@@ -19,12 +19,15 @@ namespace vocarta::test {
 struct RecordedEvents : LSoundRecorderNotify {
     std::vector<std::string> log;
     int levelsUpdates = 0;
+    int timeUpdates = 0;
+    std::vector<int64_t> lostMs;
     int32_t finishedResult = -1;
     LLevels lastLevels;
     void OnRecordingStarted(int64_t) override { log.push_back("started"); }
     void OnWaitingForSound(int64_t) override { log.push_back("waiting"); }
     void OnStopped(int64_t user) override { log.push_back("stopped " + std::to_string(user)); }
-    void OnTimeUpdate(LSoundTime, int64_t) override {}
+    void OnTimeUpdate(LSoundTime, int64_t) override { ++timeUpdates; }
+    void OnAudioLost(LSoundTime total, int64_t) override { lostMs.push_back(total.Milliseconds()); }
     void OnLevelsUpdate(const LLevels& levels, int64_t) override {
         ++levelsUpdates;
         lastLevels = levels;
@@ -61,11 +64,14 @@ class SimRecorderTest : public ::testing::Test {
         sink = std::make_shared<MemorySink>(rate, channels);
     }
     bool Start(StartOptions o = {}) {
-        std::optional<LdBLevel> voice;
-        if (o.voice) voice = LdBLevel(*o.voice);
-        return recorder.Start(o.device, LSoundSink(sink), &events, 77, voice,
-                              voice.value_or(LdBLevel(-127)), LSoundTime(o.maxTimeMs),
-                              LSoundTime(o.silenceMs), o.flags);
+        LRecorderStartOptions options;
+        options.device = o.device;
+        if (o.voice) options.voiceLevel = options.soundThreshold = LdBLevel(*o.voice);
+        options.maxTime = LSoundTime(o.maxTimeMs);
+        options.silenceTimeout = LSoundTime(o.silenceMs);
+        options.options = o.flags;
+        options.userValue = 77;
+        return recorder.Start(options, LSoundSink(sink), &events);
     }
     // Pumps `buffers` whole buffers and waits until `metered` more were metered.
     void Pump(uint64_t buffers, uint64_t metered) {

@@ -8,13 +8,6 @@
 
 namespace vocarta {
 
-namespace {
-// The server hands over two ring buffers at a time: half the wake-ups of the
-// main loop and of the worker, and levels still reach the window five times a
-// second.
-constexpr uint32_t kFragmentBuffers = 2;
-}  // namespace
-
 LPulseCapture::~LPulseCapture() {
     Close();
 }
@@ -66,7 +59,10 @@ bool LPulseCapture::FindDevice(const LSoundRecordDevice& device, LRawDevice& fou
 
 bool LPulseCapture::Open(const LSoundRecordDevice& device, LSoundSinkBase& sink) {
     Close();
-    connection_ = std::make_unique<LPulseConnection>();
+    {
+        LAutoLock hold(streamLock_);
+        connection_ = std::make_unique<LPulseConnection>();
+    }
     std::string error;
     if (!connection_->Connect(error)) {
         SetLastError(kCaptureNoServer, error);
@@ -110,7 +106,29 @@ pa_channel_map LPulseCapture::StreamChannelMap(const pa_channel_map& sourceMap) 
     return map;
 }
 
+pa_buffer_attr LPulseCapture::BufferAttributes() const {
+    pa_buffer_attr attr;
+    attr.maxlength = uint32_t(-1);
+    attr.fragsize = HandOverFrames() * uint32_t(channels_) * uint32_t(sizeof(int32_t));
+    attr.tlength = attr.prebuf = attr.minreq = uint32_t(-1);
+    return attr;
+}
+
+void LPulseCapture::SetHandOverMs(uint32_t ms) {
+    LCaptureBase::SetHandOverMs(ms);
+    LAutoLock hold(streamLock_);
+    if (!stream_) return;
+    LPulseLock loop(connection_->Loop());
+    if (pa_stream_get_state(stream_) != PA_STREAM_READY) return;
+    // The server takes the new size from its next fragment on; nobody waits
+    // for the answer.
+    pa_buffer_attr attr = BufferAttributes();
+    if (pa_operation* op = pa_stream_set_buffer_attr(stream_, &attr, nullptr, nullptr))
+        pa_operation_unref(op);
+}
+
 bool LPulseCapture::CreateStream(const LRawDevice& source, const pa_channel_map& sourceMap) {
+    LAutoLock guard(streamLock_);
     LPulseLock hold(connection_->Loop());
     pa_sample_spec spec{PA_SAMPLE_S32NE, rate_, channels_};
     pa_channel_map map = StreamChannelMap(sourceMap);
@@ -122,10 +140,7 @@ bool LPulseCapture::CreateStream(const LRawDevice& source, const pa_channel_map&
     pa_stream_set_state_callback(stream_, &StreamStateCallback, this);
     pa_stream_set_read_callback(stream_, &ReadCallback, this);
     pa_context_set_state_callback(connection_->Context(), &ContextStateCallback, this);
-    pa_buffer_attr attr;
-    attr.maxlength = uint32_t(-1);
-    attr.fragsize = uint32_t(kFragmentBuffers * ring_.FramesPerBuffer() * pa_frame_size(&spec));
-    attr.tlength = attr.prebuf = attr.minreq = uint32_t(-1);
+    pa_buffer_attr attr = BufferAttributes();
     int flags = PA_STREAM_START_CORKED | PA_STREAM_ADJUST_LATENCY | PA_STREAM_DONT_MOVE;
     if (deviceChannel_ >= 0) flags |= PA_STREAM_NO_REMIX_CHANNELS;
     if (pa_stream_connect_record(stream_, source.name.c_str(), &attr, pa_stream_flags_t(flags)) <
@@ -158,15 +173,16 @@ bool LPulseCapture::Start() {
 void LPulseCapture::TakeReadable() {
     // Peek answers 0 bytes once the stream is empty, so no separate size query:
     // every call into the library costs a fork check (a system call). The buffers
-    // filled are handed over together at the end: one wake-up of the worker for
-    // all the server sent.
+    // filled are handed over at the end, and only once a hand-over's worth is
+    // there: a source that delivers every 10 ms wakes this thread 100 times a
+    // second, but not the worker.
     const size_t frameBytes = size_t(channels_) * sizeof(int32_t);
     while (true) {
         const void* data = nullptr;
         size_t bytes = 0;
         if (pa_stream_peek(stream_, &data, &bytes) < 0 || bytes == 0) break;
         // A hole (data == nullptr) is taken as silence.
-        ring_.Append(static_cast<const int32_t*>(data), bytes / frameBytes, true);
+        ring_.Append(static_cast<const int32_t*>(data), bytes / frameBytes);
         pa_stream_drop(stream_);
     }
     ring_.Publish();
@@ -202,6 +218,7 @@ void LPulseCapture::ContextStateCallback(pa_context* context, void* self) {
 }
 
 void LPulseCapture::Stop() {
+    LAutoLock guard(streamLock_);
     if (!stream_) return;
     LPulseLock hold(connection_->Loop());
     if (!lost_ && pa_stream_get_state(stream_) == PA_STREAM_READY) {
@@ -221,8 +238,11 @@ void LPulseCapture::Stop() {
 
 void LPulseCapture::Close() {
     Stop();
-    connection_.reset();
-    ring_.Free();
+    {
+        LAutoLock hold(streamLock_);
+        connection_.reset();
+    }
+    FreeRing();
     lost_ = stopping_ = false;
 }
 

@@ -5,8 +5,13 @@
 // module unloaded) or a server that goes away ends the capture: what was
 // captured is handed over and the ring reports the failure.
 //
-// Threading: Open/Start/Stop/Close on the recorder's worker; the callbacks run
-// on the connection's main-loop thread with its lock held.
+// The server hands over as much sound at a time as the ring's hand-over
+// (fragsize), changed at run time by SetHandOverMs.
+//
+// Threading: Open/Start/Stop/Close on the recorder's worker; SetHandOverMs on
+// any thread (it waits while the worker creates or ends the stream, a few
+// milliseconds); the callbacks run on the connection's main-loop thread with
+// its lock held.
 
 #include <pulse/pulseaudio.h>
 
@@ -16,6 +21,7 @@
 #include "audio/capture/capture_base.h"
 #include "audio/capture/pulse/pulse_connection.h"
 #include "audio/sound_devices.h"
+#include "toolkit/llock_object.h"
 
 namespace vocarta {
 
@@ -29,6 +35,7 @@ class LPulseCapture : public LCaptureBase {
     bool Start();
     void Stop();
     void Close();
+    void SetHandOverMs(uint32_t ms);
 
   private:
     bool FindDevice(const LSoundRecordDevice& device, LRawDevice& found, pa_channel_map& map);
@@ -36,10 +43,14 @@ class LPulseCapture : public LCaptureBase {
     pa_channel_map StreamChannelMap(const pa_channel_map& sourceMap) const;
     void TakeReadable();
     void Lose(const char* why);
+    pa_buffer_attr BufferAttributes() const;
     static void ReadCallback(pa_stream* stream, size_t bytes, void* self);
     static void StreamStateCallback(pa_stream* stream, void* self);
     static void ContextStateCallback(pa_context* context, void* self);
 
+    // Changed by the worker and, for SetHandOverMs, looked at by other threads
+    // under streamLock_ (taken before the main loop's lock).
+    LLockObject streamLock_;
     std::unique_ptr<LPulseConnection> connection_;
     pa_stream* stream_ = nullptr;
     bool stopping_ = false;  // guarded by the main loop's lock

@@ -30,6 +30,8 @@ class LSimulatedCapture::CallbackThread : public LThread {
                 auto wait =
                     std::chrono::duration_cast<std::chrono::milliseconds>(due - Clock::now());
                 if (wait.count() > 0 && StopSignal().Wait(int(wait.count()))) break;
+            } else if (!owner_.ring_.WaitForRoom(owner_.chunkFrames_, StopSignal(), -1)) {
+                break;  // as fast as the worker takes the sound, and no faster
             }
             if (!owner_.Deliver(owner_.chunkFrames_)) break;
         }
@@ -108,9 +110,10 @@ bool LSimulatedCapture::Deliver(uint64_t frames) {
     uint64_t made =
         config_.generator ? config_.generator->Generate(chunk_.get(), frames, channels_, rate_) : 0;
     std::memset(chunk_.get() + made * channels_, 0, size_t(frames - made) * channels_ * 4);
-    bool ok = ring_.Append(chunk_.get(), frames);
+    ring_.Append(chunk_.get(), frames);  // a full ring drops, as a device's would
+    ring_.Publish();
     delivered_ += frames;
-    return ok || config_.mode != LSimulationMode::Manual;
+    return true;
 }
 
 void LSimulatedCapture::LoseDevice() {
@@ -120,14 +123,19 @@ void LSimulatedCapture::LoseDevice() {
     ring_.MarkFailed();
 }
 
-bool LSimulatedCapture::Pump(uint64_t frames) {
+bool LSimulatedCapture::Pump(uint64_t frames, bool waitForRoom) {
     if (config_.mode != LSimulationMode::Manual) return false;
+    static const LSignalObject never;
     while (frames > 0) {
         uint64_t step = std::min<uint64_t>(frames, chunkFrames_);
         LAutoLock hold(pumpLock_);
+        if (!running_ || lost_) return false;
+        if (waitForRoom && !ring_.WaitForRoom(step, never, kPumpRoomWaitMs)) return false;
         if (!Deliver(step)) return false;
         frames -= step;
     }
+    LAutoLock hold(pumpLock_);
+    if (running_ && !lost_) ring_.Flush();
     return true;
 }
 
@@ -147,7 +155,7 @@ void LSimulatedCapture::Close() {
     StopDelivering();
     LAutoLock hold(pumpLock_);
     if (!lost_) ring_.CommitPartial();
-    ring_.Free();
+    FreeRing();
     chunk_.reset();
     opened_ = false;
 }

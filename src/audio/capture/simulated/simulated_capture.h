@@ -5,10 +5,10 @@
 // deterministically; the simulated recorder (VOCARTA_CAPTURE=simulated) uses it
 // so that the session can be tested without sound hardware.
 //
-// Modes: Clocked delivers in real time from its own callback thread; Free
-// delivers as fast as the worker takes buffers; Manual has no thread: the test
-// calls Pump() and the callback runs on the test's thread (never at the same
-// time as the recorder's Stop/Pause).
+// Modes: Clocked delivers in real time from its own callback thread (and drops
+// what finds the ring full); Free delivers as fast as the worker takes buffers;
+// Manual has no thread: the test calls Pump() and the callback runs on the
+// test's thread (never at the same time as the recorder's Stop/Pause).
 //
 // Devices are those of the simulated enumerator (device_list.h).
 
@@ -26,6 +26,8 @@
 namespace vocarta {
 
 enum class LSimulationMode { Clocked, Free, Manual };
+
+inline constexpr int kPumpRoomWaitMs = 20000;
 
 struct LSimulationConfig {
     std::shared_ptr<LCaptureGenerator> generator;  // null: silence
@@ -54,8 +56,11 @@ class LSimulatedCapture : public LCaptureBase {
     void Close();
 
     // Manual mode: delivers `frames` frames in callback-sized pieces on the
-    // calling thread. False when the device is not running (or was lost).
-    bool Pump(uint64_t frames);
+    // calling thread, then hands over every full buffer whatever the hand-over
+    // size. With `waitForRoom` each piece waits (up to 20 s) until the worker has
+    // made room for it; without, a full ring drops it as a device's callback
+    // would. False when the device is not running (or was lost).
+    bool Pump(uint64_t frames, bool waitForRoom = true);
     // Waits until the device has been started (for Manual-mode tests).
     bool WaitStarted(int timeoutMs) const { return startedSignal_.Wait(timeoutMs); }
     uint64_t FramesDelivered() const { return delivered_.load(); }
