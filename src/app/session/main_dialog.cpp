@@ -93,10 +93,11 @@ void MainDialog::BringToFront() {
 }
 
 // Nothing on screen to show the time and the levels: the clock timer stops and
-// the recorder hands its sound over once a second instead of five times.
+// the recorder hands its sound over once a second instead of five times, unless
+// a limit is near that must be met closely.
 void MainDialog::KeepDisplayPace() {
     presenter_.KeepTimeDisplayTimer();
-    if (services_.recorder) services_.recorder->SetLevelsWanted(view_.ShowsTime());
+    if (services_.recorder) services_.recorder->SetLevelsWanted(view_.ShowsTime() || limitNear_);
 }
 
 void MainDialog::Close() {

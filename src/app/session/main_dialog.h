@@ -181,6 +181,8 @@ class MainDialog {
     std::optional<std::string> startFailure_;
     // The lost-sound message is shown once per start; the log has every report.
     bool audioLossShown_ = false;
+    // Close to the maximum time or the scheduled end (RecordingGuard::NearLimit).
+    bool limitNear_ = false;
     std::string lastDeviceNotice_;
     bool pausedByUser_ = false;
     bool sessionEnded_ = false;

@@ -47,6 +47,10 @@ void MainDialog::OnRecorderProgress(int64_t positionMs) {
         EndAtLimit(positionMs, verdict);
         return;
     }
+    if (!limitNear_ && guard_.NearLimit(positionMs)) {
+        limitNear_ = true;
+        KeepDisplayPace();
+    }
     soundCaptured_ = soundCaptured_ || services_.recorder->SoundCaptured();
 }
 

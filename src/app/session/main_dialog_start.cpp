@@ -191,6 +191,7 @@ bool MainDialog::StartRecorder(int64_t limitMs) {
         pauseWaitMs = int64_t(std::max<int32_t>(0, PauseWaitSecondsSetting())) * 1000;
     }
     const int64_t recorderLimit = guard_.Arm(limitMs, sink_.Position().Milliseconds());
+    limitNear_ = guard_.NearLimit(sink_.Position().Milliseconds());
     events_->voiceActivated = voiceLevel.has_value();
     LogEvent(
         "Recorder starting on input %d (%s)%s, limit %lld ms", int(device.device.index),
@@ -203,7 +204,7 @@ bool MainDialog::StartRecorder(int64_t limitMs) {
     options.soundThreshold = voiceLevel.value_or(LdBLevel(-127));
     options.maxTime = LSoundTime(recorderLimit);
     options.silenceTimeout = LSoundTime(pauseWaitMs);
-    services_.recorder->SetLevelsWanted(view_.ShowsTime());
+    services_.recorder->SetLevelsWanted(view_.ShowsTime() || limitNear_);
     return services_.recorder->Start(options, sink_, events_.get());
 }
 

@@ -56,6 +56,13 @@ RecordingGuard::Verdict RecordingGuard::Check(int64_t positionMs, const std::str
     return positionMs >= maxTimeMs_ ? Verdict::kMaxTime : Verdict::kGoOn;
 }
 
+bool RecordingGuard::NearLimit(int64_t positionMs) const {
+    constexpr int64_t kNearMs = 2500;  // over two of the one-second hand-overs
+    if (!checkMaxTime_) return false;
+    const int64_t limit = HasScheduledLimit() ? scheduledLimit_ : maxTimeMs_;
+    return limit > 0 && limit - positionMs < kNearMs;
+}
+
 void RecordingGuard::ExtendScheduledLimit(int64_t limitMs) {
     scheduledLimit_ = std::max(scheduledLimit_, limitMs);
 }

@@ -36,6 +36,12 @@ class RecordingGuard {
     // space is looked at again once 60 s have passed since the last look.
     Verdict Check(int64_t positionMs, const std::string& folder, uint32_t rate, uint8_t channels);
 
+    // Whether the recording is within a few seconds of the end Check would
+    // give it (maximum time or scheduled end): the recorder is then asked for
+    // its updates five times a second, so that the end is met closely even when
+    // nothing shows the time.
+    bool NearLimit(int64_t positionMs) const;
+
     // Set by -scheduled_launch: the recording ends at this position.
     int64_t ScheduledLimit() const { return scheduledLimit_; }
     bool HasScheduledLimit() const { return scheduledLimit_ != kNoLimit; }

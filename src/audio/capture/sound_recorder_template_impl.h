@@ -314,6 +314,16 @@ bool LSoundRecorderTemplate<LLC>::WhileWaiting(uint64_t frames, LdBLevel combine
 
 template <class LLC>
 bool LSoundRecorderTemplate<LLC>::WhileRecording(uint64_t frames, LdBLevel combined) {
+    // A hand-over can hold a second of sound and Poll stops the recorder only
+    // after it: nothing beyond the time limit reaches the file meanwhile.
+    if (maxTime_ > LSoundTime(0)) {
+        int64_t leftMs = maxTime_.Milliseconds() - workerSink_.Position().Milliseconds();
+        if (leftMs <= 0) {
+            RaiseForPoll(maxTimeReached_, true);
+            return true;
+        }
+        frames = std::min<uint64_t>(frames, (uint64_t(leftMs) * capture_.Rate() + 999) / 1000);
+    }
     if (!WriteFrames(current_.get(), frames)) return false;
     LSoundTime now = workerSink_.Position();
     if (combined >= soundThreshold_) {
@@ -327,7 +337,7 @@ bool LSoundRecorderTemplate<LLC>::WhileRecording(uint64_t frames, LdBLevel combi
     } else {
         recordedMs_ = now.Milliseconds();
     }
-    if (maxTime_ > LSoundTime(0) && now > maxTime_) RaiseForPoll(maxTimeReached_, true);
+    if (maxTime_ > LSoundTime(0) && now >= maxTime_) RaiseForPoll(maxTimeReached_, true);
     return true;
 }
 
