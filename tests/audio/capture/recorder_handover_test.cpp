@@ -96,14 +96,20 @@ TEST_F(SimRecorderTest, WithoutLevelsTheSoundAndTheTimeComeOnceASecond) {
     }
     EXPECT_EQ(events.timeUpdates, 2);
     EXPECT_EQ(events.levelsUpdates, 2);
-    // Shown again while recording: 200 ms hand-overs and levels every second buffer.
+    // Shown again while recording: 200 ms hand-overs and levels every n + 2
+    // buffers, n = 8000 / 800 / 20 = 0: every second buffer.
     recorder.SetLevelsWanted(true);
     EXPECT_EQ(recorder.Capture().Ring().HandOverBuffers(), 2u);
+    SharedLevelNotificationCounter() = 0;
+    std::string pattern;
     for (int i = 0; i < 10; ++i) {
+        int before = events.levelsUpdates;
         Pump(1, 1);
         recorder.Poll();
+        pattern += events.levelsUpdates > before ? 'L' : '.';
     }
-    EXPECT_EQ(events.levelsUpdates, 2 + 5);
+    EXPECT_EQ(pattern, ".L.L.L.L.L");
+    EXPECT_EQ(events.lastLevels[0].Value(), 6);  // a sine at 0.5
     recorder.Stop();
     EXPECT_EQ(sink->FramesWritten(), 30 * kBuffer);
 }

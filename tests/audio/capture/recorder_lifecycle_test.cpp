@@ -5,19 +5,16 @@
 namespace vocarta::test {
 namespace {
 
+// The rule itself is CaptureRing.BufferSizeRule; here that the recorder gives it
+// the device's rate and its limit.
 TEST_F(SimRecorderTest, BufferSizesFollowTheRateAndTheDevicesLimit) {
-    struct Case {
-        uint32_t rate, maxFrames, frames, count;
-    } cases[] = {{44100, 0, 4410, 40}, {192000, 0, 8192, 94}, {44100, 1024, 1024, 173}};
-    for (const Case& c : cases) {
-        LSimulationConfig config;
-        if (c.maxFrames) config.maxFrames = c.maxFrames;
-        Use(std::make_shared<LSineGenerator>(440.0, 0.1), c.rate, 2, config);
-        ASSERT_TRUE(Start());
-        EXPECT_EQ(recorder.Capture().Ring().FramesPerBuffer(), c.frames) << c.rate;
-        EXPECT_EQ(recorder.Capture().Ring().BufferCount(), c.count) << c.rate;
-        recorder.Stop();
-    }
+    LSimulationConfig config;
+    config.maxFrames = 1024;
+    Use(std::make_shared<LSineGenerator>(440.0, 0.1), 44100, 2, config);
+    ASSERT_TRUE(Start());
+    EXPECT_EQ(recorder.Capture().Ring().FramesPerBuffer(), 1024u);
+    EXPECT_EQ(recorder.Capture().Ring().BufferCount(), 173u);
+    recorder.Stop();
 }
 
 TEST_F(SimRecorderTest, PauseKeepsTheSinkAStartAppendsAndStartPausedWaitsForResume) {

@@ -163,23 +163,5 @@ TEST_F(SimRecorderTest, LevelsPerChannelWithGainAndDuplicateLeft) {
     LRecordVolumeTable::Instance().Clear();
 }
 
-TEST_F(SimRecorderTest, LevelsReachTheUserInterfaceEveryNPlusTwoBuffers) {
-    Use(std::make_shared<LSineGenerator>(440.0, 0.5));
-    SharedLevelNotificationCounter() = 0;
-    ASSERT_TRUE(Start());
-    Pump(5, 0);
-    std::string pattern;
-    for (int i = 0; i < 8; ++i) {
-        int before = events.levelsUpdates;
-        Pump(1, 1);
-        recorder.Poll();
-        pattern += events.levelsUpdates > before ? 'L' : '.';
-    }
-    recorder.Stop();
-    // 8000 / 800 / 20 = 0: every second buffer.
-    EXPECT_EQ(pattern, ".L.L.L.L");
-    EXPECT_EQ(events.lastLevels[0].Value(), 6);
-}
-
 }  // namespace
 }  // namespace vocarta::test

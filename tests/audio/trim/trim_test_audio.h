@@ -57,6 +57,22 @@ inline Runs RunsOf(const std::vector<float>& samples, unsigned channels, float t
     return runs;
 }
 
+// Loud (a peak above 0.1) and quiet whole milliseconds of `channel` of
+// interleaved audio (-1: of any channel), as runs; for decoded files, where a
+// lossy codec blurs single frames.
+inline Runs MsRuns(const std::vector<float>& samples, unsigned channels, int channel = -1) {
+    Runs runs;
+    for (uint64_t ms = 0; Ms(ms + 1) <= samples.size() / channels; ++ms) {
+        float peak = 0;
+        for (uint64_t i = Ms(ms) * channels; i < Ms(ms + 1) * channels; ++i)
+            if (channel < 0 || int(i % channels) == channel)
+                peak = std::max(peak, std::fabs(samples[i]));
+        if (runs.empty() || runs.back().first != (peak > 0.1f)) runs.push_back({peak > 0.1f, 0});
+        ++runs.back().second;
+    }
+    return runs;
+}
+
 // Stretches written as text, "L500 S1000": loud or silent, in milliseconds
 // ("S400-1" is one frame short of 400 ms).
 inline Runs StretchRuns(const std::string& text) {

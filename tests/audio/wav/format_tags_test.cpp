@@ -6,16 +6,9 @@
 
 using namespace vocarta;
 
-TEST(FormatTags, NamesOfRegisteredAndUnknownTags) {
-    EXPECT_STREQ(WaveFormatTagName(1), "Microsoft PCM Format");
-    EXPECT_STREQ(WaveFormatTagName(2), "Microsoft ADPCM Format");
-    EXPECT_STREQ(WaveFormatTagName(3), "IEEE Float");
-    EXPECT_STREQ(WaveFormatTagName(6), "Microsoft ALAW (CCITT A-Law)");
-    EXPECT_STREQ(WaveFormatTagName(7), "Microsoft MULAW (CCITT u-Law)");
-    EXPECT_STREQ(WaveFormatTagName(49), "Microsoft GSM 6.10");
-    EXPECT_STREQ(WaveFormatTagName(0x55), "MPEG-1 Layer 3 (MP3)");
-    EXPECT_STREQ(WaveFormatTagName(0xFFFE), "Extensible wave format");
-    // Neighbours of registered tags and the ends of the range.
+TEST(FormatTags, UnknownTagsAndTheEndsOfTheRange) {
+    // The registered names themselves show in the format descriptions checked by
+    // the reader and writer tests; here the lookup at the edges of the table.
     EXPECT_STREQ(WaveFormatTagName(0x000C), "In Development / Unregistered");
     EXPECT_STREQ(WaveFormatTagName(0xFFFD), "In Development / Unregistered");
     EXPECT_STREQ(WaveFormatTagName(0xFFFF), "In Development / Unregistered");

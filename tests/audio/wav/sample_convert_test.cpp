@@ -14,19 +14,10 @@ namespace vocarta::wav {
 namespace {
 
 TEST(SampleConvert, VectorS16MatchesTheExactConversion) {
-    std::vector<float> in = {0.0f,
-                             -0.0f,
-                             1.0f,
-                             -1.0f,
-                             1.5f,
-                             -1.5f,
-                             1e30f,
-                             -1e30f,
-                             std::numeric_limits<float>::infinity(),
-                             -std::numeric_limits<float>::infinity(),
-                             std::numeric_limits<float>::quiet_NaN(),
-                             0.5f / 32767,
-                             -0.5f / 32767};
+    const float inf = std::numeric_limits<float>::infinity();
+    const float nan = std::numeric_limits<float>::quiet_NaN();
+    std::vector<float> in = {0, -0.0f, 1, -1, 1.5f, -1.5f, 1e30f, -1e30f, inf, -inf, nan};
+    in.insert(in.end(), {0.5f / 32767, -0.5f / 32767});
     // Floats next to every (k + 0.5) / 32767, both sides, over the whole range.
     for (int k = -32769; k <= 32768; k += 7) {
         float x = float((k + 0.5) / 32767.0);

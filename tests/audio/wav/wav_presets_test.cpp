@@ -32,20 +32,13 @@ WavEncoderChoice Fixed(int codec, uint16_t channels, uint32_t rate, uint16_t bit
 
 }  // namespace
 
-TEST(WavPresets, ListsInOrder) {
-    const char* expected[] = {"Auto (Preserves Original Format)", "Custom",
-                              "High Quality (CD/DVD Quality)", "Medium Quality (AM Radio Quality)",
-                              "Low Quality (Telephone Quality)"};
-    for (int i = 0; i < kWavPresetCount; ++i)
-        EXPECT_STREQ(WavPresetName(WavPreset(i)), expected[i]);
+// The names in the lists are the window's own text; what is tested is the
+// logic: which entry a stored tag selects, and a source's rate among the offers.
+TEST(WavPresets, EncodingOfATagAndRatesOffered) {
     const uint16_t tags[] = {1, 49, 6, 7};
     for (int i = 0; i < kWavEncodingCount; ++i) EXPECT_EQ(WavEncodingAt(i).tag, tags[i]);
-    EXPECT_STREQ(WavEncodingAt(2).name, "A-LAW");
-    EXPECT_STREQ(WavEncodingAt(3).name, "MU-LAW");
     EXPECT_EQ(WavEncodingIndexOfTag(7), 3);
     EXPECT_EQ(WavEncodingIndexOfTag(3), 0);  // float shows as PCM
-    EXPECT_EQ(WavSampleRateText(44100), "44100 Hz");
-    EXPECT_EQ(WavSampleSizeText(24), "24 bits Integer");
     auto rates = WavSampleRates(12345);
     EXPECT_TRUE(std::is_sorted(rates.begin(), rates.end()));
     EXPECT_EQ(std::count(rates.begin(), rates.end(), 12345u), 1);

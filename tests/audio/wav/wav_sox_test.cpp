@@ -95,29 +95,16 @@ TEST(WavSox, G711MatchesSoxOnEverySample) {
     std::string codes;
     for (int c = 0; c < 256; ++c) codes += char(c);
     ASSERT_TRUE(WriteFile(dir.File("codes.raw"), codes));
+    // Mono 8 kHz raw audio from one encoding to another, without dither.
+    auto soxRaw = [](const std::string& in, const std::string& inEncoding, const char* inBits,
+                     const std::string& out, const std::string& outEncoding, const char* outBits) {
+        Tool({"sox", "-D", "-t", "raw", "-r",  "8000", "-e",        inEncoding, "-b",    inBits,
+              "-c",  "1",  in,   "-t",  "raw", "-e",   outEncoding, "-b",       outBits, out});
+    };
     for (bool mu : {false, true}) {
         SCOPED_TRACE(mu ? "mu-law" : "A-law");
         const std::string encoding = mu ? "mu-law" : "a-law";
-        Tool({"sox",
-              "-D",
-              "-t",
-              "raw",
-              "-r",
-              "8000",
-              "-e",
-              "signed",
-              "-b",
-              "16",
-              "-c",
-              "1",
-              dir.File("all.raw"),
-              "-t",
-              "raw",
-              "-e",
-              encoding,
-              "-b",
-              "8",
-              dir.File("enc.raw")});
+        soxRaw(dir.File("all.raw"), "signed", "16", dir.File("enc.raw"), encoding, "8");
         std::string sox = ReadFile(dir.File("enc.raw"));
         ASSERT_EQ(sox.size(), 65536u);
         // G.711 codes 13-bit (A-law) or 14-bit (µ-law) samples. On inputs that
@@ -139,8 +126,7 @@ TEST(WavSox, G711MatchesSoxOnEverySample) {
         }
         EXPECT_EQ(mismatches, 0);
 
-        Tool({"sox", "-t", "raw", "-r", "8000", "-e", encoding, "-b", "8", "-c", "1",
-              dir.File("codes.raw"), "-t", "raw", "-e", "signed", "-b", "16", dir.File("dec.raw")});
+        soxRaw(dir.File("codes.raw"), encoding, "8", dir.File("dec.raw"), "signed", "16");
         std::string decoded = ReadFile(dir.File("dec.raw"));
         ASSERT_EQ(decoded.size(), 512u);
         for (int c = 0; c < 256; ++c) {
