@@ -5,6 +5,7 @@
 
 #include "gui/hotkey_service.h"
 
+#include <QAction>
 #include <map>
 #include <thread>
 
@@ -131,5 +132,7 @@ TEST_F(HotkeyServiceTest, PressesReachTheSessionOnTheMainLoopOnly) {
     EXPECT_EQ(keys[MakeVirtualHotkey(kVkF7)], "Stop and Mark Done");
     EXPECT_EQ(keys[MakeVirtualHotkey(kVkHome)], "Retake Recording/Replay");
     EXPECT_EQ(keys[MakeVirtualHotkey(kVkSpace)], "Play Recording");
-    EXPECT_EQ(keys[MakeHotkey(u'Q', kHotkeyControl)], "Quit");
+    // Quit's key is the platform's (none in some keyboard schemes).
+    if (window.Actions().quit->shortcut() == QKeySequence(Qt::CTRL | Qt::Key_Q))
+        EXPECT_EQ(keys[MakeHotkey(u'Q', kHotkeyControl)], "Quit");
 }
