@@ -75,10 +75,10 @@ class HotkeyTest(unittest.TestCase):
         self.keys("Add New Hot-Key", "Return")
         self.gone("Add New Hot-Key")
 
-    def press(self, key, log_line):
-        """A hot-key pressed while the other program has the focus."""
+    def press(self, key, log_line, focus=None):
+        """A hot-key pressed while the other program (or `focus`) has the focus."""
         before = self.env.count_log(log_line)
-        self.x("xdotool", "windowfocus", "--sync", self.other_window)
+        self.x("xdotool", "windowfocus", "--sync", focus or self.other_window)
         self.x("xdotool", "key", key)
         self.env.wait_for_log(log_line, before + 1, 10, self.copy)
 
@@ -114,6 +114,13 @@ class HotkeyTest(unittest.TestCase):
         self.keys("Options", "Tab", "Return")  # from Add on to OK
         self.gone("Options")
         self.env.wait_for_log("Options stored", 1, 10, self.copy)
+        # They work at once, without a new start.
+        window = self.window(TITLE)
+        self.press(RECORD_KEY, "Command from the hot-key: record", window)
+        self.env.wait_for_audio(self.env.take(0), beyond=100)
+        self.press(STOP_KEY, "Command from the hot-key: stop", window)
+        self.env.wait_for_log("Recording complete for file: " + self.env.take(0), 1, 20,
+                              self.copy)
         self.env.command("-exit")
         self.assertEqual(self.copy.wait(timeout=20), 0)
 
@@ -141,7 +148,7 @@ class HotkeyTest(unittest.TestCase):
 
         # Lengths are measured from the first audio of each stretch: a stream
         # takes a moment to deliver after it connects.
-        take = self.env.take(0)
+        take = self.env.take(1)
         self.press(RECORD_KEY, "Command from the hot-key: record")
         started = self.env.wait_for_audio(take, beyond=100)  # past the header
         time.sleep(2)
