@@ -14,7 +14,9 @@
 #include "app/qt_main_loop.h"
 #include "app/running_copy.h"
 #include "app/windowed_entry.h"
+#include "gui/hotkey_service.h"
 #include "gui/main_window.h"
+#include "gui/options_dialog.h"
 #include "toolkit/paths.h"
 #include "toolkit/text.h"
 
@@ -76,7 +78,13 @@ int RunWindowed(InstanceSocket& socket, const std::vector<std::string>& args) {
     MainWindow window;
     RunningCopy copy(loop, window, socket);
     window.AttachCommands(&copy.Commands());
+    HotkeyService hotkeys(loop, window, copy.Commands());
+    QObject::connect(&window, &MainWindow::OptionsOpened, [&](OptionsDialog* options) {
+        hotkeys.AttachOptions(*options, WindowShortcuts(window.Actions()));
+    });
     copy.Start(args);
+    // After the own command line, which may ask for a recording to start now.
+    loop.Post([&hotkeys] { hotkeys.Start(); });
     const int status = copy.Run();
     window.AttachCommands(nullptr);
     return status;

@@ -1,7 +1,9 @@
 #include "gui/hotkey_dialog.h"
 
 #include <QComboBox>
+#include <QDialogButtonBox>
 #include <QFormLayout>
+#include <QPushButton>
 #include <QVBoxLayout>
 
 #include "app/session/main_dialog_view.h"
@@ -44,7 +46,12 @@ HotkeyDialog::HotkeyDialog(MainDialogView& view, const HotkeyBinding& stored,
     auto* layout = new QVBoxLayout(this);
     layout->addLayout(form);
     AddOkCancel(this, layout);
-    pressBox_->setFocus();
+    // The box takes every key, Tab and Return too: once it has one, OK takes
+    // the focus, so that the keyboard alone can confirm (the form top down:
+    // the command, Tab, the key, Return). Clicking the box takes another key.
+    if (auto* ok = findChild<QDialogButtonBox*>()->button(QDialogButtonBox::Ok))
+        connect(pressBox_, &HotkeyPressBox::KeyTaken, ok, qOverload<>(&QWidget::setFocus));
+    command_->setFocus();
 }
 
 int32_t HotkeyDialog::ChosenCommand() const {

@@ -42,9 +42,13 @@ HotkeyOptionsPage::HotkeyOptionsPage(MainDialogView& view, QWidget* parent)
     list_->setRootIsDecorated(false);
     list_->setSelectionMode(QAbstractItemView::ExtendedSelection);
     list_->header()->setSectionResizeMode(0, QHeaderView::Stretch);
-    add_ = NamedButton(this, "hotkeyAdd", tr("Add..."));
-    change_ = NamedButton(this, "hotkeyChange", tr("Change..."));
-    delete_ = NamedButton(this, "hotkeyDelete", tr("Delete"));
+    windowKeys_ = new QLabel(this);
+    windowKeys_->setObjectName("hotkeyWindowKeys");
+    windowKeys_->setWordWrap(true);
+    windowKeys_->hide();  // until the window gives its keys
+    add_ = NamedButton(this, "hotkeyAdd", tr("&Add..."));
+    change_ = NamedButton(this, "hotkeyChange", tr("C&hange..."));
+    delete_ = NamedButton(this, "hotkeyDelete", tr("&Delete"));
 
     auto* buttons = new QHBoxLayout;
     buttons->addWidget(add_);
@@ -56,6 +60,7 @@ HotkeyOptionsPage::HotkeyOptionsPage(MainDialogView& view, QWidget* parent)
     layout->addWidget(status_);
     layout->addWidget(list_);
     layout->addLayout(buttons);
+    layout->addWidget(windowKeys_);
 
     connect(add_, &QPushButton::clicked, this, [this] { AddBinding(); });
     connect(change_, &QPushButton::clicked, this, [this] { ChangeBinding(); });
@@ -70,6 +75,18 @@ HotkeyOptionsPage::HotkeyOptionsPage(MainDialogView& view, QWidget* parent)
 void HotkeyOptionsPage::SetKeyDescriber(std::function<std::string(int)> describer) {
     describer_ = std::move(describer);
     Reload();
+}
+
+void HotkeyOptionsPage::SetWindowShortcuts(const std::vector<WindowShortcut>& shortcuts) {
+    appShortcuts_.clear();
+    QStringList shown;
+    for (const auto& s : shortcuts) {
+        appShortcuts_.push_back(s.key);
+        shown << QString::fromStdString(s.command + " (" + HotkeyName(s.key) + ")");
+    }
+    windowKeys_->setText(tr("The main window's own keys cannot be hot-keys: %1.")
+                             .arg(shown.join(QStringLiteral(", "))));
+    windowKeys_->setVisible(!shortcuts.empty());
 }
 
 void HotkeyOptionsPage::ShowServiceStatus(const QString& text) {
@@ -99,7 +116,10 @@ void HotkeyOptionsPage::UpdateButtons() {
 
 bool HotkeyOptionsPage::Edit(const HotkeyBinding& binding) {
     HotkeyDialog dialog(view_, binding, bindings_, appShortcuts_, commands_, this);
-    if (dialog.exec() != QDialog::Accepted) return false;
+    emit KeyCaptureChanged(true);
+    const bool saved = dialog.exec() == QDialog::Accepted;
+    emit KeyCaptureChanged(false);
+    if (!saved) return false;
     Reload();
     emit BindingsChanged();
     return true;

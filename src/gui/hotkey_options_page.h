@@ -5,7 +5,8 @@
 // "Enabled" is stored with the rest of the options (Store()).
 //
 // What the main window gives the page: its own keyboard shortcuts, so that no
-// hot-key takes one (SetAppShortcuts), how the running registrar shows a key
+// hot-key takes one and the user sees which keys are the window's
+// (SetWindowShortcuts; SetAppShortcuts for the keys alone), how the running registrar shows a key
 // where the desktop chooses it (SetKeyDescriber), and the registrar's state
 // (ShowServiceStatus); until then the page probes the desktop itself.
 //
@@ -28,6 +29,13 @@ namespace vocarta {
 
 class MainDialogView;
 
+// One of the main window's own keyboard shortcuts: its command, as the menu
+// names it, and its key.
+struct WindowShortcut {
+    std::string command;
+    HotkeyValue key = 0;
+};
+
 class HotkeyOptionsPage final : public QWidget {
     Q_OBJECT
 
@@ -37,6 +45,8 @@ class HotkeyOptionsPage final : public QWidget {
     void SetAppShortcuts(std::vector<HotkeyValue> shortcuts) {
         appShortcuts_ = std::move(shortcuts);
     }
+    // The window's shortcuts: kept from hot-keys and listed below the bindings.
+    void SetWindowShortcuts(const std::vector<WindowShortcut>& shortcuts);
     void SetCommands(std::vector<HotkeyCommandInfo> commands) { commands_ = std::move(commands); }
     // Returns the key as the desktop shows it for a binding id, or "".
     void SetKeyDescriber(std::function<std::string(int bindingId)> describer);
@@ -56,6 +66,9 @@ class HotkeyOptionsPage final : public QWidget {
   signals:
     // A binding was saved or deleted: registrations must follow.
     void BindingsChanged();
+    // The hot-key dialog opens (true) or closes (false): while it is open the
+    // keys pressed into its "Press Key" box must reach it, not a registration.
+    void KeyCaptureChanged(bool capturing);
 
   private:
     bool Edit(const HotkeyBinding& binding);
@@ -69,6 +82,7 @@ class HotkeyOptionsPage final : public QWidget {
     QCheckBox* enabled_;
     QLabel* status_;
     QTreeWidget* list_;
+    QLabel* windowKeys_;
     QPushButton* add_;
     QPushButton* change_;
     QPushButton* delete_;

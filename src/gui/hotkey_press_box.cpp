@@ -65,6 +65,13 @@ bool IsModifierKey(int key) {
     return ModifierOfKey(key) != 0 || key == Qt::Key_AltGr;
 }
 
+// The key part of a hot-key value for Qt's key: its code, or its character.
+HotkeyValue KeyPart(int key) {
+    if (HotkeyValue special = SpecialKey(key)) return special;
+    if (key > 0x20 && key <= 0xFF) return MakeHotkey(UpperCaseCharacter(char16_t(key)), 0);
+    return 0;
+}
+
 }  // namespace
 
 HotkeyPressBox::HotkeyPressBox(QWidget* parent) : QLineEdit(parent) {
@@ -92,11 +99,16 @@ HotkeyValue HotkeyPressBox::KeyOfEvent(const QKeyEvent& event) {
     const QString platform = QGuiApplication::platformName();
     if (event.nativeVirtualKey() != 0 && (platform == "xcb" || platform.startsWith("wayland")))
         key = KeysymToHotkey(event.nativeVirtualKey());
-    if (key == 0) key = SpecialKey(event.key());
-    if (key == 0 && event.key() > 0x20 && event.key() <= 0xFF)
-        key = MakeHotkey(UpperCaseCharacter(char16_t(event.key())), 0);
+    if (key == 0) key = KeyPart(event.key());
     if (key == 0) return 0;
     return key | ModifiersOf(event.modifiers());
+}
+
+HotkeyValue HotkeyPressBox::KeyOfCombination(QKeyCombination combination) {
+    const int key = int(combination.key());
+    if (IsModifierKey(key)) return 0;
+    const HotkeyValue part = KeyPart(key);
+    return part == 0 ? 0 : part | ModifiersOf(combination.keyboardModifiers());
 }
 
 bool HotkeyPressBox::event(QEvent* e) {
@@ -125,7 +137,10 @@ void HotkeyPressBox::keyPressEvent(QKeyEvent* event) {
         setText(QString::fromStdString(HotkeyName(held)));
         return;
     }
-    if (HotkeyValue key = KeyOfEvent(*event)) SetKey(key);
+    if (HotkeyValue key = KeyOfEvent(*event)) {
+        SetKey(key);
+        emit KeyTaken();
+    }
 }
 
 void HotkeyPressBox::keyReleaseEvent(QKeyEvent* event) {

@@ -26,9 +26,14 @@ class HotkeyPressBox final : public QLineEdit {
     // The hot-key value of a key event; 0 for a modifier key alone or a key
     // that cannot be a hot-key.
     static HotkeyValue KeyOfEvent(const QKeyEvent& event);
+    // The hot-key value of a key combination as Qt names it (a window
+    // shortcut); 0 where a hot-key value cannot hold it.
+    static HotkeyValue KeyOfCombination(QKeyCombination combination);
 
   signals:
     void KeyChanged(HotkeyValue key);
+    // A key was pressed and taken (not set by the program).
+    void KeyTaken();
 
   protected:
     bool event(QEvent* event) override;

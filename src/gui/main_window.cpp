@@ -341,6 +341,7 @@ int MainWindow::MeterLevel(int channel) const {
 
 bool MainWindow::OpenOptions() {
     OptionsDialog options(*this, this);
+    emit OptionsOpened(&options);
     if (options.exec() != QDialog::Accepted) return false;
     // A recording keeps its format; the next one shows the new format when it starts.
     if (look_ == SessionLook::Idle) SetFormatText(CurrentFormatDisplayText());

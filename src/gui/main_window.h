@@ -31,6 +31,7 @@ class QToolBar;
 namespace vocarta {
 
 class LevelMeter;
+class OptionsDialog;
 class SessionDispatcher;
 class TrayIcon;
 
@@ -82,6 +83,10 @@ class MainWindow final : public QMainWindow, public MainDialogView {
     bool OpenOptions();
     // Quit, or the window's close box: the session decides.
     void RequestClose();
+
+  signals:
+    // The options window is about to open (modal), for those who add to it.
+    void OptionsOpened(OptionsDialog* options);
 
   protected:
     void closeEvent(QCloseEvent* event) override;

@@ -32,9 +32,9 @@ OptionsDialog::OptionsDialog(MainDialogView& view, QWidget* parent, LDeviceEnume
     tabs_->addTab(recording_, tr("Recording"));
     tabs_->addTab(device_, tr("Device"));
     tabs_->addTab(trim_, tr("Trimming"));
-    auto* hotkeys = new HotkeyOptionsPage(view, tabs_);
-    tabs_->addTab(hotkeys, tr("Hot-Keys"));
-    connect(this, &QDialog::accepted, hotkeys, &HotkeyOptionsPage::Store);
+    hotkeys_ = new HotkeyOptionsPage(view, tabs_);
+    tabs_->addTab(hotkeys_, tr("Hot-Keys"));
+    connect(this, &QDialog::accepted, hotkeys_, &HotkeyOptionsPage::Store);
     tabs_->addTab(new TransmitOptionsPage(
                       view, [this] { return recording_->ChosenOptions().folder; }, tabs_),
                   tr("Transmit"));

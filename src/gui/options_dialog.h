@@ -14,6 +14,7 @@ class QTabWidget;
 namespace vocarta {
 
 class DeviceOptionsPage;
+class HotkeyOptionsPage;
 class LDeviceEnumerator;
 class MainDialogView;
 class RecordingOptionsPage;
@@ -31,6 +32,7 @@ class OptionsDialog final : public QDialog {
     RecordingOptionsPage& RecordingPage() { return *recording_; }
     DeviceOptionsPage& DevicePage() { return *device_; }
     TrimOptionsPage& TrimPage() { return *trim_; }
+    HotkeyOptionsPage& HotkeyPage() { return *hotkeys_; }
 
     void accept() override;
     void reject() override;
@@ -41,6 +43,7 @@ class OptionsDialog final : public QDialog {
     RecordingOptionsPage* recording_;
     DeviceOptionsPage* device_;
     TrimOptionsPage* trim_;
+    HotkeyOptionsPage* hotkeys_;
 };
 
 }  // namespace vocarta

@@ -17,10 +17,12 @@ _XDG = (("XDG_CONFIG_HOME", ".config"), ("XDG_DATA_HOME", ".local/share"),
 
 
 def start_xvfb(env):
-    """A private Xvfb, named by DISPLAY in `env`; it picks a free display number."""
+    """A private Xvfb, named by DISPLAY in `env`; it picks a free display number and
+    is ready once it has written it. -noreset: the server would otherwise start over
+    (dropping every key grab) whenever its last client leaves."""
     read_fd, write_fd = os.pipe()
-    xvfb = subprocess.Popen(["Xvfb", "-displayfd", str(write_fd), "-nolisten", "tcp", "-screen",
-                             "0", "1024x768x24"], pass_fds=(write_fd,),
+    xvfb = subprocess.Popen(["Xvfb", "-displayfd", str(write_fd), "-nolisten", "tcp", "-noreset",
+                             "-screen", "0", "1024x768x24"], pass_fds=(write_fd,),
                             stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
     os.close(write_fd)
     with os.fdopen(read_fd) as numbers:
