@@ -18,6 +18,19 @@ SOURCE = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file_
 BASH_COMPLETION = "/usr/share/bash-completion/bash_completion"
 
 
+def exec_lines(path):
+    """The Exec line of each group of a desktop entry, split into words."""
+    lines, group = {}, None
+    with open(path, encoding="utf-8") as f:
+        for line in f:
+            line = line.strip()
+            if line.startswith("["):
+                group = line[1:-1]
+            elif line.startswith("Exec="):
+                lines[group] = line[len("Exec="):].split()
+    return lines
+
+
 class PackageTest(unittest.TestCase):
     def setUp(self):
         require_tools(self, ("pulseaudio", "pactl", "sox", "soxi", "flac", "dpkg-deb", "ldd",
@@ -88,6 +101,28 @@ class PackageTest(unittest.TestCase):
             self.assertAlmostEqual(SessionEnv.duration(take), 2.0, delta=0.6)
             self.assertGreater(SessionEnv.rms(take), 0.01, "the microphone's sound")
 
+            # The desktop entries' own Exec lines drive the installed program.
+            apps = os.path.join(root, "usr", "share", "applications")
+            actions = exec_lines(os.path.join(apps, "com.vocarta.SoundRecorder.desktop"))
+            player = exec_lines(os.path.join(apps, "com.vocarta.SoundRecorder.Player.desktop"))
+            self.assertEqual(actions["Desktop Entry"], ["vocarta"])
+
+            def launch(words, *files):
+                self.assertEqual(words[0], "vocarta")
+                args = [a for w in words[1:] for a in (files if w == "%f" else (w,))]
+                result, _ = env.launch(*args)
+                self.assertEqual(result.returncode, 0, (words, result.stderr))
+
+            # Record starts a copy (headless here: no display), Stop ends the take.
+            running = env.popen(*actions["Desktop Action Record"][1:], nogui=False)
+            env.wait_for_log("Recording into ", 2, 20, running)
+            second = [line for line in env.log_lines()
+                      if line.startswith("Recording into ")][-1][len("Recording into "):]
+            env.wait_for_audio(second)
+            launch(actions["Desktop Action Stop"])
+            env.wait_for_log("Recording complete for file: " + second, 1, 10, running)
+            self.assertGreater(SessionEnv.duration(second), 0.1)
+
             # Find Recordings hands the record folder to the desktop's opener.
             opener_dir = os.path.join(env.root, "opener")
             os.makedirs(opener_dir)
@@ -96,19 +131,17 @@ class PackageTest(unittest.TestCase):
                 f.write('#!/bin/sh\nprintf "%%s\\n" "$@" > %s\n' % opened)
             os.chmod(os.path.join(opener_dir, "xdg-open"), 0o755)
             env.env["PATH"] = opener_dir + ":" + env.env["PATH"]
-            result, _ = env.launch("-findrecordings")
-            self.assertEqual(result.returncode, 0, result.stderr)
+            launch(actions["Desktop Action FindRecordings"])
             env.wait_until(lambda: os.path.exists(opened) and os.path.getsize(opened), 10,
                            "xdg-open started")
             with open(opened) as f:
                 self.assertEqual(f.read().splitlines(), [env.rec])
 
             # A file opened from the file manager is played by the running copy; Ogg
-            # is one of the types the desktop entry claims.
+            # is one of the types the entry claims.
             ogg = os.path.join(env.root, "talk.ogg")
             run("sox", take, ogg)
-            running = env.start()
-            env.command("-playfile", "talk.ogg")
+            launch(player["Desktop Entry"], "talk.ogg")
             env.wait_for_log("Playing " + ogg, 1, 10, running)
             env.command("-exit")
             self.assertEqual(running.wait(timeout=20), 0, env.describe())
