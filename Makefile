@@ -1,6 +1,9 @@
 # Two entry points: `make run` builds and starts Vocarta, `make test` builds and
 # runs every test. Both install missing Debian packages first.
 #
+# `make package` builds the Debian package (in $(BUILD_DIR)); `make install`
+# installs into PREFIX (default /usr/local), under DESTDIR when given.
+#
 # `make test` runs each test once: the unit tests in a build with
 # AddressSanitizer and UndefinedBehaviorSanitizer ($(ASAN_DIR)), the end-to-end
 # tests against the normal build's programs ($(BUILD_DIR)).
@@ -10,13 +13,16 @@ BUILD_TYPE ?= RelWithDebInfo
 JOBS ?= $(shell nproc)
 FUZZ_DIR ?= build-fuzz
 FUZZ_SECONDS ?= 60
+PREFIX ?= /usr/local
+# What an installation holds; the tests and benchmarks are not built for it.
+INSTALLED_TARGETS = vocarta vocarta-defaults desktop_data package_docs
 # Leaks inside system libraries the GUI tests load (fontconfig) are not ours.
 SANITIZER_ENV = ASAN_OPTIONS=detect_leaks=1:strict_string_checks=1 \
 	UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
 	LSAN_OPTIONS=suppressions=$(CURDIR)/tests/support/lsan.supp:print_suppressions=0
 
 .PHONY: all deps test-deps fuzz-deps configure build run test test-unit test-e2e \
-	check-format bench fuzz fuzz-run clean
+	check-format bench fuzz fuzz-run clean install package
 
 all: build
 
@@ -37,6 +43,14 @@ build: deps configure
 
 run: build
 	./$(BUILD_DIR)/vocarta
+
+install: deps configure
+	cmake --build $(BUILD_DIR) -j$(JOBS) --target $(INSTALLED_TARGETS)
+	DESTDIR="$(DESTDIR)" cmake --install $(BUILD_DIR) --prefix "$(PREFIX)"
+
+package: deps configure
+	cmake --build $(BUILD_DIR) -j$(JOBS) --target $(INSTALLED_TARGETS)
+	cd $(BUILD_DIR) && cpack -G DEB
 
 test: test-unit test-e2e
 

@@ -6,14 +6,16 @@ set -eu
 BUILD_PKGS="cmake g++ make pkg-config qt6-base-dev qt6-qpa-plugins libpulse-dev
 libsndfile1-dev libflac-dev libmp3lame0 libmpg123-dev libgsm1-dev libsoxr-dev
 libpugixml-dev libssl-dev libgtest-dev libgmock-dev libbenchmark-dev libxcb1-dev
-libx11-dev libsystemd-dev"
+libx11-dev libsystemd-dev python3 librsvg2-bin dpkg-dev"
 # Real peers the tests drive: a sound server, an X server, decoders, network servers,
 # a systemd user manager and cron for schedules (faketime moves cron's clock), and
-# GLib's launcher for the autostart entry.
+# GLib's launcher for the autostart entry; the Debian package's checkers and the
+# bash completion its test drives.
 TEST_PKGS="clang-format pulseaudio pulseaudio-utils xvfb xdotool x11-utils xauth trayer sox
 libsox-fmt-all flac lame mpg123 python3 python3-pyftpdlib python3-openssl python3-aiosmtpd
 imagemagick openssl curl dbus-daemon python3-dbus python3-gi systemd cron faketime libglib2.0-bin
-vsftpd dnsmasq-base"
+vsftpd dnsmasq-base
+desktop-file-utils appstream lintian man-db bash-completion file"
 # The fuzz targets: clang with its libFuzzer and sanitizer runtimes.
 FUZZ_PKGS="clang libclang-rt-dev"
 

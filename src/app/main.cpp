@@ -5,9 +5,36 @@
 #include "app/instance/instance_socket.h"
 #include "app/instance/program_options.h"
 #include "app/running_copy.h"
+#include "app/session/file_naming.h"
 #include "app/windowed_entry.h"
 #include "audio/capture/device_listing.h"
+#include "schedule/process_run.h"
 #include "toolkit/paths.h"
+
+namespace {
+
+// The desktop's "Find Recordings": the record folder in the user's file
+// manager, with no running copy needed.
+int OpenRecordFolder() {
+    using namespace vocarta;
+    const std::string folder = RecordFolder();
+    if (!DirExists(folder)) {
+        std::fprintf(stderr,
+                     "vocarta: the record folder %s does not exist yet; the first recording "
+                     "makes it\n",
+                     folder.c_str());
+        return 1;
+    }
+    const LStatus started = StartDetachedProcess({"xdg-open", folder});
+    if (!started.Ok()) {
+        std::fprintf(stderr, "vocarta: cannot open %s: %s\n", folder.c_str(),
+                     started.Error().Message().c_str());
+        return 1;
+    }
+    return 0;
+}
+
+}  // namespace
 
 int main(int argc, char** argv) {
     using namespace vocarta;
@@ -31,6 +58,7 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "vocarta: %s\n", note.c_str());
     // Listing devices needs no running copy and must not become one.
     if (options.listDevices) return PrintInputDeviceList(stdout);
+    if (options.findRecordings) return OpenRecordFolder();
     InstanceSocket socket;
     switch (socket.Elect(options.args)) {
         case InstanceRole::Forwarded:

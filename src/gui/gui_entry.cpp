@@ -17,6 +17,7 @@
 #include "gui/hotkey_service.h"
 #include "gui/main_window.h"
 #include "gui/options_dialog.h"
+#include "settings/settings.h"
 #include "toolkit/paths.h"
 #include "toolkit/text.h"
 
@@ -74,6 +75,8 @@ int RunWindowed(InstanceSocket& socket, const std::vector<std::string>& args) {
     // message boxes keep their titles exactly.
     // The controller ends the program; a hidden window or a closed message box must not.
     QApplication::setQuitOnLastWindowClosed(false);
+    // Lets a Wayland desktop match the windows to the installed desktop entry.
+    QGuiApplication::setDesktopFileName(QString::fromUtf8(kAppDomain));
     QtMainLoop loop;
     MainWindow window;
     RunningCopy copy(loop, window, socket);

@@ -11,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "help/vocarta-defaults_help.h"
 #include "settings/settings.h"
 #include "toolkit/text.h"
 
@@ -20,19 +21,6 @@ namespace {
 constexpr int kExitOk = 0;
 constexpr int kExitFailed = 1;  // missing key, nothing to delete, or not saved
 constexpr int kExitUsage = 2;
-
-constexpr char kUsage[] =
-    "Usage: vocarta-defaults read                      all settings, sorted\n"
-    "       vocarta-defaults read Section/Key          one value (exit 1 when missing)\n"
-    "       vocarta-defaults write Section/Key value\n"
-    "       vocarta-defaults write-password Section/Key\n"
-    "                                                  a password or token, read from standard\n"
-    "                                                  input (one line), stored protected\n"
-    "       vocarta-defaults delete Section/Key        also removes its protected twin\n"
-    "       vocarta-defaults delete-tree Section       every key under the section\n"
-    "A section may itself contain \"/\": the key is the part after the last \"/\".\n"
-    "In the full listing a line break inside a value is shown as \\n (\\r likewise).\n"
-    "Protected values and passwords are never shown: read prints \"(protected)\".\n";
 
 constexpr char kProtectedShown[] = "(protected)";
 // Longer than any password or token a server takes.
@@ -251,7 +239,7 @@ int DeleteTree(const std::string& section) {
 }
 
 int Usage(FILE* to, int status) {
-    std::fputs(kUsage, to);
+    std::fputs(kVocartaDefaultsHelp, to);
     return status;
 }
 

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <ctime>
+#include <fstream>
 
 #include "app/session/scheduled_end.h"
 
@@ -53,6 +54,8 @@ TEST(CommandLine, EachSwitchBecomesItsCommand) {
         {"-runinbackground", "?unknown"},  // the one switch that must match exactly
         {"-outdir /x/y -ms 1500", "outdir /x/y ms 1500"},
         {"-recordfile /x/a.ogg", "recordfile /x/a.ogg"},
+        {"-PLAYFILE /x/a.ogg -stop", "playfile /x/a.ogg stop"},
+        {"-playfile -stop", "stop !-playfile"},
         {"-record aif -s 22050 -m 1 -hide", "record aiff (encoder options) hide"},
         {"-record mp3 -cbr -b 128 -h -m j -p -stop", "record mp3 (encoder options) stop"},
         // The encoder options end at the program's own switches.
@@ -93,13 +96,16 @@ TEST(CommandLine, EachSwitchBecomesItsCommand) {
 
 TEST(CommandLine, LaunchOptionsAreTakenOutAndPathsMarked) {
     ParsedCommandLine p = ParseCommandLine(
-        Line("-nogui -record mp3 -cbr -b 128 -h -m j -p -outdir rel -devices -recordfile a.wav"));
-    EXPECT_TRUE(p.noGui && p.listDevices);
+        Line("-nogui -record mp3 -cbr -b 128 -h -m j -p -outdir rel -devices -recordfile a.wav "
+             "-findrecordings -playfile b.ogg"));
+    EXPECT_TRUE(p.noGui && p.listDevices && p.findRecordings);
     EXPECT_FALSE(p.help) << "-h in the MP3 options is the high-quality word, not help";
-    EXPECT_EQ(p.forward, Line("-record mp3 -cbr -b 128 -h -m j -p -outdir rel -recordfile a.wav"));
-    ASSERT_EQ(p.pathPositions.size(), 2u);
+    EXPECT_EQ(p.forward, Line("-record mp3 -cbr -b 128 -h -m j -p -outdir rel -recordfile a.wav "
+                              "-playfile b.ogg"));
+    ASSERT_EQ(p.pathPositions.size(), 3u);
     EXPECT_EQ(p.forward[p.pathPositions[0]], "rel");
     EXPECT_EQ(p.forward[p.pathPositions[1]], "a.wav");
+    EXPECT_EQ(p.forward[p.pathPositions[2]], "b.ogg");
     EXPECT_TRUE(ParseCommandLine(Line("-h")).help);
     EXPECT_TRUE(ParseCommandLine(Line("--help")).help);
     EXPECT_TRUE(ParseCommandLine(Line("-V")).version);
@@ -107,6 +113,22 @@ TEST(CommandLine, LaunchOptionsAreTakenOutAndPathsMarked) {
     EXPECT_FALSE(IsProgramSwitch("-h"));
     EXPECT_TRUE(IsProgramSwitch("-MS"));
     EXPECT_FALSE(IsProgramSwitch("-runinbackground"));
+}
+
+// The help text and manual page are written by hand: every switch they name
+// must be one the program reads, so a renamed switch cannot leave them behind.
+TEST(CommandLine, HelpNamesOnlyRealSwitches) {
+    std::ifstream in(std::string(VOCARTA_SOURCE_DIR) + "/data/help/vocarta.help");
+    ASSERT_TRUE(in) << "data/help/vocarta.help";
+    std::string line;
+    int entries = 0;
+    while (std::getline(in, line)) {
+        if (line.empty() || line[0] != '-') continue;
+        const std::string word = line.substr(0, line.find_first_of(" ,"));
+        EXPECT_TRUE(IsProgramSwitch(word) || word == "-h") << word;
+        ++entries;
+    }
+    EXPECT_GE(entries, 20);
 }
 
 TEST(ScheduledEnd, DateArithmetic) {

@@ -4,6 +4,7 @@
 
 #include "app/instance/command_record.h"
 #include "app/session/command_line.h"
+#include "help/vocarta_help.h"
 #include "toolkit/log.h"
 #include "toolkit/paths.h"
 #include "toolkit/text.h"
@@ -41,6 +42,7 @@ ProgramOptions ParseProgramOptions(int argc, const char* const* argv, const std:
     ProgramOptions options;
     options.noGui = parsed.noGui;
     options.listDevices = parsed.listDevices;
+    options.findRecordings = parsed.findRecordings;
     options.help = parsed.help;
     options.version = parsed.version;
     options.args = std::move(parsed.forward);
@@ -68,33 +70,7 @@ void PrintVersion(std::FILE* out) {
 }
 
 void PrintUsage(std::FILE* out) {
-    std::fputs(
-        "Usage: vocarta [-nogui] [switches]\n"
-        "       vocarta -devices | -h | --version\n"
-        "\n"
-        "A second launch hands its switches to the running copy and ends.\n"
-        "  -record [wav|mp3|aiff|flac [encoder options]]  start recording\n"
-        "  -recordfile FILE [encoder options]  record into FILE (format from its extension)\n"
-        "  -pause  -resume  -restart  -stop  -done  -play\n"
-        "  -outdir FOLDER      set the record folder\n"
-        "  -ms N               stop and quit after N milliseconds\n"
-        "  -exitifstop         quit when the recording stops\n"
-        "  -scheduled_launch HH:MM:SS [TITLE [-RunInBackground]]  record until that time\n"
-        "  -hide  -show  -exit\n"
-        "Encoder options end at the next switch of the program's own:\n"
-        "  wav  -s RATE -m CHANNELS -b BITS\n"
-        "  mp3  -cbr [-b KBPS] [-h] [-m s|j|f|m] -p  |  -vbr [-b MIN] [-B MAX] [-q 0-9] [-m MODE] "
-        "-p\n"
-        "  aiff -s RATE -m CHANNELS\n"
-        "  flac -s RATE, -m CHANNELS, -c LEVEL (any order)\n"
-        "Program options (not forwarded):\n"
-        "  -nogui              run without windows\n"
-        "  -devices            list the input devices and quit\n"
-        "  -h, --help          show this text and quit\n"
-        "  -V, --version       show the version and quit\n"
-        "A switch without its value, a value it cannot use, or an argument longer than 259\n"
-        "bytes ends the launch with status 2; nothing is handed to the running copy.\n",
-        out);
+    std::fputs(kVocartaHelp, out);
 }
 
 }  // namespace vocarta

@@ -1,9 +1,10 @@
 #pragma once
 // The launching process's reading of its command line: the options that belong
-// to this process (-nogui, -devices, --help, --version) are taken out, every
-// switch is checked, and what is left is what goes to the running copy. The
-// folder of -outdir and the file of -recordfile are made absolute here, because
-// the running copy may have been started from another folder.
+// to this process (-nogui, -devices, -findrecordings, --help, --version) are
+// taken out, every switch is checked, and what is left is what goes to the
+// running copy. The folder of -outdir and the files of -recordfile and
+// -playfile are made absolute here, because the running copy may have been
+// started from another folder.
 //
 // Threading: pure apart from `cwd`; any thread.
 
@@ -16,6 +17,7 @@ namespace vocarta {
 struct ProgramOptions {
     bool noGui = false;
     bool listDevices = false;
+    bool findRecordings = false;  // open the record folder in the file manager
     bool help = false;
     bool version = false;
     std::vector<std::string> args;  // for the running copy; args[0] is the program

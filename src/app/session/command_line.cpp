@@ -33,10 +33,10 @@ constexpr SimpleSwitch kSimpleSwitches[] = {
     {"-show", SessionCommandKind::kShow},
     {"-exit", SessionCommandKind::kExit},
 };
-constexpr const char* kValueSwitches[] = {"-scheduled_launch", "-record", "-recordfile", "-outdir",
-                                          "-ms"};
-constexpr const char* kProcessOptions[] = {"-nogui", "-devices",  "--help",
-                                           "-help",  "--version", "-V"};
+constexpr const char* kValueSwitches[] = {"-scheduled_launch", "-record", "-recordfile",
+                                          "-outdir",           "-ms",     "-playfile"};
+constexpr const char* kProcessOptions[] = {
+    "-nogui", "-devices", "-findrecordings", "--help", "-help", "--version", "-V"};
 
 class Parser {
   public:
@@ -79,6 +79,8 @@ class Parser {
             out_.noGui = true;
         else if (is("-devices"))
             out_.listDevices = true;
+        else if (is("-findrecordings"))
+            out_.findRecordings = true;
         else if (is("-h") || is("--help") || is("-help"))
             out_.help = true;
         else if (sw == "-V" || is("--version"))
@@ -97,6 +99,7 @@ class Parser {
         if (is("-recordfile")) return RecordFile();
         if (is("-ms")) return CloseAfter();
         if (is("-outdir")) return Outdir();
+        if (is("-playfile")) return PlayFile();
         if (sw == kRunInBackground) return Simple(SessionCommandKind::kExitIfStop);
         for (const SimpleSwitch& s : kSimpleSwitches)
             if (is(s.name)) return Simple(s.kind);
@@ -148,6 +151,17 @@ class Parser {
         const int from = i_;
         if (!TakeValue("a folder")) return Forward(from, from);
         SessionCommand command = SessionCommand::Of(SessionCommandKind::kSetRecordFolder);
+        command.text = At(++i_);
+        out_.pathPositions.push_back(out_.forward.size() + 1);
+        Forward(from, i_);
+        out_.commands.push_back(std::move(command));
+    }
+
+    // -playfile path: what a file manager's "Open With" hands over.
+    void PlayFile() {
+        const int from = i_;
+        if (!TakeValue("a file name")) return Forward(from, from);
+        SessionCommand command = SessionCommand::Of(SessionCommandKind::kPlayFile);
         command.text = At(++i_);
         out_.pathPositions.push_back(out_.forward.size() + 1);
         Forward(from, i_);

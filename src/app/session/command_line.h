@@ -29,12 +29,13 @@ struct ParsedCommandLine {
     std::vector<std::string> notes;
 
     // Options for the launching process itself, taken out of `forward`.
-    bool noGui = false;        // -nogui
-    bool listDevices = false;  // -devices
-    bool help = false;         // -h, --help, -help (at a switch position)
-    bool version = false;      // -V, --version
+    bool noGui = false;           // -nogui
+    bool listDevices = false;     // -devices
+    bool findRecordings = false;  // -findrecordings
+    bool help = false;            // -h, --help, -help (at a switch position)
+    bool version = false;         // -V, --version
     // The arguments to hand to the running copy (args[0] first), and the
-    // positions in it of the paths of -outdir and -recordfile, which the
+    // positions in it of the paths of -outdir, -recordfile and -playfile, which the
     // launching process makes absolute.
     std::vector<std::string> forward;
     std::vector<size_t> pathPositions;

@@ -83,6 +83,8 @@ class MainDialog {
     void Restart();
     void Stop();
     void Play();
+    // Plays a file given by path (not while recording, as Play).
+    void PlayFile(const std::string& path);
     void AfterStop(bool done);
     // A scheduled launch: records until `limitMs` from now, into `title` in the
     // record folder when given; with a recording and a limit already running,

@@ -141,4 +141,10 @@ void MainDialog::Play() {
     playback_.Play(lastRecordingPath_);
 }
 
+void MainDialog::PlayFile(const std::string& path) {
+    LogEvent("Play %s", path.c_str());
+    if (IsRecordingInProgress()) return;
+    playback_.Play(path);
+}
+
 }  // namespace vocarta

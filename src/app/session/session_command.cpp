@@ -21,6 +21,8 @@ const char* KindName(SessionCommandKind kind) {
             return "stop";
         case SessionCommandKind::kPlay:
             return "play";
+        case SessionCommandKind::kPlayFile:
+            return "playfile";
         case SessionCommandKind::kDone:
             return "done";
         case SessionCommandKind::kExitIfStop:
@@ -48,6 +50,7 @@ std::string SessionCommand::Describe() const {
         out += std::string(" ") + ToLowerAscii(OutputFormatWord(*format));
     switch (kind) {
         case SessionCommandKind::kRecordToFile:
+        case SessionCommandKind::kPlayFile:
         case SessionCommandKind::kSetRecordFolder:
             out += " " + text;
             break;

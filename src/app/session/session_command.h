@@ -23,6 +23,7 @@ enum class SessionCommandKind {
     kRestart,  // retake
     kStop,
     kPlay,
+    kPlayFile,    // -playfile path: a file opened from the file manager
     kDone,        // the after-stop step with "done"
     kExitIfStop,  // -exitifstop, -RunInBackground: end when the recording stops
     kHide,
@@ -50,7 +51,7 @@ struct SessionCommand {
     std::optional<OutputFormat> format;
     // The encoder options read after the format word or the path.
     std::optional<EncoderOptions> encoderOptions;
-    // kRecordToFile: the file; kSetRecordFolder: the folder; kScheduledLaunch:
+    // kRecordToFile, kPlayFile: the file; kSetRecordFolder: the folder; kScheduledLaunch:
     // the file title, when one was given.
     std::string text;
     bool hasTitle = false;

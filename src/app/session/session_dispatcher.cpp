@@ -86,6 +86,8 @@ void SessionDispatcher::Dispatch(const SessionCommand& command, CommandSource so
             return dialog_.Stop();
         case SessionCommandKind::kPlay:
             return dialog_.Play();
+        case SessionCommandKind::kPlayFile:
+            return dialog_.PlayFile(command.text);
         case SessionCommandKind::kDone:
             return dialog_.AfterStop(true);
         case SessionCommandKind::kExitIfStop:
