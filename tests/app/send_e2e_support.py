@@ -62,12 +62,14 @@ class SendEnv(SessionEnv):
         """A recording started by `record_args` (default -record wav) on the
         running copy, stopped with -stop once it holds a second of sound."""
         take = path or self.take(0)
+        # The event log writes a name as it is: its first line is what a log line holds.
+        logged = take.split("\n")[0]
         self.command(*(record_args or ("-record", "wav")))
-        self.wait_for_log("Recording into " + take)
+        self.wait_for_log("Recording into " + logged)
         self.wait_for_audio(take)
         self.wait_for_audio(take, beyond=os.path.getsize(take) + 176400)
         self.command("-stop")
-        self.wait_for_log("Recording complete for file: " + take)
+        self.wait_for_log("Recording complete for file: " + logged)
         return take
 
     def sent(self):
@@ -109,6 +111,7 @@ class SendEnv(SessionEnv):
         for proc in self._servers:
             proc.kill()
             proc.wait()
+            proc.stdout.close()
         try:  # the run method leaves its programs running when the program ends
             with open(os.path.join(self.tools, "pids")) as f:
                 for pid in f:

@@ -33,12 +33,12 @@ class SendOnTest(unittest.TestCase):
             copy = os.path.join(env.mirror, os.path.basename(take))
             self.assertTrue(filecmp.cmp(take, copy, shallow=False), "the mirror copy differs")
             self.assertEqual(env.calls(), [[take]], "the path is one argument")
+            command = '"%s" "%%s"' % env.program_path
             self.assertEqual([line[2:] for line in env.sent()],
-                             [["folder", env.mirror, "Ok"], ["run", env.program_path, "Ok"]])
+                             [["folder", env.mirror, "Ok"], ["run", command, "Ok"]])
             # Headless, each question is printed and answered "Yes".
             messages = env.stderr_of(0)
             self.assertIn(MIRROR_QUESTION % env.mirror, messages)
-            command = '"%s" "%%s"' % env.program_path
             self.assertIn(RUN_QUESTION % command, messages)
 
             hostile = os.path.join(env.rec, "a'$(touch x)`touch y`;touch z\nb.wav")
