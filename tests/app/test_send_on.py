@@ -1,11 +1,15 @@
 """End to end: the headless program hands each finished recording to the send
 queue - a mirror folder and a program receive it, hostile file names execute
-nothing, questions take their unattended answer, and a queue cut short by a kill
-or by the end of the program is taken up at the next start, within "FailCount"."""
+nothing, questions take their unattended answer, a queue cut short by a kill or
+by the end of the program is taken up at the next start, within "FailCount", and
+a record another process appends while it holds the queue's lock is not lost."""
 
+import fcntl
 import filecmp
 import os
+import shutil
 import signal
+import time
 import unittest
 
 from send_e2e_support import SendEnv, queue_bytes
@@ -92,6 +96,28 @@ class SendOnTest(unittest.TestCase):
             env.start()
             env.wait_until(lambda: not os.path.exists(env.queue), 10, "the queue deleted")
             self.assertEqual(len(env.calls()), 3, "sent from a queue past FailCount")
+
+    def test_a_record_another_process_appends_under_the_lock_is_kept_and_sent(self):
+        with SendEnv() as env:
+            env.use_program()
+            env.start()
+            first = env.record_and_stop()
+            env.wait_sent(1)
+            other = os.path.join(env.root, "from another process.wav")
+            shutil.copyfile(first, other)
+
+            fd = os.open(env.queue, os.O_RDWR | os.O_CREAT, 0o600)
+            try:
+                fcntl.flock(fd, fcntl.LOCK_EX)
+                os.write(fd, queue_bytes(0, [other]))
+                second = env.record_and_stop(path=env.take(1))
+                time.sleep(1)
+                self.assertEqual(os.path.getsize(env.queue), 8 + 272,
+                                 "the running copy appended without the lock")
+            finally:
+                os.close(fd)  # releases the lock
+            env.wait_sent(3)
+            self.assertEqual(env.calls(), [[first], [other], [second]])
 
 
 if __name__ == "__main__":
