@@ -3,7 +3,10 @@ with STARTTLS and AUTH LOGIN to aiosmtpd) and uploaded by FTP over TLS (to
 pyftpdlib), both byte-exact; the send log notes what each method did and how
 many bytes went up by FTP."""
 
+import email
+import email.utils
 import os
+import time
 import unittest
 
 from send_e2e_support import SUPPORT, SendEnv
@@ -53,6 +56,12 @@ class SendMailFtpTest(unittest.TestCase):
             self.assertEqual(kept("subject").decode(),
                              "Vocarta Sound Recorder - Emailed Recording Untitled 000.wav")
             self.assertEqual(kept("0.name").decode(), "Untitled 000.wav")
+            self.assertTrue(kept("text").decode().startswith(
+                "Attached is a recording made by Vocarta Sound Recorder.\r\n\r\n"
+                "  File Name: Untitled 000.wav\r\n"), kept("text"))
+            sent_at = email.utils.parsedate_to_datetime(
+                email.message_from_bytes(kept("eml"))["Date"]).timestamp()
+            self.assertLess(abs(sent_at - time.time()), 300, "Date is not the time of sending")
             self.assertTrue(kept("0.part") == original, "the attachment differs")
 
             with open(os.path.join(uploads, "Untitled 000.wav"), "rb") as f:
