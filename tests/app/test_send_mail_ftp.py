@@ -1,7 +1,8 @@
 """End to end: a recording made through the headless program is e-mailed (SMTP
 with STARTTLS and AUTH LOGIN to aiosmtpd) and uploaded by FTP over TLS (to
-pyftpdlib), both byte-exact; the send log notes what each method did and how
-many bytes went up by FTP."""
+pyftpdlib, and to vsftpd, which requires data connections to reuse the control
+connection's TLS session), byte-exact; the send log notes what each method did
+and how many bytes went up by FTP."""
 
 import email
 import email.utils
@@ -69,6 +70,29 @@ class SendMailFtpTest(unittest.TestCase):
             log = env.sent()
             self.assertEqual(log[0][2:], ["email", "rcpt@mail.test", "Ok"])
             self.assertEqual(log[1][2:], ["ftp", "localhost:%d" % ftp, "Ok", str(len(original))])
+
+    def test_a_recording_arrives_at_vsftpd_which_requires_tls_session_reuse(self):
+        require_tools(self, ("pulseaudio", "pactl", "openssl", "/usr/sbin/vsftpd"))
+        with SendEnv() as env:
+            certs = env.make_certs()
+            folder = os.path.join(env.root, "vsftpd")
+            os.chmod(env.root, 0o755)  # vsftpd's own users reach the folder through it
+            ftp = env.start_server(os.path.join(SUPPORT, "vsftpd_server.py"), "--folder", folder,
+                                   "--cert", os.path.join(certs, "good.pem"),
+                                   "--key", os.path.join(certs, "good.key"))
+            env.write_settings("Ftp", Server="localhost:%d" % ftp, UserName="anonymous",
+                               Directory="/upload", TlsMode=2)
+            env.write_password("Ftp/Password", "rec@example.net")
+            env.write_settings("Settings", SendFtp=1)
+
+            env.start()
+            take = env.record_and_stop()
+            env.wait_sent(1)
+            self.assertEqual(env.sent()[0][2:5], ["ftp", "localhost:%d" % ftp, "Ok"],
+                             env.describe())
+            with open(take, "rb") as f, \
+                    open(os.path.join(folder, "root", "upload", "Untitled 000.wav"), "rb") as g:
+                self.assertTrue(f.read() == g.read(), "the upload differs")
 
 
 if __name__ == "__main__":
