@@ -9,6 +9,7 @@
 #include "app/instance/command_record.h"
 #include "app/instance/instance_socket.h"
 #include "app/qt_main_loop.h"
+#include "app/recording_sender.h"
 #include "app/session/headless_view.h"
 #include "audio/playback/tone_player.h"
 #include "settings/settings.h"
@@ -26,7 +27,12 @@ constexpr int kToneWaitAtExitMs = 2000;
 
 RunningCopy::RunningCopy(QtMainLoop& loop, MainDialogView& view, InstanceSocket& socket,
                          bool headless)
-    : loop_(loop), socket_(socket), headless_(headless), dialog_(view, loop), commands_(dialog_) {}
+    : loop_(loop),
+      socket_(socket),
+      headless_(headless),
+      sender_(std::make_unique<RecordingSender>(view, loop)),
+      dialog_(view, loop, DefaultSessionServices(&sender_->Thread())),
+      commands_(dialog_) {}
 
 RunningCopy::~RunningCopy() {
     if (listener_) listener_->Shutdown();
@@ -42,6 +48,7 @@ void RunningCopy::Start(const std::vector<std::string>& ownArgs) {
     // told once, here, since the auto number and every choice depend on it.
     const std::string damage = TakeSettingsDamageNotice();
     if (!damage.empty()) dialog_.ShowNotice(damage);
+    sender_->Resume();
 
     // The own command line takes the forwarded record's form (count and cut
     // included), so a first launch and a forwarded one behave alike.
@@ -113,6 +120,7 @@ int RunningCopy::Run() {
     // The socket goes first, so a launch from now on becomes a running copy itself.
     socket_.Remove();
     if (listener_) listener_->Shutdown();
+    sender_->Shutdown();
     // The stop tone of the recording that ended the program is still heard.
     WaitForTones(kToneWaitAtExitMs);
     ShutdownTones();

@@ -2,7 +2,8 @@
 // What the running copy does once it has won the election, the same with or
 // without windows: listen for forwarded command lines, create the main window's
 // controller, show the window, hand its own arguments to the controller through
-// the main loop, and clean up at the end.
+// the main loop, take up the send queue left by an earlier run, and clean up at
+// the end (sending stops; what is unsent stays queued).
 //
 // Threading contract: main thread, except the listener's threads, which reach
 // the controller only through LMainLoop::Post.
@@ -20,6 +21,7 @@ namespace vocarta {
 class InstanceSocket;
 class MainDialogView;
 class QtMainLoop;
+class RecordingSender;
 
 class RunningCopy {
   public:
@@ -44,6 +46,8 @@ class RunningCopy {
     QtMainLoop& loop_;
     InstanceSocket& socket_;
     const bool headless_;
+    // Before the session, whose after-recording steps hand it every kept file.
+    std::unique_ptr<RecordingSender> sender_;
     MainDialog dialog_;
     SessionDispatcher commands_;
     std::unique_ptr<LPipeListenerWithThreads<LMainWindowPipeListenerThread>> listener_;

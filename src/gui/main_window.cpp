@@ -10,11 +10,13 @@
 #include <QLabel>
 #include <QMenuBar>
 #include <QMessageBox>
+#include <QProgressBar>
 #include <QPushButton>
 #include <QStatusBar>
 #include <QTimer>
 #include <QToolBar>
 #include <QVBoxLayout>
+#include <algorithm>
 
 #include "app/session/file_naming.h"
 #include "app/session/session_dispatcher.h"
@@ -30,6 +32,8 @@ namespace vocarta {
 namespace {
 constexpr const char* kWindowTitle = "Vocarta Sound Recorder";
 constexpr int kFinishedNoticeMs = 10000;
+// Tenths of a percent: as fine as the send thread reports.
+constexpr int kSendProgressSteps = 1000;
 
 QMessageBox::Icon ToQtIcon(MessageBoxRequest::Icon icon) {
     switch (icon) {
@@ -67,6 +71,7 @@ MainWindow::MainWindow(QWidget* parent) : QMainWindow(parent) {
     BuildToolBar();
     setCentralWidget(BuildDisplay());
     statusBar()->setSizeGripEnabled(false);
+    BuildSendIndicator();
     tray_ = new TrayIcon(actions_, this);
     ConnectCommands();
     SetRecordingIndicator(false);
@@ -310,6 +315,40 @@ void MainWindow::RecordingFinished(const std::string& path) {
         kFinishedNoticeMs);
 }
 
+void MainWindow::BuildSendIndicator() {
+    sendStatus_ = NewLabel(this, "sendStatus");
+    sendProgress_ = new QProgressBar(this);
+    sendProgress_->setObjectName("sendProgress");
+    sendProgress_->setRange(0, kSendProgressSteps);
+    sendProgress_->setMaximumWidth(120);
+    sendProgress_->setTextVisible(false);
+    statusBar()->addPermanentWidget(sendStatus_);
+    statusBar()->addPermanentWidget(sendProgress_);
+    ShowSendIndicator();
+}
+
+void MainWindow::SetSendStatus(const std::string& text) {
+    sendStatus_->setText(QString::fromStdString(text));
+    ShowSendIndicator();
+}
+
+void MainWindow::SetSendProgress(double fraction) {
+    sendProgress_->setValue(int(std::clamp(fraction, 0.0, 1.0) * kSendProgressSteps));
+    ShowSendIndicator();
+}
+
+// Shown while the send thread has something to say: a status, or progress.
+void MainWindow::ShowSendIndicator() {
+    const bool sending = !sendStatus_->text().isEmpty() || sendProgress_->value() > 0;
+    sendStatus_->setVisible(sending);
+    sendProgress_->setVisible(sending);
+}
+
+void MainWindow::SetSendTitle(const std::string& title) {
+    sendTitle_ = QString::fromStdString(title);
+    UpdateTitle();
+}
+
 void MainWindow::SwapPlayAndPause(bool swapped) {
     if (swapped == playPauseSwapped_) return;
     playPauseSwapped_ = swapped;
@@ -325,6 +364,10 @@ void MainWindow::SwapPlayAndPause(bool swapped) {
 }
 
 void MainWindow::UpdateTitle() {
+    if (!sendTitle_.isEmpty()) {
+        setWindowTitle(sendTitle_);
+        return;
+    }
     if (look_ == SessionLook::Idle) {
         setWindowTitle(kWindowTitle);
         return;

@@ -8,7 +8,9 @@
 //
 // While a recording runs the title carries the status and the whole seconds of
 // the time display ("Recording... 0:01:05 - Vocarta Sound Recorder"), so the
-// task bar shows it too.
+// task bar shows it too. While a transmit method sends a recording on, the
+// title is the one the send thread asks for, and the status bar shows the send
+// status and a progress bar.
 //
 // Closing the window goes through the session, which asks "Close To Tray"
 // while recording. "Record in Background" hides the window to the tray; with no
@@ -26,6 +28,7 @@
 #include "gui/session_actions.h"
 
 class QLabel;
+class QProgressBar;
 class QToolBar;
 
 namespace vocarta {
@@ -69,6 +72,12 @@ class MainWindow final : public QMainWindow, public MainDialogView {
     void SetTimeDimmed(bool dimmed) override;
     void SetTrayToolTip(const std::string& text) override;
     void RecordingFinished(const std::string& path) override;
+    // While recordings are sent on: a status text and a progress bar at the right
+    // of the status bar, hidden when nothing is sent; the title while a method
+    // runs.
+    void SetSendStatus(const std::string& text) override;
+    void SetSendProgress(double fraction) override;
+    void SetSendTitle(const std::string& title) override;
 
     QString StatusText() const;
     QString TimeText() const;
@@ -99,6 +108,8 @@ class MainWindow final : public QMainWindow, public MainDialogView {
     void SwapPlayAndPause(bool swapped);
     void UpdateTitle();
     void RefreshTray();
+    void BuildSendIndicator();
+    void ShowSendIndicator();
 
     void Send(SessionCommandKind kind, CommandSource source = CommandSource::kWindow);
 
@@ -118,6 +129,9 @@ class MainWindow final : public QMainWindow, public MainDialogView {
     QLabel* time_ = nullptr;
     QLabel* format_ = nullptr;
     std::array<LevelMeter*, 2> meters_{};
+    QLabel* sendStatus_ = nullptr;
+    QProgressBar* sendProgress_ = nullptr;
+    QString sendTitle_;  // the title while a transmit method runs; empty otherwise
 };
 
 }  // namespace vocarta

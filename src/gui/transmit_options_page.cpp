@@ -1,6 +1,7 @@
 #include "gui/transmit_options_page.h"
 
 #include <QCheckBox>
+#include <QComboBox>
 #include <QFileDialog>
 #include <QFormLayout>
 #include <QGroupBox>
@@ -15,6 +16,7 @@
 #include "app/session/main_dialog_view.h"
 #include "gui/dialog_parts.h"
 #include "gui/email_settings_dialog.h"
+#include "gui/ftp_test_window.h"
 #include "settings/settings.h"
 #include "toolkit/paths.h"
 #include "transmit/command_template.h"
@@ -57,12 +59,13 @@ TransmitOptionsPage::TransmitOptionsPage(MainDialogView& view,
     where->setWordWrap(true);
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(BuildEmailBox());
+    layout->addWidget(BuildFtpBox());
     layout->addWidget(BuildFolderBox());
     layout->addWidget(BuildRunBox());
     layout->addWidget(BuildWhenBox());
     layout->addWidget(where);
     layout->addStretch();
-    for (QCheckBox* box : {sendEmail_, sendFolder_, sendRun_})
+    for (QCheckBox* box : {sendEmail_, sendFtp_, sendFolder_, sendRun_})
         connect(box, &QCheckBox::toggled, this, &TransmitOptionsPage::UpdateEnabled);
     ShowValues(ReadTransmitPageValues());
 }
@@ -81,6 +84,47 @@ QWidget* TransmitOptionsPage::BuildEmailBox() {
     layout->addLayout(row);
     connect(settings, &QPushButton::clicked, this, [this] { OpenEmailSettings(view_, this); });
     return box;
+}
+
+QWidget* TransmitOptionsPage::BuildFtpBox() {
+    auto* box = new QGroupBox(tr("Send via FTP"), this);
+    sendFtp_ = NamedCheckBox(box, "sendFtp", tr("Upload each recording to this FTP server"));
+    ftpServer_ = NamedLine(box, "ftpServer");
+    ftpServer_->setToolTip(tr("host or host:port"));
+    ftpUserName_ = NamedLine(box, "ftpUserName");
+    ftpPassword_ = NamedLine(box, "ftpPassword");
+    ftpPassword_->setEchoMode(QLineEdit::Password);
+    ftpDirectory_ = NamedLine(box, "ftpDirectory");
+    ftpTlsMode_ = NamedCombo(box, "ftpTlsMode");
+    // Items in the order of the stored numbers.
+    ftpTlsMode_->addItems({tr("No encryption (plain FTP)"), tr("TLS when the server offers it"),
+                           tr("TLS required"), tr("Implicit TLS (FTPS, port 990)")});
+    auto* test = NamedButton(box, "ftpConnectionTest", tr("FTP Connection Test"));
+    ftpTest_ = test;
+    auto* form = new QFormLayout;
+    form->addRow(tr("Server:"), ftpServer_);
+    form->addRow(tr("User name:"), ftpUserName_);
+    form->addRow(tr("Password:"), ftpPassword_);
+    form->addRow(tr("Directory:"), ftpDirectory_);
+    form->addRow(tr("Encryption:"), ftpTlsMode_);
+    auto* layout = new QVBoxLayout(box);
+    layout->addWidget(sendFtp_);
+    layout->addLayout(form);
+    layout->addWidget(test, 0, Qt::AlignRight);
+    connect(test, &QPushButton::clicked, this, &TransmitOptionsPage::TestFtpConnection);
+    return box;
+}
+
+void TransmitOptionsPage::TestFtpConnection() {
+    const TransmitPageValues::Ftp ftp = *ChosenValues().ftp;
+    if (ftp.server.empty() || ftp.userName.empty()) {
+        // The same words as on OK: nothing can be tested without them.
+        ShowMessage(view_, "FTP Server and user details are required.", "Invalid FTP Server",
+                    MessageBoxRequest::Icon::Warning);
+        (ftp.server.empty() ? ftpServer_ : ftpUserName_)->setFocus();
+        return;
+    }
+    ShowFtpConnectionTest(ftp.Settings(), this);
 }
 
 QWidget* TransmitOptionsPage::BuildFolderBox() {
@@ -132,6 +176,14 @@ void TransmitOptionsPage::ShowValues(const TransmitPageValues& v) {
         sendEmail_->setChecked(v.email->enabled);
         emailTo_->setText(Text(v.email->to));
     }
+    if (v.ftp) {
+        sendFtp_->setChecked(v.ftp->enabled);
+        ftpServer_->setText(Text(v.ftp->server));
+        ftpUserName_->setText(Text(v.ftp->userName));
+        ftpPassword_->setText(Text(v.ftp->password));
+        ftpDirectory_->setText(Text(v.ftp->directory));
+        ftpTlsMode_->setCurrentIndex(FtpTlsModeNumber(v.ftp->tls));
+    }
     sendFolder_->setChecked(v.sendFolder);
     sendFolderDir_->setText(Text(v.sendFolderDir));
     sendRun_->setChecked(v.sendRun);
@@ -145,6 +197,13 @@ TransmitPageValues TransmitOptionsPage::ChosenValues() const {
     TransmitPageValues v;
     v.email = TransmitPageValues::Email{sendEmail_->isChecked(),
                                         emailTo_->text().trimmed().toStdString()};
+    // A password may begin or end with a blank; it is taken as typed.
+    v.ftp = TransmitPageValues::Ftp{sendFtp_->isChecked(),
+                                    ftpServer_->text().trimmed().toStdString(),
+                                    ftpUserName_->text().trimmed().toStdString(),
+                                    ftpPassword_->text().toStdString(),
+                                    ftpDirectory_->text().trimmed().toStdString(),
+                                    FtpTlsModeFromNumber(ftpTlsMode_->currentIndex())};
     v.sendFolder = sendFolder_->isChecked();
     v.sendFolderDir = sendFolderDir_->text().trimmed().toStdString();
     v.sendRun = sendRun_->isChecked();
@@ -166,13 +225,16 @@ QWidget* TransmitOptionsPage::FieldOf(TransmitField field) const {
     switch (field) {
         case TransmitField::EmailTo:
             return emailTo_;
+        case TransmitField::FtpServer:
+            return ftpServer_;
+        case TransmitField::FtpUserName:
+            return ftpUserName_;
         case TransmitField::SendFolderDir:
             return sendFolderDir_;
         case TransmitField::SendRunExe:
             return sendRunExe_;
-        default:
-            return nullptr;  // not on this page yet
     }
+    return nullptr;
 }
 
 void TransmitOptionsPage::BrowseFolder() {
@@ -193,6 +255,10 @@ void TransmitOptionsPage::BrowseProgram() {
 
 void TransmitOptionsPage::UpdateEnabled() {
     emailTo_->setEnabled(sendEmail_->isChecked());
+    for (QWidget* w : {static_cast<QWidget*>(ftpServer_), static_cast<QWidget*>(ftpUserName_),
+                       static_cast<QWidget*>(ftpPassword_), static_cast<QWidget*>(ftpDirectory_),
+                       static_cast<QWidget*>(ftpTlsMode_), ftpTest_})
+        w->setEnabled(sendFtp_->isChecked());
     sendFolderDir_->setEnabled(sendFolder_->isChecked());
     browseFolder_->setEnabled(sendFolder_->isChecked());
     sendRunExe_->setEnabled(sendRun_->isChecked());

@@ -1,12 +1,13 @@
 #pragma once
 // The "Transmit" page of the options window: e-mailing each finished recording
-// (with the "Email Settings" button), copying it to a mirror folder and running
-// a program with it, whether to ask before each
-// method, and the length under which a recording is not sent. Shows the stored
-// values when built. Apply() makes the page's checks with the product's
-// messages, shown through the view against the offending field, and saves each
-// method's values as soon as its own checks have passed (transmit_options.h).
-// FTP joins the page when its method exists.
+// (with the "Email Settings" button), uploading it by FTP (with the "FTP
+// Connection Test" button, which tries the values on the page, saved or not),
+// copying it to a mirror folder and running a program with it, whether to ask
+// before each method, and the length under which a recording is not sent.
+// Shows the stored values when built. Apply() makes the page's checks with the
+// product's messages, shown through the view against the offending field, and
+// saves each method's values as soon as its own checks have passed
+// (transmit_options.h).
 //
 // Threading contract: GUI thread only.
 
@@ -17,6 +18,7 @@
 #include "transmit/transmit_options.h"
 
 class QCheckBox;
+class QComboBox;
 class QLineEdit;
 class QSpinBox;
 
@@ -40,6 +42,8 @@ class TransmitOptionsPage final : public QWidget {
 
   private:
     QWidget* BuildEmailBox();
+    QWidget* BuildFtpBox();
+    void TestFtpConnection();
     QWidget* BuildFolderBox();
     QWidget* BuildRunBox();
     QWidget* BuildWhenBox();
@@ -52,6 +56,13 @@ class TransmitOptionsPage final : public QWidget {
     std::function<std::string()> recordFolder_;
     QCheckBox* sendEmail_;
     QLineEdit* emailTo_;
+    QCheckBox* sendFtp_;
+    QLineEdit* ftpServer_;
+    QLineEdit* ftpUserName_;
+    QLineEdit* ftpPassword_;
+    QLineEdit* ftpDirectory_;
+    QComboBox* ftpTlsMode_;
+    QWidget* ftpTest_;
     QCheckBox* sendFolder_;
     QLineEdit* sendFolderDir_;
     QWidget* browseFolder_;

@@ -40,6 +40,7 @@ TransmitResult SendByFtp(const TransmitRecord& record, TransmitContext& context)
     observer.status = [&context](const std::string& text) { context.SetStatus(text); };
     observer.log = [&context](const std::string& text) { context.LogError(text); };
     const FtpSendOutcome out = SendFileByFtp(record.path, observer);
+    context.SetBytesSent(out.bytesSent);
     if (out.bytesSent > 0 || out.resumed)
         LogEvent("FTP: %lld of %lld bytes of %s sent%s", (long long)out.bytesSent,
                  (long long)out.fileSize, record.path.c_str(),

@@ -99,6 +99,7 @@ std::string FormatSendLogLine(const SendLogEntry& e) {
         line += kSeparator;
         line += Escape(*field);
     }
+    if (e.bytesSent) line += kSeparator + std::to_string(*e.bytesSent);
     return line;
 }
 
@@ -111,8 +112,16 @@ std::optional<SendLogEntry> ParseSendLogLine(std::string_view line) {
         if (tab == std::string_view::npos) break;
         start = tab + 1;
     }
-    if (fields.size() != 5) return std::nullopt;
-    return SendLogEntry{fields[0], fields[1], fields[2], fields[3], fields[4]};
+    if (fields.size() != 5 && fields.size() != 6) return std::nullopt;
+    SendLogEntry entry{fields[0], fields[1], fields[2], fields[3], fields[4], std::nullopt};
+    if (fields.size() == 6) {
+        const std::string& bytes = fields[5];
+        if (bytes.empty() || bytes.size() > 18 ||
+            bytes.find_first_not_of("0123456789") != std::string::npos)
+            return std::nullopt;
+        entry.bytesSent = std::stoll(bytes);
+    }
+    return entry;
 }
 
 LStatus AppendSendLog(const SendLogEntry& entry, const std::string& path) {

@@ -15,6 +15,32 @@
 
 namespace vocarta {
 
+namespace {
+
+// The send thread's context for one method run; it keeps the bytes the method
+// counted, for the send log.
+class MethodRunContext final : public TransmitContext {
+  public:
+    explicit MethodRunContext(TransmitContext& outer) : outer_(outer) {}
+
+    bool ShouldStop() const override { return outer_.ShouldStop(); }
+    const LSignalObject* StopSignal() const override { return outer_.StopSignal(); }
+    void SetProgress(double fraction) override { outer_.SetProgress(fraction); }
+    void SetStatus(const std::string& text) override { outer_.SetStatus(text); }
+    void LogError(const std::string& text) override { outer_.LogError(text); }
+    void SetBytesSent(int64_t bytes) override {
+        bytesSent = bytes;
+        outer_.SetBytesSent(bytes);
+    }
+
+    std::optional<int64_t> bytesSent;
+
+  private:
+    TransmitContext& outer_;
+};
+
+}  // namespace
+
 TransmitDispatcher::TransmitDispatcher(std::vector<std::unique_ptr<TransmitMethod>> methods)
     : methods_(std::move(methods)) {
     std::stable_sort(methods_.begin(), methods_.end(),
@@ -78,10 +104,11 @@ TransmitResult TransmitDispatcher::TransmitFile(const TransmitRecord& record,
             }
         }
         if (owner) ui.SetTitle(kTransmitWindowTitle);
-        const TransmitResult result = method->Send(record, context);
+        MethodRunContext run(context);
+        const TransmitResult result = method->Send(record, run);
         if (owner) ui.RestoreTitle();
-        LStatus logged =
-            AppendSendLog({{}, record.path, method->Name(), target, TransmitResultName(result)});
+        LStatus logged = AppendSendLog(
+            {{}, record.path, method->Name(), target, TransmitResultName(result), run.bytesSent});
         if (!logged) LogError("Transmit: %s", logged.Error().Message().c_str());
         last = result;
         if (result == TransmitResult::Cancelled) return result;

@@ -9,6 +9,7 @@
 // method holds no state between calls and reads its settings when asked, so one
 // object may serve several send threads at once.
 
+#include <cstdint>
 #include <string>
 
 #include "transmit/transmit_record.h"
@@ -35,6 +36,9 @@ class TransmitContext {
     virtual void SetStatus(const std::string& text) = 0;
     // A line for the log of the window the method runs for.
     virtual void LogError(const std::string& text) = 0;
+    // The bytes the method put on the wire in this run, for the send log; a
+    // method that does not count them never calls it.
+    virtual void SetBytesSent(int64_t bytes) {}
 };
 
 // The fixed order the methods run in.

@@ -85,6 +85,16 @@ std::optional<TransmitPageProblem> CheckRun(const TransmitPageValues& v) {
 
 }  // namespace
 
+FtpSettings TransmitPageValues::Ftp::Settings() const {
+    FtpSettings s;
+    s.server = server;
+    s.userName = userName;
+    s.password = password;
+    s.directory = directory.empty() ? std::string(ftp_settings::kDefaultDirectory) : directory;
+    s.tls = tls;
+    return s;
+}
+
 bool FolderIsWritable(const std::string& folder) {
     const std::string path = JoinPath(folder, "__wt");
     LFile file;
@@ -108,6 +118,9 @@ bool FolderIsWritable(const std::string& folder) {
 TransmitPageValues ReadTransmitPageValues() {
     TransmitPageValues v;
     v.email = TransmitPageValues::Email{ts::SendEmail(), ts::EmailTo()};
+    const FtpSettings ftp = ReadFtpSettings();
+    v.ftp = TransmitPageValues::Ftp{ts::SendFtp(), ftp.server,    ftp.userName,
+                                    ftp.password,  ftp.directory, ftp.tls};
     v.sendFolder = ts::SendFolder();
     v.sendFolderDir = ts::SendFolderDir();
     v.sendRun = ts::SendRun();
@@ -127,10 +140,8 @@ std::optional<TransmitPageProblem> ApplyTransmitPage(const TransmitPageValues& v
     if (v.ftp) {
         if (auto problem = CheckFtp(*v.ftp)) return problem;
         SetSettingBool(ts::kSection, ts::kSendFtpKey, v.ftp->enabled);
-        SetSettingString(ts::kFtpSection, ts::kFtpServerKey, v.ftp->server);
-        SetSettingString(ts::kFtpSection, ts::kFtpUserNameKey, v.ftp->userName);
-        SetProtectedSetting(ts::kFtpSection, ts::kFtpPasswordKey, v.ftp->password);
-        SetSettingString(ts::kFtpSection, ts::kFtpDirectoryKey, v.ftp->directory);
+        if (!WriteFtpSettings(v.ftp->Settings()))
+            LogError("ApplyTransmitPage: the FTP settings were not all saved");
     }
     if (auto problem = CheckFolder(v, recordFolder)) return problem;
     SetSettingBool(ts::kSection, ts::kSendFolderKey, v.sendFolder);

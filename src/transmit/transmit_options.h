@@ -12,6 +12,7 @@
 #include <string>
 #include <string_view>
 
+#include "transmit/ftp/ftp_settings.h"
 #include "transmit/mail/email_address.h"
 
 namespace vocarta {
@@ -24,6 +25,10 @@ struct TransmitPageValues {
     struct Ftp {
         bool enabled = false;
         std::string server, userName, password, directory;
+        FtpTlsMode tls = FtpTlsMode::kExplicitIfOffered;
+
+        // What the FTP client (and the connection test) takes from the page.
+        FtpSettings Settings() const;
     };
     // Not on the page (nothing checked or saved) while unset.
     std::optional<Email> email;
@@ -45,7 +50,7 @@ struct TransmitPageProblem {
     std::string caption;
 };
 
-// What is stored now (FTP left unset).
+// What is stored now.
 TransmitPageValues ReadTransmitPageValues();
 
 // Checks and saves. nullopt when every value was saved; else the first failed

@@ -67,6 +67,9 @@ class FakeView final : public MainDialogView {
     void SetTimeDimmed(bool dimmed) override { timeDimmed = dimmed; }
     void SetTrayToolTip(const std::string& text) override { toolTip = text; }
     void RecordingFinished(const std::string& path) override { finished.push_back(path); }
+    void SetSendStatus(const std::string& text) override { sendStatuses.push_back(text); }
+    void SetSendProgress(double fraction) override { sendProgress.push_back(fraction); }
+    void SetSendTitle(const std::string& title) override { sendTitles.push_back(title); }
 
     SessionLook look = SessionLook::Idle;
     SessionButtons buttons;
@@ -76,6 +79,8 @@ class FakeView final : public MainDialogView {
     std::string toolTip, status, time, format;
     std::vector<std::string> finished, promptTitles, promptInitials;
     std::vector<MessageBoxRequest> messages;
+    std::vector<std::string> sendStatuses, sendTitles;
+    std::vector<double> sendProgress;
     std::deque<int> answers;
     std::deque<std::optional<std::string>> prompts;
 };

@@ -5,6 +5,7 @@
 #include <cstdio>
 
 #include "app/session/headless_view.h"
+#include "app/session/view_transmit_ui.h"
 
 using namespace vocarta;
 
@@ -53,5 +54,31 @@ TEST(HeadlessView, QuestionsTakeTheirUnattendedAnswer) {
     EXPECT_NE(
         std::string(text).find("Close To Tray: recording [answered \"Stop Recording and Close\"]"),
         std::string::npos);
+    std::fclose(out);
+}
+
+TEST(HeadlessView, SendingShowsOnTheStatusLineAndItsQuestionsSend) {
+    std::FILE* out = std::tmpfile();
+    ASSERT_NE(out, nullptr);
+    HeadlessView view(out, nullptr, false);
+    view.SetStatusText("Ready");
+    view.SetTimeText("0:00:00.000");
+    view.SetFormatText("WAV");
+    view.SetSendStatus("Copying to /media/backup");
+    view.SetSendProgress(0.425);
+    EXPECT_EQ(view.StatusLine(), "Ready  0:00:00.000  WAV  Copying to /media/backup 42%");
+    view.SetSendStatus("");
+    view.SetSendProgress(0.0);
+    EXPECT_EQ(view.StatusLine(), "Ready  0:00:00.000  WAV");
+
+    ViewTransmitUi ui(view);
+    EXPECT_TRUE(ui.AskYesNo("Would you like this recording sent?", "Send to folder?"));
+    ui.ShowMessage("But sending failed", "Transmit error");
+    std::rewind(out);
+    char text[512] = {};
+    std::fread(text, 1, sizeof text - 1, out);
+    EXPECT_EQ(std::string(text),
+              "Send to folder?: Would you like this recording sent? [answered \"Yes\"]\n"
+              "Transmit error: But sending failed\n");
     std::fclose(out);
 }

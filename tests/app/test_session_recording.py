@@ -181,6 +181,12 @@ class SessionRecordingTest(unittest.TestCase):
                 t1 = time.monotonic()
                 lines = env.log_lines()
                 tail = lines[next(i for i, l in enumerate(lines) if l.startswith("Signal")):]
+                # The finished file is still handed to the send queue on the way out
+                # (from the after-recording thread, so at any point; the send thread
+                # may be stopped with it).
+                self.assertIn("Queued for sending: " + take, tail)
+                tail = [l for l in tail if not l.startswith(("Queued for sending: ",
+                                                             "Sending stopped"))]
                 self.assertEqual(tail[1:3], ["AfterStop done=true", COMPLETE + take])
                 self.assertEqual(tail[-2:], ["Close", "Running copy ended"])
                 self.assertFalse(os.path.lexists(env.socket_path))

@@ -6,7 +6,9 @@
 
 #include <QAbstractButton>
 #include <QAction>
+#include <QLabel>
 #include <QMessageBox>
+#include <QProgressBar>
 #include <QTimer>
 #include <QToolBar>
 #include <chrono>
@@ -17,6 +19,7 @@
 #include "app/qt_main_loop.h"
 #include "app/session/main_dialog.h"
 #include "app/session/session_dispatcher.h"
+#include "app/session/view_transmit_ui.h"
 #include "app/windowed_entry.h"
 #include "audio/codecs/sink_factory.h"
 #include "audio/output_format.h"
@@ -185,6 +188,35 @@ TEST_F(MainWindowTest, LevelBarsAndHeldPlayback) {
     window.SetButtons(SessionButtons{});
     EXPECT_EQ(bar->actions().indexOf(a.pause), 1);
     EXPECT_EQ(bar->actions().indexOf(a.play), 4);
+}
+
+TEST(MainWindowSending, TheStatusBarShowsSendingAndTheTitleIsTheSendersWhileAMethodRuns) {
+    EnsureApplication();
+    MainWindow window;
+    window.show();
+    auto* status = Child<QLabel>(window, "sendStatus");
+    auto* progress = Child<QProgressBar>(window, "sendProgress");
+    EXPECT_FALSE(status->isVisible() || progress->isVisible()) << "nothing is being sent";
+    window.SetSendStatus("Copying to /media/backup");
+    window.SetSendProgress(0.5);
+    EXPECT_TRUE(status->isVisible() && progress->isVisible());
+    EXPECT_EQ(status->text(), "Copying to /media/backup");
+    EXPECT_EQ(progress->value() * 2, progress->maximum());
+    window.SetSendTitle("Vocarta Sound Recorder v 9.00");
+    window.SetStatusText("Ready");
+    EXPECT_EQ(window.windowTitle(), "Vocarta Sound Recorder v 9.00");
+    window.SetSendTitle("");
+    EXPECT_EQ(window.windowTitle(), "Vocarta Sound Recorder");
+    window.SetSendProgress(0.0);
+    window.SetSendStatus("");
+    EXPECT_FALSE(status->isVisible() || progress->isVisible());
+
+    // The send thread's question, as the window asks it.
+    ViewTransmitUi ui(window);
+    MessageBoxAnswer answer("No");
+    EXPECT_FALSE(ui.AskYesNo("Would you like to upload this recording?", "Send via FTP?"));
+    EXPECT_EQ(answer.title, "Send via FTP?");
+    EXPECT_EQ(answer.buttons, QStringList({"Yes", "No"}));
 }
 
 TEST(GuiEntry, DisplayProbesSayNoWithoutAServer) {

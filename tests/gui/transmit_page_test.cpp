@@ -1,13 +1,19 @@
 // The Transmit page in the options window, run offscreen: a refused value keeps
 // the window open on the page with the product's message, an earlier method
-// stays saved when a later one is refused, and what is shown is what is stored.
+// stays saved when a later one is refused, and what is shown is what is stored;
+// the FTP group and its connection test.
 
+#include <QElapsedTimer>
+#include <QLineEdit>
+#include <QPushButton>
 #include <QTabWidget>
 #include <filesystem>
 
+#include "gui/ftp_test_window.h"
 #include "gui/gui_test_support.h"
 #include "gui/options_dialog.h"
 #include "gui/transmit_options_page.h"
+#include "transmit/ftp/ftp_test_support.h"
 
 using namespace vocarta;
 using namespace vocarta::test;
@@ -62,4 +68,55 @@ TEST(TransmitOptionsPage, RefusesWithTheProductsMessagesAndSavesEachMethodOnceIt
     ExpectSettings("Settings",
                    "SendRun=1;SendRunExe=\"/usr/bin/flac\" \"%s\";bPromptTransmit=1;"
                    "RecordingLengthLimit=9");
+}
+
+TEST(TransmitOptionsPage, FtpGroupShowsWhatIsStoredAndTestsTheValuesOnThePage) {
+    EnsureApplication();
+    for (const char* section : {"Settings", "Ftp"}) DeleteSettingTree(section);
+    WriteFtpSettings({"ftp.example.net:2121", "rec", "pw", "/in", FtpTlsMode::kExplicitRequired});
+    SetSettingBool("Settings", "SendFtp", true);
+    FakeView view;
+    TransmitOptionsPage page(view);
+    ExpectShown(page,
+                "sendFtp=1;ftpServer=ftp.example.net:2121;ftpUserName=rec;ftpPassword=pw;"
+                "ftpDirectory=/in;ftpTlsMode=TLS required;ftpConnectionTest.enabled=1");
+    EXPECT_EQ(Child<QLineEdit>(page, "ftpPassword")->echoMode(), QLineEdit::Password);
+
+    Enter(page, "ftpUserName=");
+    EXPECT_FALSE(page.Apply());
+    Child<QPushButton>(page, "ftpConnectionTest")->click();
+    ASSERT_EQ(view.messages.size(), 2u);
+    for (const MessageBoxRequest& m : view.messages)
+        EXPECT_EQ(m.title + ": " + m.text,
+                  "Invalid FTP Server: FTP Server and user details are required.");
+    EXPECT_EQ(page.findChild<FtpTestWindow*>(), nullptr) << "nothing to test without a user";
+
+    // The test takes the page's values, saved or not.
+    ScriptServer server;
+    std::string error;
+    ASSERT_TRUE(server.Start("{}", &error)) << error;
+    Enter(page, "ftpServer=" + server.Address() +
+                    ";ftpUserName=other;ftpPassword= secret;ftpDirectory=/up;"
+                    "ftpTlsMode=No encryption (plain FTP)");
+    Child<QPushButton>(page, "ftpConnectionTest")->click();
+    auto* test = page.findChild<FtpTestWindow*>();
+    ASSERT_NE(test, nullptr);
+    QElapsedTimer timer;
+    timer.start();
+    while (!test->Finished() && timer.elapsed() < 20000)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
+    ASSERT_TRUE(test->Finished());
+    EXPECT_NE(server.Transcript().find("USER other|"), std::string::npos) << server.Transcript();
+    EXPECT_NE(server.Transcript().find("CWD /up|"), std::string::npos);
+    EXPECT_EQ(GetSettingString("Ftp", "UserName"), "rec") << "a test saves nothing";
+    test->close();
+
+    ASSERT_TRUE(page.Apply());
+    ExpectSettings("Ftp", "Server=" + server.Address() +
+                              ";UserName=other;Directory=/up;TlsMode=0;Password=<none>");
+    std::string password;
+    ASSERT_TRUE(GetProtectedSetting("Ftp", "Password", "", password));
+    EXPECT_EQ(password, " secret") << "taken as typed";
+    Enter(page, "sendFtp=0");
+    EXPECT_EQ(Shown(page, "ftpServer.enabled") + Shown(page, "ftpConnectionTest.enabled"), "00");
 }

@@ -58,6 +58,7 @@ TEST(FtpMethodTest, DeliversReportsAndStops) {
         ASSERT_FALSE(context.progress.empty());
         EXPECT_DOUBLE_EQ(context.progress.back(), 1.0);
         EXPECT_EQ(context.status, "take.wav: 100%");
+        EXPECT_EQ(context.bytesSent, 300 * 1024) << "for the send log";
     }
     {
         ScriptServer server;

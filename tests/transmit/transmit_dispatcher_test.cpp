@@ -116,8 +116,10 @@ TEST_F(DispatcherTest, AFailedMethodIsLoggedAndShownWithItsOwnTextsAndTheNextSti
     SetSettingString("Settings", "SendFolderDir", missing);
     SetSettingBool("Settings", "SendRun", true);
     SetSettingString("Settings", "SendRunExe", "/bin/true");
-    const TransmitDispatcher dispatcher =
-        AllFour([](const TransmitRecord&, TransmitContext&) { return Result::Failed; });
+    const TransmitDispatcher dispatcher = AllFour([](const TransmitRecord&, TransmitContext& c) {
+        c.SetBytesSent(4321);  // counted even though the send failed
+        return Result::Failed;
+    });
     const auto logBefore = ReadSendLog().size();
 
     EXPECT_EQ(dispatcher.TransmitFile({recording, 7}, context, ui), Result::Ok) << "run ran last";
@@ -147,6 +149,8 @@ TEST_F(DispatcherTest, AFailedMethodIsLoggedAndShownWithItsOwnTextsAndTheNextSti
     EXPECT_EQ(FormatSendLogLine(log[logBefore + 2]).substr(25),
               recording + "\tfolder\t" + missing + "\tFailed");
     EXPECT_EQ(log[logBefore + 3].method + " " + log[logBefore + 3].result, "run Ok");
+    EXPECT_EQ(log[logBefore].bytesSent, 4321);
+    EXPECT_FALSE(log[logBefore + 2].bytesSent) << "the folder method counts no bytes";
 
     // Without an owner the window keeps its title.
     ui.titles.clear();
@@ -158,8 +162,8 @@ TEST_F(DispatcherTest, AStopEndsTheDispatchBeforeTheNextMethod) {
     const std::string recording = Recording(dir, "take.wav");
     SetSettingBool("Settings", "SendRun", true);
     SetSettingString("Settings", "SendRunExe", "/bin/true");
-    const TransmitDispatcher stopping = AllFour([](const TransmitRecord&, TransmitContext& c) {
-        static_cast<FakeContext&>(c).stop.Set();
+    const TransmitDispatcher stopping = AllFour([this](const TransmitRecord&, TransmitContext&) {
+        context.stop.Set();
         return Result::Ok;
     });
     EXPECT_EQ(stopping.TransmitFile({recording, 0}, context, ui), Result::Cancelled);

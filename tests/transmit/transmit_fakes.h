@@ -14,6 +14,7 @@
 #include <deque>
 #include <functional>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -76,8 +77,10 @@ class FakeContext final : public TransmitContext {
     }
     void SetStatus(const std::string& text) override { status = text; }
     void LogError(const std::string& text) override { logged.push_back(text); }
+    void SetBytesSent(int64_t bytes) override { bytesSent = bytes; }
 
     LSignalObject stop;
+    std::optional<int64_t> bytesSent;
     std::function<void(double)> onProgress;
     std::vector<double> progress;
     std::string status;

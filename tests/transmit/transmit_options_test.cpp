@@ -119,6 +119,19 @@ TEST(SendLog, EveryRunIsOneLineWhateverTheNamesHoldAndProcessesNeverMixLines) {
     EXPECT_EQ(entries[0].recording + "|" + entries[0].target, odd.recording + "|" + odd.target);
     EXPECT_EQ(entries[0].time.size(), 24u) << entries[0].time;  // 2024-05-06T14:03:12+0200
     EXPECT_FALSE(ParseSendLogLine("only\tfour\tfields\there"));
+    // The bytes of a method that counts them come sixth; five fields still read.
+    SendLogEntry counted = odd;
+    counted.time = "2024-05-06T14:03:12+0200";
+    counted.bytesSent = 307200;
+    EXPECT_EQ(FormatSendLogLine(counted).substr(FormatSendLogLine(counted).rfind('\t')),
+              "\t307200");
+    EXPECT_EQ(ParseSendLogLine(FormatSendLogLine(counted)), counted);
+    const auto old = ParseSendLogLine("t\t/r/a.wav\tfolder\t/m\tOk");
+    ASSERT_TRUE(old);
+    EXPECT_FALSE(old->bytesSent);
+    for (const char* bad : {"t\tr\tftp\ts\tOk\t", "t\tr\tftp\ts\tOk\t-5", "t\tr\tftp\ts\tOk\t12x",
+                            "t\tr\tftp\ts\tOk\t1\t2"})
+        EXPECT_FALSE(ParseSendLogLine(bad)) << bad;
     EXPECT_EQ(SendLogPath(), JoinPath(getenv("XDG_STATE_HOME"), "vocarta/sent.log"));
 
     constexpr int kProcesses = 4, kLines = 150;

@@ -1,12 +1,31 @@
 #include "app/session/after_recording_queue.h"
 
 #include "audio/trim/recording_trim.h"
+#include "toolkit/lfile.h"
 #include "toolkit/log.h"
+#include "transmit/transmit_thread.h"
 
 namespace vocarta {
 
-std::vector<AfterRecordingStep> DefaultAfterRecordingSteps() {
-    return {TrimSilenceStep()};
+std::vector<AfterRecordingStep> DefaultAfterRecordingSteps(TransmitThread* sender) {
+    std::vector<AfterRecordingStep> steps{TrimSilenceStep()};
+    if (sender) steps.push_back(SendOnStep(*sender));
+    return steps;
+}
+
+AfterRecordingStep SendOnStep(TransmitThread& sender) {
+    AfterRecordingStep step{
+        "SendOn", [&sender](const std::string& path, const AfterRecordingContext&) {
+            if (LFile::GetFileSizeBytes64(path) < TransmitThread::kMinimumRecordingBytes) {
+                LogEvent("%s is under %lld bytes: not sent on", path.c_str(),
+                         static_cast<long long>(TransmitThread::kMinimumRecordingBytes));
+                return;
+            }
+            // Enqueue logs its own failures; the file stays as it is.
+            (void)sender.Enqueue(path);
+        }};
+    step.runsWhenStopping = true;
+    return step;
 }
 
 AfterRecordingStep TrimSilenceStep() {
@@ -68,11 +87,24 @@ void LAfterRecordingQueue::Shutdown(int graceMs) {
     if (graceMs > 0 && !idle_.Wait(graceMs))
         LogEvent("After-recording steps still running after %d ms: stopping them", graceMs);
     LThread::Stop();
-    LAutoLock hold(lock_);
-    for (const std::string& path : waiting_)
+    std::deque<std::string> dropped;
+    {
+        LAutoLock hold(lock_);
+        dropped.swap(waiting_);
+    }
+    for (const std::string& path : dropped) {
         LogEvent("After-recording steps not run at program end: %s kept as recorded", path.c_str());
-    waiting_.clear();
+        RunStoppingSteps(path);
+    }
     idle_.Set();
+}
+
+void LAfterRecordingQueue::RunStoppingSteps(const std::string& path) {
+    AfterRecordingContext context;
+    context.setStatus = [](const std::string&) {};
+    context.stopRequested = [] { return true; };
+    for (const AfterRecordingStep& step : steps_)
+        if (step.runsWhenStopping) step.run(path, context);
 }
 
 bool LAfterRecordingQueue::WaitIdle(int timeoutMs) {
@@ -118,7 +150,7 @@ void LAfterRecordingQueue::RunSteps(const std::string& path) {
     };
     context.stopRequested = [this] { return StopRequested(); };
     for (const AfterRecordingStep& step : steps_) {
-        if (StopRequested()) {
+        if (StopRequested() && !step.runsWhenStopping) {
             LogEvent("After-recording step %s not run at program end: %s kept as it is", step.name,
                      path.c_str());
             continue;

@@ -1,15 +1,17 @@
 #pragma once
 // The after-recording queue: a finished recording that is kept is handed here
 // and goes through an ordered list of steps on a background thread
-// ("LAfterRecordingQueue"), so the window never waits for them. Steps today:
-// silence trimming (when ("Recorder", "Autotrim") is on); transmission hangs
-// its step on the same list (DefaultAfterRecordingSteps).
+// ("LAfterRecordingQueue"), so the window never waits for them. Steps: silence
+// trimming (when ("Recorder", "Autotrim") is on), then handing the file to the
+// send queue (DefaultAfterRecordingSteps with the running copy's send thread).
 //
 // At the end of the program the queue is given a short grace to finish what it
 // holds; then the running step is asked to stop (a trim stops at its next
 // progress check and leaves the recording as it was) and the files still
 // waiting are logged and left as they are. A step must therefore leave its file
-// intact whenever it is stopped or killed.
+// intact whenever it is stopped or killed. A step marked runsWhenStopping (a
+// quick one that only takes note, like queueing for sending) still runs for
+// every file, stopped or dropped, so no finished recording misses it.
 //
 // Threading contract: Add, Shutdown, WaitIdle and the destructor are called on
 // the owner's thread (the main thread); steps run on the queue's thread; the
@@ -27,6 +29,8 @@
 
 namespace vocarta {
 
+class TransmitThread;
+
 // What a step may use while it runs.
 struct AfterRecordingContext {
     // Shows `text` as the window's status; "" gives the status back.
@@ -38,12 +42,21 @@ struct AfterRecordingContext {
 struct AfterRecordingStep {
     const char* name;
     std::function<void(const std::string& path, const AfterRecordingContext& context)> run;
+    // Runs at the end of the program too (on the owner's thread for a file that
+    // was still waiting); it must be quick and must not wait for anything.
+    bool runsWhenStopping = false;
 };
 
-// The steps every kept recording goes through, in order.
-std::vector<AfterRecordingStep> DefaultAfterRecordingSteps();
+// The steps every kept recording goes through, in order: trimming, then, with
+// a send thread, SendOnStep.
+std::vector<AfterRecordingStep> DefaultAfterRecordingSteps(TransmitThread* sender = nullptr);
 // Silence trimming of the finished file, when ("Recorder", "Autotrim") is on.
 AfterRecordingStep TrimSilenceStep();
+// Hands the finished (and trimmed) file to the send queue. Enqueue only
+// appends a record and wakes the send thread; copying, uploading and mailing
+// happen there. A file under 1024 bytes is not queued. `sender` must outlive
+// the queue that runs the step.
+AfterRecordingStep SendOnStep(TransmitThread& sender);
 
 class LAfterRecordingQueue final : private LThread {
   public:
@@ -67,6 +80,8 @@ class LAfterRecordingQueue final : private LThread {
     void Run() override;
     bool TakeNext(std::string& path);
     void RunSteps(const std::string& path);
+    // The runsWhenStopping steps for a file dropped at the end (owner's thread).
+    void RunStoppingSteps(const std::string& path);
 
     const std::vector<AfterRecordingStep> steps_;
     const StatusCallback onStatus_;

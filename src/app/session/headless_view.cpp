@@ -1,5 +1,6 @@
 #include "app/session/headless_view.h"
 
+#include <algorithm>
 #include <chrono>
 
 #include "toolkit/log.h"
@@ -111,7 +112,24 @@ std::string HeadlessView::StatusLine() const {
     const bool showPaused = paused_ && statusText_ == "Recording...";
     std::string line = (showPaused ? std::string("Paused") : statusText_) + "  " + timeText_;
     if (!levelsText_.empty()) line += "  " + levelsText_;
-    return line + "  " + formatText_;
+    line += "  " + formatText_;
+    if (!sendText_.empty()) line += "  " + sendText_;
+    if (!sendText_.empty() || sendPercent_ > 0) line += StringPrintf(" %d%%", sendPercent_);
+    return line;
+}
+
+void HeadlessView::SetSendStatus(const std::string& text) {
+    if (text == sendText_) return;
+    sendText_ = text;
+    DrawStatusLine();
+}
+
+void HeadlessView::SetSendProgress(double fraction) {
+    const int percent = int(std::clamp(fraction, 0.0, 1.0) * 100.0);
+    if (percent == sendPercent_) return;
+    sendPercent_ = percent;
+    // The ends are always drawn, so the line never keeps a stale figure.
+    DrawStatusLine(percent != 0 && percent != 100);
 }
 
 void HeadlessView::ClearStatusLine() {

@@ -1,11 +1,13 @@
 #pragma once
 // The view of the program without windows (-nogui, or no display): messages and
-// questions go to standard error and the event log, every question takes its
+// questions (the send thread's too) go to standard error and the event log,
+// every question takes its
 // unattended answer (the safe one, unless the question says otherwise: "Close To
 // Tray" on -exit stops the recording and closes), a prompt takes its suggested
 // text, and when standard output is a
 // terminal one status line shows the state, the time display, the levels and
-// the format, rewritten in place (at most 20 times a second for the clock).
+// the format, and while sending the send status and progress, rewritten in
+// place (at most 20 times a second for the clock).
 //
 // Threading contract: main thread only.
 
@@ -41,9 +43,12 @@ class HeadlessView final : public MainDialogView {
     void SetFormatText(const std::string& text) override;
     void SetSessionLook(SessionLook look) override;
     void SetLevels(const std::vector<int>& levelsDb) override;
+    void SetSendStatus(const std::string& text) override;
+    void SetSendProgress(double fraction) override;
 
     // The line the terminal shows, e.g.
-    // "Recording...  0:01:02.345  -12 -14 dB  128 kbps Joint Stereo".
+    // "Recording...  0:01:02.345  -12 -14 dB  128 kbps Joint Stereo", followed
+    // while sending by the send status and progress: "  Copying to /mnt 42%".
     std::string StatusLine() const;
 
   private:
@@ -61,6 +66,8 @@ class HeadlessView final : public MainDialogView {
     std::string timeText_;
     std::string formatText_;
     std::string levelsText_;
+    std::string sendText_;
+    int sendPercent_ = 0;
     bool paused_ = false;
     int64_t lastDrawMs_ = 0;
 };

@@ -100,6 +100,14 @@ class MainDialogView {
     // A recording was finished and kept at `path` (the recordings list scans
     // again; the window may offer it). Not sent for a file that was deleted.
     virtual void RecordingFinished(const std::string& path) {}
+
+    // Sending recordings on (the send thread's news, handed to the main thread):
+    // its status text ("" when nothing is being sent) and progress (0.0 to 1.0;
+    // 0 when idle), and the title the window wears while a method runs ("" gives
+    // the usual title back).
+    virtual void SetSendStatus(const std::string& text) {}
+    virtual void SetSendProgress(double fraction) {}
+    virtual void SetSendTitle(const std::string& title) {}
 };
 
 // A message with the one button "OK".

@@ -6,7 +6,7 @@
 
 namespace vocarta {
 
-SessionServices DefaultSessionServices() {
+SessionServices DefaultSessionServices(TransmitThread* sender) {
     SessionServices services;
     services.recorder = CreateSoundRecorder();
     services.prepareDevice = &PrepareRecordDevice;
@@ -15,7 +15,7 @@ SessionServices DefaultSessionServices() {
     services.emptyTrash = &EmptyTrashFor;
     services.playTone = &PlayTone;
     services.makePlayer = [] { return CreateSoundPlayer(); };
-    services.afterRecordingSteps = DefaultAfterRecordingSteps();
+    services.afterRecordingSteps = DefaultAfterRecordingSteps(sender);
     return services;
 }
 

@@ -27,6 +27,8 @@
 
 namespace vocarta {
 
+class TransmitThread;
+
 struct SessionServices {
     std::unique_ptr<LSoundRecorder> recorder;
     // The stored input device and channel, resolved against the current list,
@@ -47,6 +49,8 @@ struct SessionServices {
     std::vector<AfterRecordingStep> afterRecordingSteps;
 };
 
-SessionServices DefaultSessionServices();
+// `sender`: the running copy's send thread, which the after-recording steps
+// hand each kept recording to; none: recordings are not sent on.
+SessionServices DefaultSessionServices(TransmitThread* sender = nullptr);
 
 }  // namespace vocarta
