@@ -43,6 +43,8 @@ ProgramOptions ParseProgramOptions(int argc, const char* const* argv, const std:
     options.listDevices = parsed.listDevices;
     options.help = parsed.help;
     options.version = parsed.version;
+    options.scheduleOperation = parsed.scheduleOperation;
+    options.scheduleArgs = std::move(parsed.scheduleArgs);
     options.args = std::move(parsed.forward);
     options.errors = std::move(parsed.errors);
     options.notes = std::move(parsed.notes);
@@ -71,6 +73,7 @@ void PrintUsage(std::FILE* out) {
     std::fputs(
         "Usage: vocarta [-nogui] [switches]\n"
         "       vocarta -devices | -h | --version\n"
+        "       vocarta -schedules | -schedule-add NAME ... | -schedule-remove NAME\n"
         "\n"
         "A second launch hands its switches to the running copy and ends.\n"
         "  -record [wav|mp3|aiff|flac [encoder options]]  start recording\n"
@@ -92,6 +95,18 @@ void PrintUsage(std::FILE* out) {
         "  -devices            list the input devices and quit\n"
         "  -h, --help          show this text and quit\n"
         "  -V, --version       show the version and quit\n"
+        "Scheduled recordings (the system starts Vocarta for them; no window needed):\n"
+        "  -schedules          list the schedules with their next start\n"
+        "  -schedule-add NAME once YYYY-MM-DD HH:MM[:SS] END\n"
+        "  -schedule-add NAME daily HH:MM[:SS] END\n"
+        "  -schedule-add NAME weekly DAY[,DAY...] HH:MM[:SS] END\n"
+        "      END: the end time HH:MM[:SS] (once: optionally after its date\n"
+        "      YYYY-MM-DD), or a length +H:MM[:SS] or +N with s, m or h (\"+90m\").\n"
+        "      DAY: Sunday..Saturday or Sun..Sat. Then optionally -inactive and\n"
+        "      -runifnotloggedin. The checks of the Schedule Recording window apply.\n"
+        "  -schedule-remove NAME  delete a schedule and its job\n"
+        "  These end with status 0 when done, 2 when the arguments are refused and 1\n"
+        "  when the schedule could not be stored.\n"
         "A switch without its value, a value it cannot use, or an argument longer than 259\n"
         "bytes ends the launch with status 2; nothing is handed to the running copy.\n",
         out);
