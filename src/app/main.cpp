@@ -1,14 +1,18 @@
 // vocarta: the sound recorder. A second launch hands its command line to the
 // running copy and ends, before it opens any display connection.
 #include <cstdio>
+#include <ctime>
 
 #include "app/instance/instance_socket.h"
 #include "app/instance/program_options.h"
+#include "app/instance/schedule_operations.h"
+#include "app/instance/scheduled_start.h"
 #include "app/running_copy.h"
 #include "app/session/file_naming.h"
 #include "app/windowed_entry.h"
 #include "audio/capture/device_listing.h"
 #include "schedule/process_run.h"
+#include "schedule/schedule_job.h"
 #include "toolkit/paths.h"
 
 namespace {
@@ -38,7 +42,12 @@ int OpenRecordFolder() {
 
 int main(int argc, char** argv) {
     using namespace vocarta;
-    const ProgramOptions options = ParseProgramOptions(argc, argv, CurrentFolder());
+    // Before anything else: the job's variables must not reach what we start.
+    const std::optional<JobStart> job = TakeScheduledStart();
+    const std::string cwd = CurrentFolder();
+    const ProgramOptions options = ParseProgramOptions(argc, argv, cwd);
+    // Jobs made by this process start the program as it was started now.
+    SetScheduleProgramPath(AbsoluteProgramPath(argc > 0 && argv[0] ? argv[0] : "", cwd));
     if (options.help) {
         PrintUsage(stdout);
         return 0;
@@ -56,9 +65,12 @@ int main(int argc, char** argv) {
     }
     for (const std::string& note : options.notes)
         std::fprintf(stderr, "vocarta: %s\n", note.c_str());
-    // Listing devices needs no running copy and must not become one.
+    // None of these needs a running copy, and none may become one.
+    if (options.scheduleOperation != ScheduleOperation::kNone)
+        return RunScheduleOperation(options, stdout, stderr);
     if (options.listDevices) return PrintInputDeviceList(stdout);
     if (options.findRecordings) return OpenRecordFolder();
+    if (!ScheduledStartMayRecord(job, int64_t(std::time(nullptr)))) return 0;
     InstanceSocket socket;
     switch (socket.Elect(options.args)) {
         case InstanceRole::Forwarded:
@@ -75,6 +87,7 @@ int main(int argc, char** argv) {
             std::fprintf(stderr, "vocarta: the running copy did not take the command line\n");
             return 1;
         case InstanceRole::RunningCopy:
+            LeaveJobProcess(job);
             break;
     }
     if (!options.noGui && CanOpenDisplay()) return RunWindowed(socket, options.args);

@@ -24,6 +24,7 @@
 #include "gui/icons.h"
 #include "gui/level_meter.h"
 #include "gui/options_dialog.h"
+#include "gui/schedule_list_window.h"
 #include "gui/tray_icon.h"
 #include "toolkit/log.h"
 
@@ -90,6 +91,10 @@ void MainWindow::BuildMenus() {
     for (QAction* a :
          {actions_.record, actions_.pause, actions_.stop, actions_.retake, actions_.play})
         record->addAction(a);
+    record->addSeparator();
+    QAction* schedules = record->addAction(tr("S&cheduled Recordings..."), this,
+                                           [this] { OpenScheduleListWindow(*this, this); });
+    schedules->setObjectName("scheduledRecordings");
 }
 
 void MainWindow::BuildToolBar() {

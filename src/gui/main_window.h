@@ -1,7 +1,8 @@
 #pragma once
 // The main window: the session's tool bar (Record, Pause, Stop, Retake, Play
 // with their keys F5, F6, F7, Home and Space), a menu bar with the same
-// commands and Options..., Reset Auto Number and Quit, the blinking recording
+// commands, Scheduled Recordings... (the list of schedules) and Options...,
+// Reset Auto Number and Quit, the blinking recording
 // indicator, the status text, the time display, two level bars and the format
 // text; and the tray icon. It only wires widgets: each command becomes a
 // SessionCommand for the session's dispatcher.

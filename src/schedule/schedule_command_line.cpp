@@ -1,6 +1,7 @@
 #include "schedule/schedule_command_line.h"
 
 #include <cstdio>
+#include <ctime>
 
 #include "schedule/schedule_display.h"
 #include "schedule/schedule_time.h"
@@ -27,6 +28,37 @@ bool ParseDate(const std::string& text, ScheduleDate& date) {
         return false;
     return date.year >= 1970 && date.month >= 1 && date.month <= 12 && date.day >= 1 &&
            date.day <= 31;
+}
+
+// "+H:MM[:SS]" or "+N" with the unit s, m or h: a length of less than a day.
+bool ParseLength(const std::string& text, int& seconds) {
+    if (text.size() < 3 || text[0] != '+') return false;
+    const std::string rest = text.substr(1);
+    if (rest.find(':') != std::string::npos) return ParseTime(rest, seconds);
+    const char unit = rest.back();
+    const int scale = unit == 's' ? 1 : unit == 'm' ? 60 : unit == 'h' ? 3600 : 0;
+    if (scale == 0 || rest.size() > 6) return false;
+    long n = 0;
+    for (std::size_t i = 0; i + 1 < rest.size(); ++i) {
+        if (rest[i] < '0' || rest[i] > '9') return false;
+        n = n * 10 + (rest[i] - '0');
+    }
+    if (n * scale >= kSecondsPerDay) return false;
+    seconds = int(n * scale);
+    return true;
+}
+
+// The one-time end `length` seconds after the form's start.
+void SetOneTimeEnd(ScheduleForm& form, int length) {
+    const int s = form.startSeconds;
+    const int64_t end = LocalInstant(form.startDate.year, form.startDate.month, form.startDate.day,
+                                     s / 3600, s % 3600 / 60, s % 60) +
+                        length;
+    const std::time_t t = std::time_t(end);
+    std::tm tm{};
+    localtime_r(&t, &tm);
+    form.endDate = {tm.tm_year + 1900, tm.tm_mon + 1, tm.tm_mday};
+    form.endSeconds = SecondsOfDay(end);
 }
 
 bool ParseDays(const std::string& text, int& mask) {
@@ -58,6 +90,10 @@ ScheduleCommandResult Failed(std::string message) {
     return {false, std::move(message), {}};
 }
 
+ScheduleCommandResult Refused(std::string message, std::string title = {}) {
+    return {false, std::move(message), std::move(title), true};
+}
+
 LError Unreadable(const char* what, const std::string& text) {
     return MakeError(LErrorCode::kInvalid, "%s \"%s\" cannot be read", what, text.c_str());
 }
@@ -81,17 +117,27 @@ LResult<ScheduleForm> ParseScheduleAdd(const std::vector<std::string>& args, std
         form.type = ScheduleType::OneTime;
         if (!next(a) || !ParseDate(a, form.startDate)) return Unreadable("The start date", a);
         if (!next(b) || !ParseTime(b, form.startSeconds)) return Unreadable("The start time", b);
-        if (!next(c)) return Unreadable("The end time", c);
-        ScheduleDate endDate;
-        form.endDate = ParseDate(c, endDate) ? endDate : form.startDate;
-        if (ParseDate(c, endDate) && !next(c)) return Unreadable("The end time", c);
-        if (!ParseTime(c, form.endSeconds)) return Unreadable("The end time", c);
+        if (!next(c)) return Unreadable("The end", c);
+        int length = 0;
+        if (ParseLength(c, length)) {
+            SetOneTimeEnd(form, length);
+        } else {
+            ScheduleDate endDate;
+            form.endDate = ParseDate(c, endDate) ? endDate : form.startDate;
+            if (ParseDate(c, endDate) && !next(c)) return Unreadable("The end time", c);
+            if (!ParseTime(c, form.endSeconds)) return Unreadable("The end", c);
+        }
     } else if (kind == "daily" || kind == "weekly") {
         form.type = kind == "daily" ? ScheduleType::Daily : ScheduleType::Weekly;
         if (form.type == ScheduleType::Weekly && (!next(c) || !ParseDays(c, form.weekdays)))
             return Unreadable("The days", c);
         if (!next(a) || !ParseTime(a, form.startSeconds)) return Unreadable("The start time", a);
-        if (!next(b) || !ParseTime(b, form.endSeconds)) return Unreadable("The end time", b);
+        int length = 0;
+        if (!next(b)) return Unreadable("The end", b);
+        if (ParseLength(b, length))
+            form.endSeconds = int((form.startSeconds + length) % kSecondsPerDay);
+        else if (!ParseTime(b, form.endSeconds))
+            return Unreadable("The end", b);
     } else {
         return MakeError(LErrorCode::kInvalid, "\"%s\" is not once, daily or weekly", kind.c_str());
     }
@@ -112,9 +158,9 @@ ScheduleCommandResult AddScheduleFromCommandLine(const std::vector<std::string>&
                                                  std::size_t& index, ScheduledRecordingList& list,
                                                  LJobLauncher& launcher, int64_t now) {
     LResult<ScheduleForm> form = ParseScheduleAdd(args, index);
-    if (!form) return Failed(form.Error().Message());
+    if (!form) return Refused(form.Error().Message());
     if (auto refused = CheckScheduleForm(form.Value(), list, nullptr, now))
-        return {false, refused->text, refused->title};
+        return Refused(refused->text, refused->title);
     switch (SaveScheduleForm(form.Value(), list, nullptr, launcher)) {
         case ScheduleSaved::Done:
             return Done(StringPrintf("Schedule \"%s\" added.", form.Value().name.c_str()));
@@ -131,7 +177,7 @@ ScheduleCommandResult RemoveScheduleFromCommandLine(const std::string& name,
                                                     ScheduledRecordingList& list,
                                                     LJobLauncher& launcher) {
     if (!list.FindByName(name))
-        return Failed(StringPrintf("No schedule is named \"%s\".", name.c_str()));
+        return Refused(StringPrintf("No schedule is named \"%s\".", name.c_str()));
     if (!DeleteSchedule(list, name, launcher)) return Failed(kScheduleNotStoredText);
     return Done(StringPrintf("Schedule \"%s\" removed.", name.c_str()));
 }

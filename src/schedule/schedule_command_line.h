@@ -3,15 +3,18 @@
 //
 //   -schedules                     one line per schedule with its next start,
 //                                  as the job launcher itself reports it
-//   -schedule-add NAME once  YYYY-MM-DD HH:MM[:SS] [YYYY-MM-DD] HH:MM[:SS]
-//   -schedule-add NAME daily HH:MM[:SS] HH:MM[:SS]
-//   -schedule-add NAME weekly DAY[,DAY...] HH:MM[:SS] HH:MM[:SS]
+//   -schedule-add NAME once  YYYY-MM-DD HH:MM[:SS] END
+//   -schedule-add NAME daily HH:MM[:SS] END
+//   -schedule-add NAME weekly DAY[,DAY...] HH:MM[:SS] END
 //                  followed by any of -inactive, -runifnotloggedin
 //   -schedule-remove NAME
 //
-// A one-time end without a date is on the start's date. DAY is an English day
-// name or its first three letters, in any letter case. -schedule-add runs the
-// window's checks with the window's texts and saves as the window does.
+// END is the end time HH:MM[:SS] (for a one-time schedule optionally preceded
+// by its date YYYY-MM-DD; without one it is on the start's date), or a length:
+// +H:MM[:SS], or +N followed by s, m or h ("+90m"), less than a day. DAY is an
+// English day name or its first three letters, in any letter case.
+// -schedule-add runs the window's checks with the window's texts and saves as
+// the window does.
 //
 // Threading: the command line's thread.
 
@@ -29,6 +32,9 @@ struct ScheduleCommandResult {
     bool ok = false;
     std::string message;  // what to print: the failure, or what was done
     std::string title;    // the window's title of a refusal, else empty
+    // Refused for what was given (unreadable, a check of the window, no such
+    // schedule), as opposed to a failure to store or to make the job.
+    bool badInput = false;
 };
 
 // Reads NAME and what follows from args[index]; `index` is left on the last

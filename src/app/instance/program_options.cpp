@@ -45,6 +45,8 @@ ProgramOptions ParseProgramOptions(int argc, const char* const* argv, const std:
     options.findRecordings = parsed.findRecordings;
     options.help = parsed.help;
     options.version = parsed.version;
+    options.scheduleOperation = parsed.scheduleOperation;
+    options.scheduleArgs = std::move(parsed.scheduleArgs);
     options.args = std::move(parsed.forward);
     options.errors = std::move(parsed.errors);
     options.notes = std::move(parsed.notes);

@@ -5,6 +5,7 @@
 #include <cstdlib>
 
 #include "app/session/scheduled_end.h"
+#include "schedule/schedule_command_line.h"
 #include "toolkit/text.h"
 
 namespace vocarta {
@@ -35,8 +36,10 @@ constexpr SimpleSwitch kSimpleSwitches[] = {
 };
 constexpr const char* kValueSwitches[] = {"-scheduled_launch", "-record", "-recordfile",
                                           "-outdir",           "-ms",     "-playfile"};
-constexpr const char* kProcessOptions[] = {
-    "-nogui", "-devices", "-findrecordings", "--help", "-help", "--version", "-V"};
+constexpr const char* kProcessOptions[] = {"-nogui",     "-devices",      "-findrecordings",
+                                           "--help",     "-help",         "--version",
+                                           "-V",         "-schedules",    "-schedule-add",
+                                           "-schedule-remove"};
 
 class Parser {
   public:
@@ -46,6 +49,7 @@ class Parser {
 
     ParsedCommandLine Run() {
         for (i_ = 1; i_ < int(args_.size()); ++i_) Switch();
+        ScheduleOperationAlone();
         return std::move(out_);
     }
 
@@ -85,9 +89,64 @@ class Parser {
             out_.help = true;
         else if (sw == "-V" || is("--version"))
             out_.version = true;
+        else if (is("-schedules"))
+            SetScheduleOperation(ScheduleOperation::kList);
+        else if (is("-schedule-add"))
+            ScheduleAdd();
+        else if (is("-schedule-remove"))
+            ScheduleRemove();
         else
             return false;
         return true;
+    }
+
+    bool SetScheduleOperation(ScheduleOperation operation) {
+        if (out_.scheduleOperation != ScheduleOperation::kNone) {
+            Error(
+                StringPrintf("%s: only one of -schedules, -schedule-add and -schedule-remove "
+                             "may be given",
+                             At(i_).c_str()));
+            return false;
+        }
+        out_.scheduleOperation = operation;
+        return true;
+    }
+
+    // -schedule-add NAME once|daily|weekly ...: the words are read here as the
+    // schedule library reads them, so a line it cannot use is refused before
+    // anything is looked at; the checks against the list come later.
+    void ScheduleAdd() {
+        const int from = i_;
+        if (!TakeValue("a schedule name and its times") ||
+            !SetScheduleOperation(ScheduleOperation::kAdd))
+            return;
+        std::size_t index = size_t(i_ + 1);
+        LResult<ScheduleForm> form = ParseScheduleAdd(args_, index);
+        if (!form) {
+            Error(StringPrintf("-schedule-add: %s", form.Error().Message().c_str()));
+            // The rest of the schedule's words are not separate arguments.
+            while (HasNext() && !IsProgramSwitch(At(i_ + 1))) ++i_;
+            return;
+        }
+        out_.scheduleArgs.assign(args_.begin() + from + 1, args_.begin() + long(index) + 1);
+        i_ = int(index);
+    }
+
+    void ScheduleRemove() {
+        if (!TakeValue("a schedule name") || !SetScheduleOperation(ScheduleOperation::kRemove))
+            return;
+        out_.scheduleArgs = {At(++i_)};
+    }
+
+    // A schedule operation runs instead of a session: switches for a session
+    // beside it would be silently lost.
+    void ScheduleOperationAlone() {
+        if (out_.scheduleOperation == ScheduleOperation::kNone) return;
+        if (out_.forward.size() > 1 || out_.listDevices)
+            Error(
+                StringPrintf("-schedules, -schedule-add and -schedule-remove cannot be combined "
+                             "with \"%s\"",
+                             out_.listDevices ? "-devices" : out_.forward[1].c_str()));
     }
 
     void Switch() {

@@ -20,6 +20,11 @@
 
 namespace vocarta {
 
+// The schedule operations of the launching process (-schedules, -schedule-add,
+// -schedule-remove): carried out by that process without a session, and never
+// combined with switches for a session.
+enum class ScheduleOperation { kNone, kList, kAdd, kRemove };
+
 struct ParsedCommandLine {
     std::vector<SessionCommand> commands;
     // One clear line each. Errors: switches without their value or with a value
@@ -34,6 +39,10 @@ struct ParsedCommandLine {
     bool findRecordings = false;  // -findrecordings
     bool help = false;            // -h, --help, -help (at a switch position)
     bool version = false;         // -V, --version
+    ScheduleOperation scheduleOperation = ScheduleOperation::kNone;
+    // -schedule-add: NAME and the words that describe the schedule (checked as
+    // far as they can be without the list); -schedule-remove: NAME.
+    std::vector<std::string> scheduleArgs;
     // The arguments to hand to the running copy (args[0] first), and the
     // positions in it of the paths of -outdir, -recordfile and -playfile, which the
     // launching process makes absolute.

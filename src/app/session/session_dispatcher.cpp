@@ -1,6 +1,7 @@
 #include "app/session/session_dispatcher.h"
 
 #include <algorithm>
+#include <chrono>
 
 #include "app/session/command_line.h"
 #include "app/session/file_naming.h"
@@ -33,7 +34,11 @@ std::optional<RecordingSpec> SpecOf(const SessionCommand& command) {
 }  // namespace
 
 SessionDispatcher::SessionDispatcher(MainDialog& dialog)
-    : dialog_(dialog), now_([] { return std::time(nullptr); }) {}
+    : dialog_(dialog), nowMs_([] {
+          return int64_t(std::chrono::duration_cast<std::chrono::milliseconds>(
+                             std::chrono::system_clock::now().time_since_epoch())
+                             .count());
+      }) {}
 
 bool SessionDispatcher::HandleCommandLine(const std::vector<std::string>& all, int count) {
     count = std::clamp(count, 0, int(all.size()));
@@ -119,7 +124,8 @@ void SessionDispatcher::RecordToFile(const SessionCommand& command) {
 }
 
 void SessionDispatcher::ScheduledLaunch(const SessionCommand& command) {
-    const std::time_t now = now_();
+    const int64_t nowMs = nowMs_();
+    const std::time_t now = std::time_t(nowMs / 1000);
     const std::string endText =
         StringPrintf("%d:%d:%d", command.end.hours, command.end.minutes, command.end.seconds);
     int64_t limit = 0;
@@ -128,6 +134,9 @@ void SessionDispatcher::ScheduledLaunch(const SessionCommand& command) {
                  endText.c_str());
         return;
     }
+    // The part of this second already gone; an end in this very second keeps
+    // the whole-second rule.
+    if (limit >= nowMs % 1000) limit -= nowMs % 1000;
     LogEvent("Scheduled launch until %s: limit=%lld", endText.c_str(),
              static_cast<long long>(limit));
     dialog_.ScheduledLaunch(

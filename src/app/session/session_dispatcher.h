@@ -8,6 +8,7 @@
 //
 // Threading contract: main thread only.
 
+#include <cstdint>
 #include <ctime>
 #include <functional>
 #include <string>
@@ -34,8 +35,10 @@ class SessionDispatcher {
     // window to the front, anything else goes to HandleCommandLine.
     void HandleForwardedCommandLine(const std::vector<std::string>& args);
 
-    // For tests: the clock of scheduled ends.
-    void SetClock(std::function<std::time_t()> now) { now_ = std::move(now); }
+    // For tests: the clock of scheduled ends, in whole seconds.
+    void SetClock(std::function<std::time_t()> now) {
+        nowMs_ = [now = std::move(now)] { return int64_t(now()) * 1000; };
+    }
 
   private:
     void Record(const SessionCommand& command);
@@ -43,7 +46,8 @@ class SessionDispatcher {
     void ScheduledLaunch(const SessionCommand& command);
 
     MainDialog& dialog_;
-    std::function<std::time_t()> now_;
+    // Milliseconds: a limit from whole seconds would end up to a second late.
+    std::function<int64_t()> nowMs_;
 };
 
 }  // namespace vocarta
