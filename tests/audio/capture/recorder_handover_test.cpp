@@ -71,8 +71,12 @@ TEST_F(SimRecorderTest, StalledSinkDropsSoundAtOnceAndReportsTheLoss) {
     recorder.Poll();
     EXPECT_EQ(events.lostMs, std::vector<int64_t>{500});
 
+    // Counted from before the release: the worker may drain the queue before
+    // the next pump begins.
+    const uint64_t processed = recorder.BuffersProcessed();
     stalling->Release();
-    Pump(3, 44);  // the held buffer, the 40 queued, 3 new
+    ASSERT_TRUE(recorder.Capture().Pump(3 * kBuffer));
+    WaitMetered(processed + 44);  // the held buffer, the 40 queued, 3 new
     EXPECT_EQ(sink->FramesWritten(), 44 * kBuffer);
     EXPECT_EQ(recorder.State(), LRecorderState::kRecording);
     recorder.Poll();
