@@ -36,10 +36,9 @@ constexpr SimpleSwitch kSimpleSwitches[] = {
 };
 constexpr const char* kValueSwitches[] = {"-scheduled_launch", "-record", "-recordfile",
                                           "-outdir",           "-ms",     "-playfile"};
-constexpr const char* kProcessOptions[] = {"-nogui",     "-devices",      "-findrecordings",
-                                           "--help",     "-help",         "--version",
-                                           "-V",         "-schedules",    "-schedule-add",
-                                           "-schedule-remove"};
+constexpr const char* kProcessOptions[] = {
+    "-nogui",    "-devices", "-findrecordings", "--help",        "-help",
+    "--version", "-V",       "-schedules",      "-schedule-add", "-schedule-remove"};
 
 class Parser {
   public:
