@@ -9,8 +9,6 @@ crontab lines as they were. Runs as root in a private mount namespace
 
 import os
 import re
-import shutil
-import signal
 import subprocess
 import sys
 import time
@@ -22,86 +20,25 @@ import private_cron  # noqa: E402
 
 private_cron.enter_private_namespace()
 
+import cron_take  # noqa: E402
+from cron_take import crontab, stamp  # noqa: E402
 from session_e2e_support import SessionEnv  # noqa: E402
 
 LENGTH = 8  # seconds scheduled
 # Shell and cron characters in the name: they must reach nothing but the name.
 NAME = "Cron take $(touch pwned) `touch pwned` 50% ; 'x'"
-CRON_VARIABLES = ("HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_CACHE_HOME", "XDG_STATE_HOME",
-                  "XDG_RUNTIME_DIR", "VOCARTA_SHARED_DIR", "PULSE_SERVER", "PULSE_RUNTIME_PATH")
-
-
-def stamp(t):
-    return time.strftime("%Y-%m-%d %H:%M:%S", time.localtime(t))
-
-
-def copies_of(program):
-    """The processes of `program` started with -scheduled_launch."""
-    found = set()
-    for pid in os.listdir("/proc"):
-        if not pid.isdigit():
-            continue
-        try:
-            with open("/proc/%s/cmdline" % pid, "rb") as f:
-                words = f.read().split(b"\0")
-        except OSError:
-            continue
-        if words and words[0] == program.encode() and b"-scheduled_launch" in words:
-            found.add(int(pid))
-    return found
-
-
-def launched_at(program, deadline, started):
-    """The moment a new process of `program` with -scheduled_launch appears; its
-    id is added to `started`."""
-    before = copies_of(program)
-    while time.time() < deadline:
-        new = copies_of(program) - before
-        if new:
-            started.update(new)
-            return time.time()
-        time.sleep(0.02)
-    raise AssertionError("cron did not start vocarta by " + stamp(deadline))
-
-
-def end_copies(pids):
-    """The copies cron started are not children of the test: end them by id."""
-    for pid in pids:
-        try:
-            os.kill(pid, signal.SIGTERM)
-        except ProcessLookupError:
-            continue
-        for _ in range(100):
-            if not os.path.exists("/proc/%d" % pid):
-                break
-            time.sleep(0.05)
-        else:
-            os.kill(pid, signal.SIGKILL)
-
-
-def crontab():
-    return subprocess.run(["crontab", "-l"], capture_output=True, text=True, check=True).stdout
 
 
 def main():
-    for tool in ("pulseaudio", "pactl", "soxi", "sox"):
-        if shutil.which(tool) is None:
-            raise RuntimeError(tool + " is missing (scripts/install-deps.sh --with-tests)")
+    cron_take.require_tools()
     cron = private_cron.PrivateCron()
     env = None
     started = set()
     try:
         env = SessionEnv(modules=False, mic=True)
-        # cron gives a job only what the crontab's variable lines say: the user's
-        # own lines, which Vocarta must keep.
-        user_lines = "".join("%s=%s\n" % (v, env.env[v]) for v in CRON_VARIABLES)
-        user_lines += "# the user's own comment\n"
-        cron.install(user_lines)
+        user_lines = cron_take.install_user_lines(cron, env)
 
-        now = time.time()
-        start = (int(now) // 60 + 1) * 60
-        if start - now < 6:  # time to add the schedule before its minute
-            start += 60
+        start = cron_take.next_minute(6)  # time to add the schedule before its minute
         end = start + LENGTH
         add = subprocess.run([env.program, "-schedule-add", NAME, "once",
                               time.strftime("%Y-%m-%d", time.localtime(start)),
@@ -117,33 +54,11 @@ def main():
                                                        % (LENGTH, stamp(start))), listing.stdout
         table = crontab()
         assert table.startswith(user_lines), table
-        job_lines = [line for line in table.splitlines() if "# vocarta-schedule:" in line]
+        job_lines = cron_take.job_lines(table)
         assert len(job_lines) == 1, table
 
         cron.start()
-        launch = launched_at(env.program, start + 15, started)
-        assert start - 0.2 <= launch <= start + 3, (stamp(start), launch - start)
-        env.wait_until(lambda: env.count_log("Recording complete for file:") >= 1,
-                       end - time.time() + 15, "the end of the take")
-        closed = time.time()
-        # The recorder stops at the limit itself, or the session's check does.
-        assert env.count_log("Scheduled end reached") + \
-            env.count_log("Recorder reached its time limit") == 1, env.describe()
-        files = env.files()
-        assert len(files) == 1, files
-        path = os.path.join(env.rec, files[0])
-        length = env.duration(path)
-        assert abs(closed - end) <= 1.0, "ended %.2f s after the scheduled end" % (closed - end)
-        assert abs(length - (end - launch)) <= 1.0, \
-            "holds %.2f s; from the launch to the end is %.2f s" % (length, end - launch)
-        print("launched %.2f s after the start; the take ended %.2f s after the scheduled end "
-              "and holds %.2f s of the %.2f s from the launch to the end"
-              % (launch - start, closed - end, length, end - launch))
-        assert env.rms(path) > 0.1, "the microphone's tone is not in the take"
-        lines = env.log_lines()
-        assert any(l.startswith("Started by the schedule job") for l in lines), env.describe()
-        assert any(l.startswith("Scheduled start at") and "for the occurrence ending %s"
-                   % stamp(end) in l for l in lines), env.describe()
+        files = cron_take.check_cron_take(env, start, end, started)
 
         # The copy cron started stays, as a scheduled launch does; end it.
         result, _ = env.launch("-exit")
@@ -166,13 +81,7 @@ def main():
         for folder in (env.root, env.env["HOME"], "/"):
             assert not os.path.exists(os.path.join(folder, "pwned")), folder
     finally:
-        cron.stop()
-        end_copies(started)
-        if env is not None:
-            env.close()
-        for target in ("/run", "/etc/cron.d", "/etc/crontab", "/var/spool/cron/crontabs"):
-            subprocess.call(["umount", "-l", target])
-        shutil.rmtree(cron.root, ignore_errors=True)
+        cron_take.clean_up(cron, started, env)
     print("cron recorded the scheduled stretch")
 
 
