@@ -1,13 +1,16 @@
 # A program's --help text and manual page come from one file,
 # data/help/<program>.help, through scripts/help_pages.py.
+# Paths from the source root, found from this file: the fuzz build includes it
+# from a project of its own.
 find_package(Python3 REQUIRED COMPONENTS Interpreter)
-set(VOCARTA_HELP_SCRIPT ${PROJECT_SOURCE_DIR}/scripts/help_pages.py)
+get_filename_component(VOCARTA_HELP_ROOT ${CMAKE_CURRENT_LIST_DIR}/.. ABSOLUTE)
+set(VOCARTA_HELP_SCRIPT ${VOCARTA_HELP_ROOT}/scripts/help_pages.py)
 set(VOCARTA_GENERATED_DIR ${PROJECT_BINARY_DIR}/generated)
 
 # Gives `target` the header "help/<program>_help.h" defining `symbol`, the text
 # of <program> --help.
 function(vocarta_help_header target program symbol)
-  set(source ${PROJECT_SOURCE_DIR}/data/help/${program}.help)
+  set(source ${VOCARTA_HELP_ROOT}/data/help/${program}.help)
   set(header ${VOCARTA_GENERATED_DIR}/help/${program}_help.h)
   add_custom_command(
     OUTPUT ${header}
@@ -20,7 +23,7 @@ endfunction()
 
 # Makes man/<program>.1 (and its gzip for installing) in the build folder.
 function(vocarta_man_page program out_var)
-  set(source ${PROJECT_SOURCE_DIR}/data/help/${program}.help)
+  set(source ${VOCARTA_HELP_ROOT}/data/help/${program}.help)
   set(page ${PROJECT_BINARY_DIR}/man/${program}.1)
   add_custom_command(
     OUTPUT ${page} ${page}.gz
