@@ -47,9 +47,11 @@ def job_lines(table):
     return [line for line in table.splitlines() if "# vocarta-schedule:" in line]
 
 
-def copies_of(program):
-    """The processes of `program` started with -scheduled_launch."""
+def copies_of(program, home):
+    """The processes of `program` started with -scheduled_launch in the test's own
+    world (its HOME): other tests run the same program with that switch."""
     found = set()
+    wanted = b"HOME=" + home.encode()
     for pid in os.listdir("/proc"):
         if not pid.isdigit():
             continue
@@ -58,17 +60,23 @@ def copies_of(program):
                 words = f.read().split(b"\0")
         except OSError:
             continue
-        if words and words[0] == program.encode() and b"-scheduled_launch" in words:
-            found.add(int(pid))
+        if not (words and words[0] == program.encode() and b"-scheduled_launch" in words):
+            continue
+        try:
+            with open("/proc/%s/environ" % pid, "rb") as f:
+                if wanted in f.read().split(b"\0"):
+                    found.add(int(pid))
+        except OSError:
+            continue
     return found
 
 
-def launched_at(program, deadline, started):
+def launched_at(program, home, deadline, started):
     """The moment a new process of `program` with -scheduled_launch appears; its
     id is added to `started`."""
-    before = copies_of(program)
+    before = copies_of(program, home)
     while time.time() < deadline:
-        new = copies_of(program) - before
+        new = copies_of(program, home) - before
         if new:
             started.update(new)
             return time.time()
@@ -80,7 +88,7 @@ def check_cron_take(env, start, end, started):
     """Waits for cron to start Vocarta at `start` and for the take to end; checks
     that it ended at `end` and holds the stretch from the launch to the end.
     Returns the file names in the record folder."""
-    launch = launched_at(env.program, start + 15, started)
+    launch = launched_at(env.program, env.env["HOME"], start + 15, started)
     assert start - 0.2 <= launch <= start + 3, (stamp(start), launch - start)
     env.wait_until(lambda: env.count_log("Recording complete for file:") >= 1,
                    end - time.time() + 15, "the end of the take")
