@@ -20,7 +20,7 @@ std::string Quoted(const std::vector<std::string>& args) {
     return out;
 }
 
-// The spec a command's format word and encoder options ask for. The format
+// The recording a command's format word and encoder options ask for. The format
 // and the options are saved where the choice is kept; the value travels on.
 std::optional<RecordingSpec> SpecOf(const SessionCommand& command) {
     if (!command.format) return std::nullopt;

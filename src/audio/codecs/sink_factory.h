@@ -12,7 +12,7 @@
 namespace vocarta {
 
 // Opens the sink of a recording on `path`, written as `spec` says (the WAV
-// format, or the MP3, AIFF or FLAC record, of the spec's format). Fails with a
+// format, or the MP3, AIFF or FLAC record, of its format). Fails with a
 // clear message (e.g. the LAME library missing: names the package to install)
 // and leaves no file behind when it cannot.
 LResult<std::shared_ptr<LSoundSinkBase>> OpenRecordingSink(const RecordingSpec& spec,

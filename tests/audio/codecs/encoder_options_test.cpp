@@ -103,7 +103,7 @@ TEST(EncoderOptions, WavNamesTheFormatOutrightAndLeavesTheAutoKeysAlone) {
     EXPECT_EQ(LoadWavFormat().sampleRate, 8000u);
 
     // A position without its switch word still takes a pair and the value is 0:
-    // no format, so the spec and the store stay as they were.
+    // no format, so the recording settings and the store stay as they were.
     p = Parse(OutputFormat::kWav, {"-x", "16000", "-m", "1", "-b", "8"});
     ASSERT_TRUE(p.options);
     RecordingSpec kept = LoadRecordingSpec(OutputFormat::kWav);
