@@ -13,6 +13,9 @@ constexpr int kTextGap = 6;
 }  // namespace
 
 LevelMeter::LevelMeter(QWidget* parent) : QWidget(parent) {
+    // The meter paints all of itself, so its five repaints a second do not
+    // repaint the window behind it.
+    setAttribute(Qt::WA_OpaquePaintEvent);
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
     setAccessibleName(LevelText(level_));
 }
@@ -42,6 +45,7 @@ QSize LevelMeter::sizeHint() const {
 
 void LevelMeter::paintEvent(QPaintEvent*) {
     QPainter painter(this);
+    painter.fillRect(rect(), palette().color(backgroundRole()));
     const int textWidth = fontMetrics().horizontalAdvance(LevelText(-100)) + kTextGap;
     const QRect bar(0, 2, std::max(10, width() - textWidth), height() - 4);
     painter.fillRect(bar, palette().color(QPalette::Base).darker(140));

@@ -25,6 +25,7 @@
 #include "gui/level_meter.h"
 #include "gui/options_dialog.h"
 #include "gui/schedule_list_window.h"
+#include "gui/time_display.h"
 #include "gui/tray_icon.h"
 #include "toolkit/log.h"
 
@@ -117,8 +118,8 @@ QWidget* MainWindow::BuildDisplay() {
     status_ = NewLabel(display, "status");
     format_ = NewLabel(display, "format");
     format_->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
-    time_ = NewLabel(display, "time");
-    time_->setAlignment(Qt::AlignCenter);
+    time_ = new TimeDisplay(display);
+    time_->setObjectName("time");
     QFont timeFont = QFontDatabase::systemFont(QFontDatabase::FixedFont);
     timeFont.setPointSizeF(timeFont.pointSizeF() * 2.5);
     time_->setFont(timeFont);
@@ -254,9 +255,9 @@ void MainWindow::SetStatusText(const std::string& text) {
 
 void MainWindow::SetTimeText(const std::string& text) {
     const QString shown = QString::fromStdString(text);
-    if (shown == time_->text()) return;
-    const bool newSecond = WholeSeconds(shown) != WholeSeconds(time_->text());
-    time_->setText(shown);
+    if (shown == time_->Text()) return;
+    const bool newSecond = WholeSeconds(shown) != WholeSeconds(time_->Text());
+    time_->SetText(shown);
     if (newSecond) UpdateTitle();
 }
 
@@ -283,8 +284,7 @@ void MainWindow::RefreshTray() {
 void MainWindow::SetTimeDimmed(bool dimmed) {
     if (dimmed == timeDimmed_) return;
     timeDimmed_ = dimmed;
-    // The text stays where it is (no layout change); only its ink fades.
-    time_->setStyleSheet(dimmed ? QStringLiteral("color: rgba(128, 128, 128, 60);") : QString());
+    time_->SetDimmed(dimmed);
 }
 
 void MainWindow::SetButtons(const SessionButtons& buttons) {
@@ -380,7 +380,7 @@ void MainWindow::UpdateTitle() {
     // The status text stays "Recording..." while paused; the title says Paused.
     const QString state = pausedLook_ ? tr("Paused") : status_->text();
     setWindowTitle(
-        QStringLiteral("%1 %2 - %3").arg(state, WholeSeconds(time_->text()), kWindowTitle));
+        QStringLiteral("%1 %2 - %3").arg(state, WholeSeconds(time_->Text()), kWindowTitle));
 }
 
 int MainWindow::MeterLevel(int channel) const {
@@ -400,7 +400,7 @@ QString MainWindow::StatusText() const {
     return status_->text();
 }
 QString MainWindow::TimeText() const {
-    return time_->text();
+    return time_->Text();
 }
 QString MainWindow::FormatText() const {
     return format_->text();

@@ -35,6 +35,7 @@ class QToolBar;
 namespace vocarta {
 
 class LevelMeter;
+class TimeDisplay;
 class OptionsDialog;
 class SessionDispatcher;
 class TrayIcon;
@@ -127,7 +128,7 @@ class MainWindow final : public QMainWindow, public MainDialogView {
     TrayIcon* tray_ = nullptr;
     QLabel* indicator_ = nullptr;
     QLabel* status_ = nullptr;
-    QLabel* time_ = nullptr;
+    TimeDisplay* time_ = nullptr;
     QLabel* format_ = nullptr;
     std::array<LevelMeter*, 2> meters_{};
     QLabel* sendStatus_ = nullptr;
