@@ -76,56 +76,17 @@ const std::vector<Sample>& ListCorpus() {
         {"01-10-23  12:34PM  0 zero.wav", E("zero.wav", T::kFile, 0)},
         {"01-10-23  12:34am  <dir>  lower", E("lower", T::kFolder, -1)},
         {"01-10-23  12:34PM  1,2345 bad commas", E("bad commas", T::kFile, 12345)},
-        // European month forms (UTF-8 and Latin-1).
-        {"-rw-r--r-- 1 u g 100 Mär 3 10:00 maerz", E("maerz", T::kFile, 100)},
+        // Month names in other languages and code pages read as the months
+        // test below shows; here the forms around them: the day first, a day
+        // or year with its East-Asian mark, a name in a single-byte code page.
         {"-rw-r--r-- 1 u g 101 M\xE4r 3 10:00 maerz-latin1", E("maerz-latin1", T::kFile, 101)},
-        {"-rw-r--r-- 1 u g 102 Okt 4 2019 oktober", E("oktober", T::kFile, 102)},
-        {"-rw-r--r-- 1 u g 103 Dez 24 18:00 weihnachten", E("weihnachten", T::kFile, 103)},
-        {"-rw-r--r-- 1 u g 104 Mai 1 09:00 mai", E("mai", T::kFile, 104)},
         {"-rw-r--r-- 1 u g 105 10. Jan 12:34 tag zuerst", E("tag zuerst", T::kFile, 105)},
-        {"-rw-r--r-- 1 u g 106 févr. 14 2020 fevrier", E("fevrier", T::kFile, 106)},
-        {"-rw-r--r-- 1 u g 107 d\xE9"
-         "c. 25 08:00 noel",
-         E("noel", T::kFile, 107)},
-        {"-rw-r--r-- 1 u g 108 juil. 14 2021 juillet", E("juillet", T::kFile, 108)},
-        {"-rw-r--r-- 1 u g 109 août 15 12:00 aout", E("aout", T::kFile, 109)},
-        {"-rw-r--r-- 1 u g 110 ao\xFBt 16 12:00 aout-latin1", E("aout-latin1", T::kFile, 110)},
-        {"-rw-r--r-- 1 u g 111 ene 6 2022 enero", E("enero", T::kFile, 111)},
-        {"-rw-r--r-- 1 u g 112 ago 7 07:07 agosto", E("agosto", T::kFile, 112)},
-        {"-rw-r--r-- 1 u g 113 dic 8 08:08 diciembre", E("diciembre", T::kFile, 113)},
-        {"-rw-r--r-- 1 u g 114 gen 9 2019 gennaio", E("gennaio", T::kFile, 114)},
-        {"-rw-r--r-- 1 u g 115 mag 10 10:10 maggio", E("maggio", T::kFile, 115)},
-        {"-rw-r--r-- 1 u g 116 ott 11 11:11 ottobre", E("ottobre", T::kFile, 116)},
-        {"-rw-r--r-- 1 u g 117 mrt 12 12:12 maart", E("maart", T::kFile, 117)},
-        {"-rw-r--r-- 1 u g 118 out 13 2018 outubro", E("outubro", T::kFile, 118)},
-        {"-rw-r--r-- 1 u g 119 paź 14 14:14 pazdziernik", E("pazdziernik", T::kFile, 119)},
-        {"-rw-r--r-- 1 u g 120 maj 15 15:15 maj", E("maj", T::kFile, 120)},
-        // Cyrillic in UTF-8, Windows-1251, KOI8-R and DOS 866.
-        {"-rw-r--r-- 1 u g 200 янв 10 12:34 januar", E("januar", T::kFile, 200)},
-        {"-rw-r--r-- 1 u g 201 Дек 31 2020 dekabr", E("dekabr", T::kFile, 201)},
-        {"-rw-r--r-- 1 u g 202 \xFF\xED\xE2 10 12:34 cp1251-jan", E("cp1251-jan", T::kFile, 202)},
-        {"-rw-r--r-- 1 u g 203 \xEC\xE0\xE9 9 2021 cp1251-may", E("cp1251-may", T::kFile, 203)},
-        {"-rw-r--r-- 1 u g 204 \xC4\xE5\xEA 1 01:00 cp1251-Dec", E("cp1251-Dec", T::kFile, 204)},
-        {"-rw-r--r-- 1 u g 205 \xC6\xC5\xD7 2 02:00 koi8-feb", E("koi8-feb", T::kFile, 205)},
-        {"-rw-r--r-- 1 u g 206 \xCF\xCB\xD4 3 2017 koi8-oct", E("koi8-oct", T::kFile, 206)},
-        {"-rw-r--r-- 1 u g 207 \xAC\xA0\xE0 4 04:00 cp866-mar", E("cp866-mar", T::kFile, 207)},
         {"-rw-r--r-- 1 u g 208 \xF1\xE5\xED 5 05:00 \xF4\xE0\xE9\xEB",
          E("\xF4\xE0\xE9\xEB", T::kFile, 208)},
-        // East-Asian numeric months.
-        {"-rw-r--r-- 1 u g 300 1月 10 12:34 nihon.wav", E("nihon.wav", T::kFile, 300)},
         {"-rw-r--r-- 1 u g 301 12月 25  2019 kurisumasu", E("kurisumasu", T::kFile, 301)},
         {"drwxr-xr-x 2 u g 4096 3月 3日 10:00 hinamatsuri", E("hinamatsuri", T::kFolder, 4096)},
-        {"-rw-r--r-- 1 u g 302 4\x8C\x8E 1 01:01 sjis", E("sjis", T::kFile, 302)},
-        {"-rw-r--r-- 1 u g 303 5\xD4\xC2 2 02:02 gbk", E("gbk", T::kFile, 303)},
-        {"-rw-r--r-- 1 u g 304 11월 11 11:11 korea", E("korea", T::kFile, 304)},
-        {"-rw-r--r-- 1 u g 305 6\xBF\xF9 6 06:06 euckr", E("euckr", T::kFile, 305)},
         {"-rw-r--r-- 1 u g 306 7月 7 2015年 qixi", E("qixi", T::kFile, 306)},
-        // The compact English form with the month's last digit.
-        {"-rw-r--r-- 1 u g 400 jan1 10 12:34 c-jan", E("c-jan", T::kFile, 400)},
-        {"-rw-r--r-- 1 u g 401 oct0 10 2011 c-oct", E("c-oct", T::kFile, 401)},
         {"-rw-r--r-- 1 u g 402 sept9 9 09:09 c-sept", E("c-sept", T::kFile, 402)},
-        {"-rw-r--r-- 1 u g 403 dec2 12 12:12 c-dec", E("c-dec", T::kFile, 403)},
-        {"-rw-r--r-- 1 u g 404 nov1 1 01:01 c-nov", E("c-nov", T::kFile, 404)},
         // Lines that are not entries, and entries that must never come back.
         {"total 48", std::nullopt},
         {"", std::nullopt},
@@ -185,15 +146,34 @@ TEST(FtpListingTest, AListingIsReadLineByLine) {
               (std::vector<FtpListEntry>{E("a", T::kFile, 1), E("b", T::kFolder, -1)}));
 }
 
+// Month tokens as servers in many locales send them: UTF-8, Latin-1,
+// Windows-1251, KOI8-R, DOS 866, East-Asian numbers with their mark (UTF-8,
+// Shift_JIS, GBK, EUC-KR) and the compact English form ending in a digit.
 TEST(FtpListingTest, MonthsInEveryFormTheServersUse) {
-    const char* tokens[] = {
-        "Jan",  "FEB", "märz", "Avr.",         "may5",           "Juin",           "lug",
-        "AOÛT", "wrz", "oct0", "\xED\xEE\xFF", "12\xE6\x9C\x88", "13\xE6\x9C\x88", "0\xE6\x9C\x88",
-        "jan2", "",    "J",    "janu",         "\xFF\xFF\xFF"};
-    const int months[] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 0, 0, 0, 0, 0, 0, 0};
-    for (std::size_t i = 0; i < std::size(tokens); ++i)
-        EXPECT_EQ(ParseListMonth(tokens[i]), months[i]) << tokens[i];
-    EXPECT_EQ(ParseListMonth(std::string(30, 'a')), 0);
+    const char* byMonth[] = {"Jan|ene|gen|янв|\xFF\xED\xE2|1月|jan1",
+                             "FEB|févr.|\xC6\xC5\xD7",
+                             "märz|Mär|M\xE4r|mrt|\xAC\xA0\xE0",
+                             "Avr.|4\x8C\x8E",
+                             "may5|Mai|mag|maj|\xEC\xE0\xE9|5\xD4\xC2",
+                             "Juin|6\xBF\xF9",
+                             "lug|juil.|7月",
+                             "AOÛT|août|ao\xFBt|ago",
+                             "wrz|sept9|\xF1\xE5\xED",
+                             "oct0|Okt|ott|out|paź|\xCF\xCB\xD4",
+                             "\xED\xEE\xFF|nov1|11월",
+                             "12\xE6\x9C\x88|Dez|dic|d\xE9"
+                             "c.|Дек|\xC4\xE5\xEA|dec2"};
+    for (int month = 1; month <= 12; ++month) {
+        std::string_view tokens = byMonth[month - 1];
+        for (std::size_t at = 0, end; at < tokens.size(); at = end + 1) {
+            end = std::min(tokens.find('|', at), tokens.size());
+            EXPECT_EQ(ParseListMonth(tokens.substr(at, end - at)), month)
+                << tokens.substr(at, end - at);
+        }
+    }
+    for (std::string token : {"13\xE6\x9C\x88", "0\xE6\x9C\x88", "jan2", "", "J", "janu",
+                              "\xFF\xFF\xFF", "aaaaaaaaaaaaaaaaaaaaaaaaaaaaaa"})
+        EXPECT_EQ(ParseListMonth(token), 0) << token;
 }
 
 TEST(FtpListingTest, GarbageAtEveryPositionNeverBreaksTheParser) {
