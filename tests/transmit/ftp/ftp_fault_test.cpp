@@ -320,8 +320,6 @@ const std::vector<FaultCase>& Cases() {
          R"({"replies": {"FEAT": [{"chunks": ["211-x\r\n$FEATLINES"]}]}})", Op::kSize, E::kNetwork,
          "FEAT", "SIZE|MLST"},
         // Sizes, listings, folders.
-        {"MLST gives the size", R"({"files": {"take.wav": "12345"}})", Op::kSize, kOk,
-         "MLST take.wav", "SIZE", SizeIs(5)},
         {"MLST 550: no such file", R"({})", Op::kSize, E::kNotFound, "MLST take.wav", ""},
         {"the size from a listing",
          R"({"features": [], "listing": "-rw-r--r-- 1 o g 4321 Jan 10 12:34 take.wav\r\n"})",
@@ -347,9 +345,6 @@ const std::vector<FaultCase>& Cases() {
          E::kProtocol, "LIST", ""},
         {"a listing over 16 MB is refused", R"({"features": [], "listing_bytes": 17000000})",
          Op::kList, E::kProtocol, "LIST", ""},
-        {"PWD with doubled quotes",
-         R"({"replies": {"PWD": ["257 \"/a \"\"b\"\" c\" is current"]}})", Op::kPwd, kOk, "PWD", "",
-         [](const Outcome& o) { EXPECT_EQ(o.text, "/a \"b\" c"); }},
         {"PWD without a quoted path", R"({"replies": {"PWD": ["257 /x"]}})", Op::kPwd, E::kProtocol,
          "PWD", ""},
         {"CWD answered 550", R"({"missing_dirs": ["/missing"]})", Op::kCwd, E::kProtocol,
