@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <functional>
 #include <string>
+#include <vector>
 
 namespace vocarta::test {
 
@@ -26,6 +27,28 @@ inline int WaitChild(pid_t pid) {
         if (errno != EINTR) return -1;
     if (WIFEXITED(status)) return WEXITSTATUS(status);
     return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : -1;
+}
+
+// Runs `argv` (no shell, found on PATH) with `input` on its standard input;
+// its exit status as WaitChild gives it.
+inline int RunProgram(const std::vector<std::string>& argv, const std::string& input = "") {
+    int in[2];
+    if (pipe(in) != 0) return -1;
+    const pid_t pid = fork();
+    if (pid == 0) {
+        dup2(in[0], 0);
+        close(in[0]);
+        close(in[1]);
+        std::vector<char*> args;
+        for (const std::string& a : argv) args.push_back(const_cast<char*>(a.c_str()));
+        args.push_back(nullptr);
+        execvp(args[0], args.data());
+        _exit(127);
+    }
+    close(in[0]);
+    if (!input.empty()) (void)!write(in[1], input.data(), input.size());
+    close(in[1]);
+    return WaitChild(pid);
 }
 
 // A pipe for telling the other process where we are.

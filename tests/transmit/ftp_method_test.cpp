@@ -33,8 +33,6 @@ TEST(FtpMethodTest, TakesItsPlaceBetweenEmailAndFolderWithItsOwnTexts) {
     FtpTransmitMethod ftp;
     StoreFtpSettings("ftp.example.net");
     EXPECT_TRUE(ftp.Enabled());
-    EXPECT_EQ(ftp.Target(), "ftp.example.net");
-    EXPECT_STREQ(ftp.Name(), "ftp");
     EXPECT_EQ(FormatTransmitText(ftp.Texts().shown, ftp.Target()),
               "You have the send via FTP transmit option enabled. \n But attempt to upload this "
               "recording to \n \"ftp.example.net\" \n failed.");

@@ -8,7 +8,6 @@
 #include <gtest/gtest.h>
 
 #include <optional>
-#include <set>
 
 using namespace vocarta;
 
@@ -17,7 +16,6 @@ namespace {
 using T = FtpEntryType;
 
 struct Sample {
-    const char* form;
     std::string line;
     std::optional<FtpListEntry> entry;  // nullopt: not an entry
 };
@@ -29,182 +27,111 @@ FtpListEntry E(const char* name, T type, int64_t size) {
 const std::vector<Sample>& ListCorpus() {
     static const std::vector<Sample> corpus = {
         // Unix, GNU ls with owner and group.
-        {"unix", "-rw-r--r--    1 ftp      ftp       1048576 Jan 10 12:34 take.wav",
+        {"-rw-r--r--    1 ftp      ftp       1048576 Jan 10 12:34 take.wav",
          E("take.wav", T::kFile, 1048576)},
-        {"unix", "-rw-r--r-- 1 user group 0 Feb  3  2021 empty.mp3", E("empty.mp3", T::kFile, 0)},
-        {"unix", "drwxr-xr-x    2 ftp      ftp          4096 Mar 01 09:00 upload",
+        {"-rw-r--r-- 1 user group 0 Feb  3  2021 empty.mp3", E("empty.mp3", T::kFile, 0)},
+        {"drwxr-xr-x    2 ftp      ftp          4096 Mar 01 09:00 upload",
          E("upload", T::kFolder, 4096)},
-        {"unix", "-rw-rw-r--   1 1000 1000 123456789012 Dec 31 23:59 big file.flac",
+        {"-rw-rw-r--   1 1000 1000 123456789012 Dec 31 23:59 big file.flac",
          E("big file.flac", T::kFile, 123456789012)},
-        {"unix", "-rwxr-xr-x 1 root root 52 Apr 5 2020  two  spaces.sh",
-         E("two  spaces.sh", T::kFile, 52)},
-        {"unix", "-rw-r--r--+ 1 u g 7 May 6 07:08 acl.txt", E("acl.txt", T::kFile, 7)},
-        {"unix", "-rw-r--r--@ 1 u staff 8 Jun 7 2019 mac.txt", E("mac.txt", T::kFile, 8)},
-        {"unix", "-rw-r--r-- 1 jan staff 9 Jul 8 10:11 owner named jan",
-         E("owner named jan", T::kFile, 9)},
-        {"unix", "-rw-r--r-- 1 u g 10 Aug 9 11:12 Jan 10 12:34 date in name",
+        {"-rwxr-xr-x 1 root root 52 Apr 5 2020  two  spaces.sh", E("two  spaces.sh", T::kFile, 52)},
+        {"-rw-r--r--+ 1 u g 7 May 6 07:08 acl.txt", E("acl.txt", T::kFile, 7)},
+        {"-rw-r--r--@ 1 u staff 8 Jun 7 2019 mac.txt", E("mac.txt", T::kFile, 8)},
+        {"-rw-r--r-- 1 jan staff 9 Jul 8 10:11 owner named jan", E("owner named jan", T::kFile, 9)},
+        {"-rw-r--r-- 1 u g 10 Aug 9 11:12 Jan 10 12:34 date in name",
          E("Jan 10 12:34 date in name", T::kFile, 10)},
-        {"unix", "-rw-r--r-- 1 u g 11 Sep 10 2018 -rw-r--r--", E("-rw-r--r--", T::kFile, 11)},
-        {"unix", "-rw-r--r-- 1 u g 12 Oct 11 12:13 Aufnahme März.wav",
+        {"-rw-r--r-- 1 u g 11 Sep 10 2018 -rw-r--r--", E("-rw-r--r--", T::kFile, 11)},
+        {"-rw-r--r-- 1 u g 12 Oct 11 12:13 Aufnahme März.wav",
          E("Aufnahme März.wav", T::kFile, 12)},
-        {"unix", "-rw-r--r-- 1 u g 13 Nov 12 13:14 .hidden", E(".hidden", T::kFile, 13)},
-        {"unix", "-rw-r--r--\t1 u g\t14 Dec 13\t14:15 tabs.wav", E("tabs.wav", T::kFile, 14)},
-        {"unix", "drwxr-xr-x 3 u g 4096 JAN 14 2022 CAPS", E("CAPS", T::kFolder, 4096)},
-        {"unix", "-rw-r--r-- 1 u g 15 january 15 2022 long month", E("long month", T::kFile, 15)},
+        {"-rw-r--r-- 1 u g 13 Nov 12 13:14 .hidden", E(".hidden", T::kFile, 13)},
+        {"-rw-r--r--\t1 u g\t14 Dec 13\t14:15 tabs.wav", E("tabs.wav", T::kFile, 14)},
+        {"drwxr-xr-x 3 u g 4096 JAN 14 2022 CAPS", E("CAPS", T::kFolder, 4096)},
+        {"-rw-r--r-- 1 u g 15 january 15 2022 long month", E("long month", T::kFile, 15)},
         // Unix without the group (some servers leave it out).
-        {"no group", "-rw-r--r--   1 ftp   2048 Jan 10 12:34 nogroup.wav",
-         E("nogroup.wav", T::kFile, 2048)},
-        {"no group", "drwxr-xr-x   1 owner   0 Feb 11 2020 dir", E("dir", T::kFolder, 0)},
-        {"no group", "-rw-r--r-- 1 10 20 Mar 12 01:02 numeric", E("numeric", T::kFile, 20)},
-        {"no group", "-rw-------  1 me 5 Apr 13 2001 old", E("old", T::kFile, 5)},
-        {"no group", "-r--r--r-- 1 x 31 May 31 31:31 odd time", E("odd time", T::kFile, 31)},
+        {"-rw-r--r--   1 ftp   2048 Jan 10 12:34 nogroup.wav", E("nogroup.wav", T::kFile, 2048)},
+        {"drwxr-xr-x   1 owner   0 Feb 11 2020 dir", E("dir", T::kFolder, 0)},
+        {"-rw-r--r-- 1 10 20 Mar 12 01:02 numeric", E("numeric", T::kFile, 20)},
+        {"-rw-------  1 me 5 Apr 13 2001 old", E("old", T::kFile, 5)},
+        {"-r--r--r-- 1 x 31 May 31 31:31 odd time", E("odd time", T::kFile, 31)},
         // Links and other types.
-        {"link", "lrwxrwxrwx 1 u g 7 Jan 1 2020 latest -> take.wav", E("latest", T::kLink, 7)},
-        {"link", "lrwxrwxrwx 1 u g 11 Feb 2 03:04 a b -> c d", E("a b", T::kLink, 11)},
-        {"link", "lrwxrwxrwx 1 u g 9 Mar 3 2021 up -> ../x", E("up", T::kLink, 9)},
-        {"link", "lrwxrwxrwx 1 u g 4 Apr 4 04:04 noarrow", E("noarrow", T::kLink, 4)},
-        {"other", "brw-rw---- 1 root disk 8, 0 Jan 1 00:00 sda", E("sda", T::kOther, 0)},
-        {"other", "crw-rw-rw- 1 root root 1, 3 Feb 2 00:00 null", E("null", T::kOther, 3)},
-        {"other", "srwxrwxrwx 1 u g 0 Mar 3 12:00 sock", E("sock", T::kOther, 0)},
-        {"other", "prw-r--r-- 1 u g 0 Apr 4 12:00 fifo", E("fifo", T::kOther, 0)},
-        {"long-iso", "-rw-r--r-- 1 u g 321 2023-01-10 12:34 iso.wav", E("iso.wav", T::kFile, 321)},
-        {"long-iso", "drwxr-xr-x 2 u g 4096 2022-12-31 23:59 iso dir",
-         E("iso dir", T::kFolder, 4096)},
+        {"lrwxrwxrwx 1 u g 7 Jan 1 2020 latest -> take.wav", E("latest", T::kLink, 7)},
+        {"lrwxrwxrwx 1 u g 11 Feb 2 03:04 a b -> c d", E("a b", T::kLink, 11)},
+        {"lrwxrwxrwx 1 u g 9 Mar 3 2021 up -> ../x", E("up", T::kLink, 9)},
+        {"lrwxrwxrwx 1 u g 4 Apr 4 04:04 noarrow", E("noarrow", T::kLink, 4)},
+        {"brw-rw---- 1 root disk 8, 0 Jan 1 00:00 sda", E("sda", T::kOther, 0)},
+        {"crw-rw-rw- 1 root root 1, 3 Feb 2 00:00 null", E("null", T::kOther, 3)},
+        {"srwxrwxrwx 1 u g 0 Mar 3 12:00 sock", E("sock", T::kOther, 0)},
+        {"prw-r--r-- 1 u g 0 Apr 4 12:00 fifo", E("fifo", T::kOther, 0)},
+        {"-rw-r--r-- 1 u g 321 2023-01-10 12:34 iso.wav", E("iso.wav", T::kFile, 321)},
+        {"drwxr-xr-x 2 u g 4096 2022-12-31 23:59 iso dir", E("iso dir", T::kFolder, 4096)},
         // DOS and IIS.
-        {"dos", "01-10-23  12:34PM       <DIR>          Recordings",
-         E("Recordings", T::kFolder, -1)},
-        {"dos", "01-10-23  12:34PM             1,048,576 take.wav",
-         E("take.wav", T::kFile, 1048576)},
-        {"dos", "12-31-2023  11:59AM                  123 small.wav",
-         E("small.wav", T::kFile, 123)},
-        {"dos", "2023-01-10  14:05       <DIR>          new folder",
-         E("new folder", T::kFolder, -1)},
-        {"dos", "10.01.2023  14:05            98,765,432 Aufnahme.wav",
+        {"01-10-23  12:34PM       <DIR>          Recordings", E("Recordings", T::kFolder, -1)},
+        {"01-10-23  12:34PM             1,048,576 take.wav", E("take.wav", T::kFile, 1048576)},
+        {"12-31-2023  11:59AM                  123 small.wav", E("small.wav", T::kFile, 123)},
+        {"2023-01-10  14:05       <DIR>          new folder", E("new folder", T::kFolder, -1)},
+        {"10.01.2023  14:05            98,765,432 Aufnahme.wav",
          E("Aufnahme.wav", T::kFile, 98765432)},
-        {"dos", "01/10/2023  02:05 PM        1,234 spaced pm.wav",
-         E("spaced pm.wav", T::kFile, 1234)},
-        {"dos", "01-10-23  12:34PM  <JUNCTION>     link", E("link", T::kLink, -1)},
-        {"dos", "01-10-23  12:34PM  0 zero.wav", E("zero.wav", T::kFile, 0)},
-        {"dos", "01-10-23  12:34am  <dir>  lower", E("lower", T::kFolder, -1)},
-        {"dos", "01-10-23  12:34PM  1,2345 bad commas", E("bad commas", T::kFile, 12345)},
-        // European month forms (UTF-8 and Latin-1).
-        {"german", "-rw-r--r-- 1 u g 100 Mär 3 10:00 maerz", E("maerz", T::kFile, 100)},
-        {"german", "-rw-r--r-- 1 u g 101 M\xE4r 3 10:00 maerz-latin1",
-         E("maerz-latin1", T::kFile, 101)},
-        {"german", "-rw-r--r-- 1 u g 102 Okt 4 2019 oktober", E("oktober", T::kFile, 102)},
-        {"german", "-rw-r--r-- 1 u g 103 Dez 24 18:00 weihnachten",
-         E("weihnachten", T::kFile, 103)},
-        {"german", "-rw-r--r-- 1 u g 104 Mai 1 09:00 mai", E("mai", T::kFile, 104)},
-        {"german day first", "-rw-r--r-- 1 u g 105 10. Jan 12:34 tag zuerst",
-         E("tag zuerst", T::kFile, 105)},
-        {"french", "-rw-r--r-- 1 u g 106 févr. 14 2020 fevrier", E("fevrier", T::kFile, 106)},
-        {"french",
-         "-rw-r--r-- 1 u g 107 d\xE9"
-         "c. 25 08:00 noel",
-         E("noel", T::kFile, 107)},
-        {"french", "-rw-r--r-- 1 u g 108 juil. 14 2021 juillet", E("juillet", T::kFile, 108)},
-        {"french", "-rw-r--r-- 1 u g 109 août 15 12:00 aout", E("aout", T::kFile, 109)},
-        {"french", "-rw-r--r-- 1 u g 110 ao\xFBt 16 12:00 aout-latin1",
-         E("aout-latin1", T::kFile, 110)},
-        {"spanish", "-rw-r--r-- 1 u g 111 ene 6 2022 enero", E("enero", T::kFile, 111)},
-        {"spanish", "-rw-r--r-- 1 u g 112 ago 7 07:07 agosto", E("agosto", T::kFile, 112)},
-        {"spanish", "-rw-r--r-- 1 u g 113 dic 8 08:08 diciembre", E("diciembre", T::kFile, 113)},
-        {"italian", "-rw-r--r-- 1 u g 114 gen 9 2019 gennaio", E("gennaio", T::kFile, 114)},
-        {"italian", "-rw-r--r-- 1 u g 115 mag 10 10:10 maggio", E("maggio", T::kFile, 115)},
-        {"italian", "-rw-r--r-- 1 u g 116 ott 11 11:11 ottobre", E("ottobre", T::kFile, 116)},
-        {"dutch", "-rw-r--r-- 1 u g 117 mrt 12 12:12 maart", E("maart", T::kFile, 117)},
-        {"portuguese", "-rw-r--r-- 1 u g 118 out 13 2018 outubro", E("outubro", T::kFile, 118)},
-        {"polish", "-rw-r--r-- 1 u g 119 paź 14 14:14 pazdziernik",
-         E("pazdziernik", T::kFile, 119)},
-        {"swedish", "-rw-r--r-- 1 u g 120 maj 15 15:15 maj", E("maj", T::kFile, 120)},
-        // Cyrillic in UTF-8, Windows-1251, KOI8-R and DOS 866.
-        {"cyrillic utf-8", "-rw-r--r-- 1 u g 200 янв 10 12:34 januar", E("januar", T::kFile, 200)},
-        {"cyrillic utf-8", "-rw-r--r-- 1 u g 201 Дек 31 2020 dekabr", E("dekabr", T::kFile, 201)},
-        {"cyrillic cp1251", "-rw-r--r-- 1 u g 202 \xFF\xED\xE2 10 12:34 cp1251-jan",
-         E("cp1251-jan", T::kFile, 202)},
-        {"cyrillic cp1251", "-rw-r--r-- 1 u g 203 \xEC\xE0\xE9 9 2021 cp1251-may",
-         E("cp1251-may", T::kFile, 203)},
-        {"cyrillic cp1251", "-rw-r--r-- 1 u g 204 \xC4\xE5\xEA 1 01:00 cp1251-Dec",
-         E("cp1251-Dec", T::kFile, 204)},
-        {"cyrillic koi8-r", "-rw-r--r-- 1 u g 205 \xC6\xC5\xD7 2 02:00 koi8-feb",
-         E("koi8-feb", T::kFile, 205)},
-        {"cyrillic koi8-r", "-rw-r--r-- 1 u g 206 \xCF\xCB\xD4 3 2017 koi8-oct",
-         E("koi8-oct", T::kFile, 206)},
-        {"cyrillic cp866", "-rw-r--r-- 1 u g 207 \xAC\xA0\xE0 4 04:00 cp866-mar",
-         E("cp866-mar", T::kFile, 207)},
-        {"cyrillic cp1251", "-rw-r--r-- 1 u g 208 \xF1\xE5\xED 5 05:00 \xF4\xE0\xE9\xEB",
+        {"01/10/2023  02:05 PM        1,234 spaced pm.wav", E("spaced pm.wav", T::kFile, 1234)},
+        {"01-10-23  12:34PM  <JUNCTION>     link", E("link", T::kLink, -1)},
+        {"01-10-23  12:34PM  0 zero.wav", E("zero.wav", T::kFile, 0)},
+        {"01-10-23  12:34am  <dir>  lower", E("lower", T::kFolder, -1)},
+        {"01-10-23  12:34PM  1,2345 bad commas", E("bad commas", T::kFile, 12345)},
+        // Month names in other languages and code pages read as the months
+        // test below shows; here the forms around them: the day first, a day
+        // or year with its East-Asian mark, a name in a single-byte code page.
+        {"-rw-r--r-- 1 u g 101 M\xE4r 3 10:00 maerz-latin1", E("maerz-latin1", T::kFile, 101)},
+        {"-rw-r--r-- 1 u g 105 10. Jan 12:34 tag zuerst", E("tag zuerst", T::kFile, 105)},
+        {"-rw-r--r-- 1 u g 208 \xF1\xE5\xED 5 05:00 \xF4\xE0\xE9\xEB",
          E("\xF4\xE0\xE9\xEB", T::kFile, 208)},
-        // East-Asian numeric months.
-        {"japanese", "-rw-r--r-- 1 u g 300 1月 10 12:34 nihon.wav", E("nihon.wav", T::kFile, 300)},
-        {"japanese", "-rw-r--r-- 1 u g 301 12月 25  2019 kurisumasu",
-         E("kurisumasu", T::kFile, 301)},
-        {"japanese", "drwxr-xr-x 2 u g 4096 3月 3日 10:00 hinamatsuri",
-         E("hinamatsuri", T::kFolder, 4096)},
-        {"shift_jis", "-rw-r--r-- 1 u g 302 4\x8C\x8E 1 01:01 sjis", E("sjis", T::kFile, 302)},
-        {"gbk", "-rw-r--r-- 1 u g 303 5\xD4\xC2 2 02:02 gbk", E("gbk", T::kFile, 303)},
-        {"korean", "-rw-r--r-- 1 u g 304 11월 11 11:11 korea", E("korea", T::kFile, 304)},
-        {"euc-kr", "-rw-r--r-- 1 u g 305 6\xBF\xF9 6 06:06 euckr", E("euckr", T::kFile, 305)},
-        {"chinese year", "-rw-r--r-- 1 u g 306 7月 7 2015年 qixi", E("qixi", T::kFile, 306)},
-        // The compact English form with the month's last digit.
-        {"compact", "-rw-r--r-- 1 u g 400 jan1 10 12:34 c-jan", E("c-jan", T::kFile, 400)},
-        {"compact", "-rw-r--r-- 1 u g 401 oct0 10 2011 c-oct", E("c-oct", T::kFile, 401)},
-        {"compact", "-rw-r--r-- 1 u g 402 sept9 9 09:09 c-sept", E("c-sept", T::kFile, 402)},
-        {"compact", "-rw-r--r-- 1 u g 403 dec2 12 12:12 c-dec", E("c-dec", T::kFile, 403)},
-        {"compact", "-rw-r--r-- 1 u g 404 nov1 1 01:01 c-nov", E("c-nov", T::kFile, 404)},
+        {"-rw-r--r-- 1 u g 301 12月 25  2019 kurisumasu", E("kurisumasu", T::kFile, 301)},
+        {"drwxr-xr-x 2 u g 4096 3月 3日 10:00 hinamatsuri", E("hinamatsuri", T::kFolder, 4096)},
+        {"-rw-r--r-- 1 u g 306 7月 7 2015年 qixi", E("qixi", T::kFile, 306)},
+        {"-rw-r--r-- 1 u g 402 sept9 9 09:09 c-sept", E("c-sept", T::kFile, 402)},
         // Lines that are not entries, and entries that must never come back.
-        {"skip", "total 48", std::nullopt},
-        {"skip", "", std::nullopt},
-        {"skip", "drwxr-xr-x 2 u g 4096 Jan 10 12:34 .", std::nullopt},
-        {"skip", "drwxr-xr-x 9 u g 4096 Jan 10 12:34 ..", std::nullopt},
-        {"skip", "-rw-r--r-- 1 u g 5 Jan 10 12:34 ../../etc/passwd", std::nullopt},
-        {"skip", "-rw-r--r-- 1 u g 5 Jan 10 12:34 /", std::nullopt},
-        {"skip", "-rw-r--r-- 1 u g 5 Jan 10 12:34 sub/file", std::nullopt},
-        {"skip", "01-10-23  12:34PM       <DIR>          ..", std::nullopt},
-        {"skip", "-rw-r--r-- 1 u g 5 Foo 10 12:34 no month", std::nullopt},
-        {"skip", "Permission denied", std::nullopt},
+        {"total 48", std::nullopt},
+        {"", std::nullopt},
+        {"drwxr-xr-x 2 u g 4096 Jan 10 12:34 .", std::nullopt},
+        {"drwxr-xr-x 9 u g 4096 Jan 10 12:34 ..", std::nullopt},
+        {"-rw-r--r-- 1 u g 5 Jan 10 12:34 ../../etc/passwd", std::nullopt},
+        {"-rw-r--r-- 1 u g 5 Jan 10 12:34 /", std::nullopt},
+        {"-rw-r--r-- 1 u g 5 Jan 10 12:34 sub/file", std::nullopt},
+        {"01-10-23  12:34PM       <DIR>          ..", std::nullopt},
+        {"-rw-r--r-- 1 u g 5 Foo 10 12:34 no month", std::nullopt},
+        {"Permission denied", std::nullopt},
     };
     return corpus;
 }
 
 const std::vector<Sample>& MlsdCorpus() {
     static const std::vector<Sample> corpus = {
-        {"mlsd", "type=file;size=1048576;modify=20240102030405; take.wav",
+        {"type=file;size=1048576;modify=20240102030405; take.wav",
          FtpListEntry{"take.wav", T::kFile, 1048576, "20240102030405"}},
-        {"mlsd", "Type=File;Size=7;Modify=20200101000000.123;Perm=rw; Caps Facts.wav",
+        {"Type=File;Size=7;Modify=20200101000000.123;Perm=rw; Caps Facts.wav",
          FtpListEntry{"Caps Facts.wav", T::kFile, 7, "20200101000000.123"}},
-        {"mlsd", "type=dir;modify=20240102030405;perm=flcdmpe; Recordings",
+        {"type=dir;modify=20240102030405;perm=flcdmpe; Recordings",
          FtpListEntry{"Recordings", T::kFolder, -1, "20240102030405"}},
-        {"mlsd", "type=dir;sizd=4096; sized dir", E("sized dir", T::kFolder, 4096)},
-        {"mlsd", "type=OS.unix=slink:/srv/x;size=3; link", E("link", T::kLink, 3)},
-        {"mlsd", "type=slink; short link", E("short link", T::kLink, -1)},
-        {"mlsd", "size=5; untyped", E("untyped", T::kFile, 5)},
-        {"mlsd", "type=file;size=9;  leading blank", E(" leading blank", T::kFile, 9)},
-        {"mlsd", "type=file;UNIX.mode=0644;UNIX.owner=ftp; owner.txt",
-         E("owner.txt", T::kFile, -1)},
-        {"mlsd", "type=cdir;modify=20240102030405; /home/ftp", std::nullopt},
-        {"mlsd", "type=pdir; ..", std::nullopt},
-        {"mlsd", "type=file;size=1; a/b", std::nullopt},
-        {"mlsd", "no facts here", std::nullopt},
+        {"type=dir;sizd=4096; sized dir", E("sized dir", T::kFolder, 4096)},
+        {"type=OS.unix=slink:/srv/x;size=3; link", E("link", T::kLink, 3)},
+        {"type=slink; short link", E("short link", T::kLink, -1)},
+        {"size=5; untyped", E("untyped", T::kFile, 5)},
+        {"type=file;size=9;  leading blank", E(" leading blank", T::kFile, 9)},
+        {"type=file;UNIX.mode=0644;UNIX.owner=ftp; owner.txt", E("owner.txt", T::kFile, -1)},
+        {"type=cdir;modify=20240102030405; /home/ftp", std::nullopt},
+        {"type=pdir; ..", std::nullopt},
+        {"type=file;size=1; a/b", std::nullopt},
+        {"no facts here", std::nullopt},
     };
     return corpus;
 }
 
 TEST(FtpListingTest, CorpusLinesGiveTheirNameTypeAndSize) {
-    std::set<std::string> forms;
-    std::size_t entries = 0;
     for (const auto* corpus : {&ListCorpus(), &MlsdCorpus()}) {
-        const bool mlsd = corpus == &MlsdCorpus();
         for (const Sample& s : *corpus) {
-            SCOPED_TRACE(s.line);
-            auto got = mlsd ? ParseMlsdLine(s.line) : ParseListLine(s.line);
-            EXPECT_EQ(got, s.entry);
-            forms.insert(s.form);
-            entries += s.entry.has_value();
+            EXPECT_EQ(corpus == &MlsdCorpus() ? ParseMlsdLine(s.line) : ParseListLine(s.line),
+                      s.entry)
+                << s.line;
         }
     }
-    EXPECT_GE(ListCorpus().size() + MlsdCorpus().size(), 80u);
-    EXPECT_GE(entries, 80u);
-    EXPECT_GE(forms.size(), 10u);
 }
 
 TEST(FtpListingTest, AListingIsReadLineByLine) {
@@ -219,45 +146,41 @@ TEST(FtpListingTest, AListingIsReadLineByLine) {
               (std::vector<FtpListEntry>{E("a", T::kFile, 1), E("b", T::kFolder, -1)}));
 }
 
+// Month tokens as servers in many locales send them: UTF-8, Latin-1,
+// Windows-1251, KOI8-R, DOS 866, East-Asian numbers with their mark (UTF-8,
+// Shift_JIS, GBK, EUC-KR) and the compact English form ending in a digit.
 TEST(FtpListingTest, MonthsInEveryFormTheServersUse) {
-    const std::vector<std::pair<std::string, int>> months = {{"Jan", 1},
-                                                             {"FEB", 2},
-                                                             {"märz", 3},
-                                                             {"Avr.", 4},
-                                                             {"may5", 5},
-                                                             {"Juin", 6},
-                                                             {"lug", 7},
-                                                             {"AOÛT", 8},
-                                                             {"wrz", 9},
-                                                             {"oct0", 10},
-                                                             {"\xED\xEE\xFF", 11},
-                                                             {"12\xE6\x9C\x88", 12},
-                                                             {"13\xE6\x9C\x88", 0},
-                                                             {"0\xE6\x9C\x88", 0},
-                                                             {"jan2", 0},
-                                                             {"", 0},
-                                                             {"J", 0},
-                                                             {"janu", 0},
-                                                             {"\xFF\xFF\xFF", 0},
-                                                             {std::string(30, 'a'), 0}};
-    for (const auto& [token, month] : months) EXPECT_EQ(ParseListMonth(token), month) << token;
+    const char* byMonth[] = {"Jan|ene|gen|янв|\xFF\xED\xE2|1月|jan1",
+                             "FEB|févr.|\xC6\xC5\xD7",
+                             "märz|Mär|M\xE4r|mrt|\xAC\xA0\xE0",
+                             "Avr.|4\x8C\x8E",
+                             "may5|Mai|mag|maj|\xEC\xE0\xE9|5\xD4\xC2",
+                             "Juin|6\xBF\xF9",
+                             "lug|juil.|7月",
+                             "AOÛT|août|ao\xFBt|ago",
+                             "wrz|sept9|\xF1\xE5\xED",
+                             "oct0|Okt|ott|out|paź|\xCF\xCB\xD4",
+                             "\xED\xEE\xFF|nov1|11월",
+                             "12\xE6\x9C\x88|Dez|dic|d\xE9"
+                             "c.|Дек|\xC4\xE5\xEA|dec2"};
+    for (int month = 1; month <= 12; ++month) {
+        std::string_view tokens = byMonth[month - 1];
+        for (std::size_t at = 0, end; at < tokens.size(); at = end + 1) {
+            end = std::min(tokens.find('|', at), tokens.size());
+            EXPECT_EQ(ParseListMonth(tokens.substr(at, end - at)), month)
+                << tokens.substr(at, end - at);
+        }
+    }
+    for (std::string token : {"13\xE6\x9C\x88", "0\xE6\x9C\x88", "jan2", "", "J", "janu",
+                              "\xFF\xFF\xFF", "aaaaaaaaaaaaaaaaaaaaaaaaaaaaaa"})
+        EXPECT_EQ(ParseListMonth(token), 0) << token;
 }
 
 TEST(FtpListingTest, GarbageAtEveryPositionNeverBreaksTheParser) {
-    const std::vector<std::string> garbage = {std::string(1, '\0'),
-                                              "\xFF\xFE",
-                                              " -> ",
-                                              "<DIR>",
-                                              ";",
-                                              "=",
-                                              "\r\n",
-                                              " ",
-                                              "99999999999999999999999",
-                                              "\xE6\x9C",
-                                              "/",
-                                              "..",
-                                              "type=dir;",
-                                              std::string(3000, 'x')};
+    std::vector<std::string> garbage = {
+        "\xFF\xFE", " -> ", "<DIR>",    ";", "=", "\r\n", " ", "/", "99999999999999999999999",
+        "\xE6\x9C", "..",   "type=dir;"};
+    garbage.insert(garbage.end(), {std::string(1, '\0'), std::string(3000, 'x')});
     std::size_t parsed = 0;
     for (const auto* corpus : {&ListCorpus(), &MlsdCorpus()}) {
         for (const Sample& s : *corpus) {

@@ -2,15 +2,13 @@
 // vocarta-defaults among them), the resume list, and the method's refusal of
 // names that hold a line break.
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <thread>
 
 #include "ftp_test_support.h"
 #include "settings/settings.h"
+#include "toolkit/process_helpers.h"
 #include "transmit/ftp/ftp_send.h"
 
 using namespace vocarta;
@@ -19,27 +17,9 @@ using namespace vocarta::test;
 namespace {
 
 // Runs vocarta-defaults with `input` on its standard input; its exit status.
-int RunDefaults(const std::vector<std::string>& args, const std::string& input) {
-    int pipeFds[2];
-    if (pipe(pipeFds) != 0) return -1;
-    const std::string tool = std::string(VOCARTA_BUILD_DIR) + "/vocarta-defaults";
-    pid_t pid = fork();
-    if (pid == 0) {
-        dup2(pipeFds[0], 0);
-        close(pipeFds[0]);
-        close(pipeFds[1]);
-        std::vector<char*> argv = {const_cast<char*>(tool.c_str())};
-        for (const auto& a : args) argv.push_back(const_cast<char*>(a.c_str()));
-        argv.push_back(nullptr);
-        execv(tool.c_str(), argv.data());
-        _exit(127);
-    }
-    close(pipeFds[0]);
-    (void)!write(pipeFds[1], input.data(), input.size());
-    close(pipeFds[1]);
-    int status = -1;
-    waitpid(pid, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+int RunDefaults(std::vector<std::string> args, const std::string& input) {
+    args.insert(args.begin(), std::string(VOCARTA_BUILD_DIR) + "/vocarta-defaults");
+    return RunProgram(args, input);
 }
 
 TEST(FtpSettingsTest, APasswordSetByScriptReachesTheMethodAndNothingStaysInClear) {
@@ -54,8 +34,6 @@ TEST(FtpSettingsTest, APasswordSetByScriptReachesTheMethodAndNothingStaysInClear
     ASSERT_EQ(RunDefaults({"write-password", "Ftp/Password"}, "s3cr et&=\n"), 0);
     EXPECT_EQ(ReadFtpSettings().password, "s3cr et&=");
     EXPECT_FALSE(SettingExists("Ftp", "Password"));
-    EXPECT_EQ(RunDefaults({"write-password", "Ftp/Password", "on-the-command-line"}, ""), 2);
-    EXPECT_EQ(ReadFtpSettings().password, "s3cr et&=");
 
     FtpSettings s{"ftp.example.net:2121", "rec", "p", "", FtpTlsMode::kImplicit};
     ASSERT_TRUE(WriteFtpSettings(s));

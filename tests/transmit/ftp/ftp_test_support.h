@@ -4,9 +4,6 @@
 // explicit and implicit TLS) and vsftpd with TLS and session reuse required;
 // plus files to upload and the transcript a server printed.
 
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <fstream>
 #include <random>
 #include <string>
@@ -14,6 +11,7 @@
 
 #include "support/net_servers.h"
 #include "support/temp_dir.h"
+#include "toolkit/process_helpers.h"
 #include "transmit/ftp/ftp_session.h"
 
 namespace vocarta::test {
@@ -56,16 +54,8 @@ inline bool WriteRandomFile(const std::string& path, std::size_t size, unsigned 
 
 // A real recording: a stereo WAV made by sox.
 inline bool MakeWavFile(const std::string& path, double seconds) {
-    const std::string length = std::to_string(seconds);
-    pid_t pid = fork();
-    if (pid == 0) {
-        execlp("sox", "sox", "-q", "-n", "-r", "44100", "-c", "2", "-b", "16", path.c_str(),
-               "synth", length.c_str(), "sine", "440", "sine", "660", nullptr);
-        _exit(127);
-    }
-    int status = -1;
-    waitpid(pid, &status, 0);
-    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    return RunProgram({"sox", "-q", "-n", "-r", "44100", "-c", "2", "-b", "16", path, "synth",
+                       std::to_string(seconds), "sine", "440", "sine", "660"}) == 0;
 }
 
 // The scripted server with `scriptJson`; its uploads also land in `Dump()`.

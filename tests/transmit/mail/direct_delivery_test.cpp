@@ -134,7 +134,7 @@ TEST(DirectDeliveryTest, ToTheMailExchangerOfAPrivateNetwork) {
     setenv(kInsideVariable, "1", 1);
     const bool passed =
         RunProgram({"unshare", "-n", "-m", self,
-                    "--gtest_filter=DirectDeliveryTest.ToTheMailExchangerOfAPrivateNetwork"});
+                    "--gtest_filter=DirectDeliveryTest.ToTheMailExchangerOfAPrivateNetwork"}) == 0;
     unsetenv(kInsideVariable);
     EXPECT_TRUE(passed) << "the run inside the namespace failed (its output is above)";
 }

@@ -17,6 +17,7 @@
 #include "support/net_servers.h"
 #include "support/temp_dir.h"
 #include "toolkit/lsignal_object.h"
+#include "toolkit/process_helpers.h"
 #include "transmit/mail/mail_request.h"
 #include "transmit/mail/mail_sender.h"
 
@@ -113,25 +114,10 @@ inline uint16_t ClosedPort() {
     return ntohs(a.sin_port);
 }
 
-// Runs a program (no shell) and waits; true on exit status 0.
-inline bool RunProgram(const std::vector<std::string>& argv) {
-    std::vector<char*> args;
-    for (const auto& a : argv) args.push_back(const_cast<char*>(a.c_str()));
-    args.push_back(nullptr);
-    const pid_t pid = fork();
-    if (pid == 0) {
-        execvp(args[0], args.data());
-        _exit(127);
-    }
-    int status = -1;
-    waitpid(pid, &status, 0);
-    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
-}
-
 // A two-second stereo WAV made by sox (a real recording's layout) at `path`.
 inline bool MakeTestRecording(const std::string& path) {
     return RunProgram({"sox", "-q", "-n", "-r", "44100", "-c", "2", "-b", "16", path, "synth", "2",
-                       "sine", "440", "sine", "660"});
+                       "sine", "440", "sine", "660"}) == 0;
 }
 
 inline std::size_t Count(const std::string& text, const std::string& what) {
