@@ -33,27 +33,6 @@ int Secs(int h, int m, int s = 0) {
     return h * 3600 + m * 60 + s;
 }
 
-// A launcher that only notes what it was asked.
-struct FakeLauncher : LJobLauncher {
-    std::vector<std::string> calls;
-    bool createWorks = true;
-    const char* Kind() const override { return "fake"; }
-    LStatus Load(const std::string& label) override { return LStatus::Success(); }
-    LStatus Unload(const std::string& label) override { return LStatus::Success(); }
-    LResult<JobListing> List(const std::string& label) override {
-        calls.push_back("list " + label);
-        return JobListing{true, 0};
-    }
-    bool HasJobFile(const std::string&) const override { return true; }
-
-  protected:
-    LStatus WriteJobFiles(const ScheduleJob& job) override {
-        calls.push_back("create " + job.name + " " + job.argument);
-        return createWorks ? LStatus::Success() : MakeError(LErrorCode::kIo, "refused");
-    }
-    void DeleteJobFiles(const std::string& label) override { calls.push_back("delete " + label); }
-};
-
 class ScheduleTest : public ::testing::Test {
   protected:
     ScheduleTest() : zone_("Europe/Berlin") {
@@ -326,7 +305,7 @@ TEST_F(ScheduleTest, NewFormFollowsTheStoredType) {
 }
 
 TEST_F(ScheduleTest, SavingEditingAndDeletingGoThroughTheLauncher) {
-    FakeLauncher launcher;
+    MemoryLauncher launcher;
     ScheduleForm form = Form("show", ScheduleType::Daily, Secs(22, 0), Secs(8, 0));
     form.runIfNotLoggedIn = true;
     ASSERT_EQ(SaveScheduleForm(form, list_, nullptr, launcher), ScheduleSaved::Done);
