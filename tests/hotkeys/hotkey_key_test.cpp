@@ -11,18 +11,20 @@ using namespace vocarta;
 
 TEST(HotkeyKey, NamesPutTheModifierSymbolsInTheirOrderBeforeTheKey) {
     const HotkeyValue all = kHotkeyCommand | kHotkeyShift | kHotkeyOption | kHotkeyControl;
-    EXPECT_EQ(HotkeyName(MakeHotkey(u'k', all)), "⌃⌥⇧⌘K");
-    EXPECT_EQ(HotkeyName(MakeVirtualHotkey(kVkF5, kHotkeyControl)), "⌃F5");
-    EXPECT_EQ(HotkeyName(MakeVirtualHotkey(kVkReturn, kHotkeyCommand)), "⌘↩");
-    // Shift is left out where the character already is the shifted form.
-    EXPECT_EQ(HotkeyName(MakeHotkey(u'!', kHotkeyShift | kHotkeyControl)), "⌃!");
-    EXPECT_EQ(HotkeyName(MakeHotkey(u'1', kHotkeyShift | kHotkeyControl)), "⌃⇧1");
-    // Caps Lock has no symbol; modifiers alone show alone; nothing shows nothing.
-    EXPECT_EQ(HotkeyName(MakeHotkey(u'A', kHotkeyCapsLock | kHotkeyOption)), "⌥A");
-    EXPECT_EQ(HotkeyName(kHotkeyControl | kHotkeyCommand), "⌃⌘");
+    const std::pair<HotkeyValue, const char*> rows[] = {
+        {MakeHotkey(u'k', all), "⌃⌥⇧⌘K"},
+        {MakeVirtualHotkey(kVkF5, kHotkeyControl), "⌃F5"},
+        {MakeVirtualHotkey(kVkReturn, kHotkeyCommand), "⌘↩"},
+        // Shift is left out where the character already is the shifted form.
+        {MakeHotkey(u'!', kHotkeyShift | kHotkeyControl), "⌃!"},
+        {MakeHotkey(u'1', kHotkeyShift | kHotkeyControl), "⌃⇧1"},
+        // Caps Lock has no symbol; modifiers alone show alone; nothing shows nothing.
+        {MakeHotkey(u'A', kHotkeyCapsLock | kHotkeyOption), "⌥A"},
+        {kHotkeyControl | kHotkeyCommand, "⌃⌘"},
+        {0, ""},
+        {MakeHotkey(0xE9, kHotkeyControl), "⌃É"}};
+    for (const auto& [value, name] : rows) EXPECT_EQ(HotkeyName(value), name) << name;
     EXPECT_TRUE(IsModifiersOnly(kHotkeyControl | kHotkeyCommand));
-    EXPECT_EQ(HotkeyName(0), "");
-    EXPECT_EQ(HotkeyName(MakeHotkey(0xE9, kHotkeyControl)), "⌃É");
 }
 
 TEST(HotkeyKey, EveryCodeOfTheTableHasItsNameAndOthersAreUnknown) {
