@@ -123,11 +123,8 @@ TEST_F(ScheduleTest, RecordKeysEncodingsAndModifiedFlag) {
     EXPECT_TRUE(read->Active());
     EXPECT_FALSE(read->RunIfNotLoggedIn());
     EXPECT_FALSE(read->IsModified());
-    // Defaults and odd values as the settings store reads them.
+    // Odd values as the settings store reads them.
     ScheduledRecording& bare = *again.AddNamed("bare");
-    EXPECT_EQ(bare.RecordingType(), -1);
-    EXPECT_EQ(bare.Type(), ScheduleType::None);
-    EXPECT_FALSE(bare.Active());
     bare.SetValue(ScheduledRecording::kWeekdaysKey, "255");
     bare.SetValue(ScheduledRecording::kActiveKey, "00");
     bare.SetValue(ScheduledRecording::kRecordingTypeKey, "7");
