@@ -1,7 +1,7 @@
 """End to end: the headless program's recording session, driven by real second
-launches, recording from a private PulseAudio daemon."""
+launches, recording from a private PulseAudio daemon. A scheduled end on real
+audio: tests/schedule (cron); -exitifstop at a real stop: session_limits_test.cpp."""
 
-import datetime
 import os
 import signal
 import struct
@@ -12,16 +12,10 @@ import wave
 from session_e2e_support import SessionEnv, require_tools, run
 
 COMPLETE = "Recording complete for file: "
-
-
-def clock_in(seconds):
-    t = datetime.datetime.now() + datetime.timedelta(seconds=seconds)
-    return "%d:%d:%d" % (t.hour, t.minute, t.second)
-
-
 # Each start (and resume) drops the device's first half second: its start-up
 # transient.
 DISCARDED = 0.5
+
 
 class SessionRecordingTest(unittest.TestCase):
     def setUp(self):
@@ -52,18 +46,6 @@ class SessionRecordingTest(unittest.TestCase):
                                  ("UsageStats", "StrtRcrdng")):
                 env.wait_until(lambda: env.read_setting(section, key) == "1", 5,
                                "%s/%s = 1" % (section, key))
-
-    def test_scheduled_end_stops_and_ends_the_program(self):
-        with SessionEnv(modules=False, mic=True) as env:
-            env.write_settings("Settings", StopReachMaxTime=0)  # a scheduled end always stops
-            copy = env.start("-exitifstop", "-scheduled_launch", clock_in(4))
-            self.assertEqual(copy.wait(timeout=15), 0)
-            self.assertEqual(env.files(), ["Untitled 000.wav"])
-            # The end time has whole seconds: the limit is 3 to 4 s of recording.
-            self.assertGreater(env.duration(env.take(0)), 2.9)
-            self.assertLess(env.duration(env.take(0)), 4.3)
-            self.assertTrue(env.count_log("Scheduled end reached")
-                            + env.count_log("Recorder reached its time limit"))
 
     def test_voice_timeout_splits_the_recording_into_files(self):
         with SessionEnv(sine=False) as env:
