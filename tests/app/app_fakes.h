@@ -42,6 +42,7 @@ class FakeView final : public MainDialogView {
     // Answers from `answers` in order; the safe choice once they run out.
     int MessageBox(const MessageBoxRequest& request) override {
         messages.push_back(request);
+        if (onMessage) onMessage();
         if (answers.empty()) return request.SafeChoice();
         const int answer = answers.front();
         answers.pop_front();
@@ -83,6 +84,7 @@ class FakeView final : public MainDialogView {
     std::vector<double> sendProgress;
     std::deque<int> answers;
     std::deque<std::optional<std::string>> prompts;
+    std::function<void()> onMessage;  // called as each box is shown
 };
 
 class FakeMainLoop final : public LMainLoop {

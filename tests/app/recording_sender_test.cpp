@@ -61,32 +61,6 @@ void SendToFolder(const std::string& mirror, bool prompt) {
     SetSettingBool("Settings", "bPromptTransmit", prompt);
 }
 
-// A view whose question box is where the user quits the program.
-class QuitOnQuestionView final : public MainDialogView {
-  public:
-    void ShowWindow() override {}
-    void HideWindow() override {}
-    void BringToFront() override {}
-    bool IsWindowVisible() const override { return true; }
-    bool HasFrame() const override { return true; }
-    void CloseWindow() override {}
-    int MessageBox(const MessageBoxRequest& request) override {
-        ++questions;
-        if (onQuestion) onQuestion();
-        return request.defaultButton;
-    }
-    bool PromptText(const std::string&, const std::string&, const std::string&,
-                    std::string&) override {
-        return false;
-    }
-    void SetStatusText(const std::string&) override {}
-    void SetTimeText(const std::string&) override {}
-    void SetFormatText(const std::string&) override {}
-
-    std::function<void()> onQuestion;
-    int questions = 0;
-};
-
 TEST(RecordingSender, AKeptRecordingReachesTheMirrorWithTheViewAskingOnTheMainThread) {
     TempDir dir("vocarta-sender");
     const std::string mirror = dir.File("mirror");
@@ -138,12 +112,13 @@ TEST(RecordingSender, QuittingWhileAQuestionIsOpenAsksNothingMoreAndKeepsTheReco
     const std::string take = Recording(dir, "take.wav");
     const std::string queue = dir.File("bgsend.lst");
     FakeMainLoop loop;
-    QuitOnQuestionView view;
+    FakeView view;  // the user quits the program from the question box, which says "Yes"
+    view.answers = {0};
     RecordingSender sender(view, loop, queue);
-    view.onQuestion = [&] { sender.Shutdown(); };
+    view.onMessage = [&] { sender.Shutdown(); };
     ASSERT_TRUE(sender.Thread().Enqueue(take));
-    ASSERT_TRUE(Pump(loop, [&] { return view.questions > 0 && !sender.Thread().IsSending(); }));
-    EXPECT_EQ(view.questions, 1);
+    ASSERT_TRUE(Pump(loop, [&] { return !view.messages.empty() && !sender.Thread().IsSending(); }));
+    EXPECT_EQ(view.messages.size(), 1u);
     EXPECT_FALSE(FileExists(mirror + "/take.wav"));
     EXPECT_EQ(LFile::GetFileSizeBytes64(queue), kHeader + kRecord) << "left for the next start";
     EXPECT_TRUE(sender.Thread().Enqueue(take)) << "still appended after the end";

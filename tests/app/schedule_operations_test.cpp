@@ -8,9 +8,9 @@
 
 #include <cstdio>
 #include <filesystem>
-#include <set>
 
 #include "app/session/command_line.h"
+#include "schedule/schedule_test_support.h"
 #include "schedule/schedule_time.h"
 #include "toolkit/paths.h"
 
@@ -76,39 +76,10 @@ TEST(ScheduleSwitches, AreReadAsTheLaunchingProcesssOwnOperation) {
     EXPECT_FALSE(ParseCommandLine(Words({"-outdir", "-schedules"})).errors.empty());
 }
 
-// A launcher that holds jobs in memory and names a next start for each.
-struct MemoryLauncher : LJobLauncher {
-    std::set<std::string> jobs;
-    bool failWrites = false;
-    const char* Kind() const override { return "memory"; }
-    LStatus Load(const std::string& label) override {
-        jobs.insert(label);
-        return LStatus::Success();
-    }
-    LStatus Unload(const std::string& label) override {
-        jobs.erase(label);
-        return LStatus::Success();
-    }
-    LResult<JobListing> List(const std::string& label) override {
-        return JobListing{jobs.count(label) > 0, jobs.count(label) ? 1906884000 : 0};
-    }
-    bool HasJobFile(const std::string& label) const override { return jobs.count(label) > 0; }
-
-  protected:
-    LStatus WriteJobFiles(const ScheduleJob&) override { return LStatus::Success(); }
-    void DeleteJobFiles(const std::string& label) override { jobs.erase(label); }
-};
-
 class ScheduleOperationTest : public ::testing::Test {
   protected:
     ScheduleOperationTest() {
-        setenv("TZ", "Europe/Berlin", 1);
-        tzset();
         std::filesystem::remove_all(JoinPath(AppDataDir(), ScheduledRecordingList::kListName));
-    }
-    ~ScheduleOperationTest() override {
-        unsetenv("TZ");
-        tzset();
     }
     // Runs the operation of `args`; the exit status, with what was printed.
     int Run(std::initializer_list<const char*> words) {
@@ -131,7 +102,8 @@ class ScheduleOperationTest : public ::testing::Test {
         return status;
     }
 
-    MemoryLauncher launcher_;
+    test::ScopedTimeZone zone_{"Europe/Berlin"};
+    test::MemoryLauncher launcher_;
     int64_t now_ = InstantFromTexts("2030-06-05", "12:00:00");
     std::string out_, err_;
 };

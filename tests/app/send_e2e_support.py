@@ -7,7 +7,6 @@ import os
 import signal
 import struct
 import subprocess
-import sys
 
 from session_e2e_support import SessionEnv
 

@@ -6,7 +6,6 @@ import hashlib
 import os
 import stat
 import sys
-import time
 import unittest
 
 from session_e2e_support import SessionEnv, require_tools, run
@@ -22,12 +21,11 @@ class LaunchRulesTest(unittest.TestCase):
         require_tools(self, ("pulseaudio", "pactl", "soxi"))
 
     # "-ms -5" and "-scheduled_launch 25:00:00" once left a recording running for
-    # ever; a cut 300-byte path gave a file without its extension.
+    # ever; a cut 300-byte path gave a file without its extension. Which values
+    # are refused is the parser's table (command_line_test.cpp).
     def test_bad_values_are_refused_before_anything_runs(self):
         with SessionEnv(modules=False) as env:
-            for args in (("-record", "-ms", "-5"), ("-ms", "1e3"), ("-ms", "999999999999"),
-                         ("-scheduled_launch", "25:00:00"), ("-scheduled_launch", "12:61:00"),
-                         ("-scheduled_launch", "-1:00:00"), ("-ms",),
+            for args in (("-record", "-ms", "-5"), ("-scheduled_launch", "25:00:00"), ("-ms",),
                          ("-recordfile", os.path.join(env.root, "x" * 300 + ".wav"))):
                 result, _ = env.launch("-nogui", *args)
                 self.assertEqual(result.returncode, 2, args)
@@ -73,8 +71,8 @@ class LaunchRulesTest(unittest.TestCase):
             self.assertEqual(digest(kept), before, "the existing recording was changed")
             self.assertIn("kept 001.wav", env.stderr_of(2))  # said where it went instead
 
-    # A failed start left a headless process running with status 0; a bare launch
-    # to a headless copy said nothing.
+    # A failed start left a headless process running with status 0 (a bare launch
+    # to a headless copy: test_single_instance.py).
     def test_a_headless_start_that_fails_ends_with_status_one(self):
         with SessionEnv(modules=False) as env:
             blocked = os.path.join(env.root, "plain")
@@ -83,11 +81,6 @@ class LaunchRulesTest(unittest.TestCase):
             copy = env.popen("-outdir", os.path.join(blocked, "sub"), "-record")
             self.assertEqual(copy.wait(timeout=30), 1, env.describe())
             self.assertIn("the recording could not start", env.stderr_of(0))
-
-            env.start()
-            result, _ = env.launch()
-            self.assertEqual(result.returncode, 1)
-            self.assertIn("without a window", result.stderr.decode())
 
     # A damaged settings file was taken silently: every setting lost, the auto
     # number back at 000, old names used again.

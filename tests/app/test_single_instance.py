@@ -42,17 +42,6 @@ class SingleInstanceTest(unittest.TestCase):
         self.assertEqual(env.count_log("BringToFront"), 1)
         self.assertEqual(env.count_log("Command line:"), 3)
 
-    def test_mp3_options_are_stored_by_the_running_copy(self):
-        env = self.env
-        env.start()
-        env.write_settings("Settings", Format="3")
-        env.command("-record", "mp3", "-cbr", "-b", "128", "-h", "-m", "j", "-p")
-        env.wait_for_log(LIMIT_LINE)
-        for key, value in (("ConstantBitRate", "1"), ("CBRBitRate", "128"), ("HighQuality", "1"),
-                           ("ChannelMode", "1"), ("ErrorProtection", "1")):
-            self.assertEqual(env.read_setting("MP3Encoder", key), value, key)
-        self.assertEqual(env.read_setting("Settings", "Format"), "1")
-
     def test_stale_socket_of_a_killed_copy_is_taken_over(self):
         env = self.env
         first = env.start()
@@ -100,12 +89,6 @@ class SingleInstanceTest(unittest.TestCase):
             self.assertEqual([p.returncode for p in procs if p not in running], [0])
             self.assertEqual(env.stop(running[0]), 0)
             self.assertFalse(os.path.lexists(env.socket_path))
-
-    def test_ms_ends_the_program_by_itself(self):
-        copy = self.env.popen("-record", "-ms", "300")
-        self.assertEqual(copy.wait(timeout=20), 0)
-        self.assertEqual([l for l in self.env.log_lines() if l in ("AfterStop done=true", "Close")],
-                         ["AfterStop done=true", "Close"])
 
     def test_relative_paths_are_taken_from_the_launching_folder(self):
         env = self.env

@@ -6,13 +6,11 @@
 
 #include <QKeyEvent>
 #include <QPushButton>
-#include <QTabWidget>
 #include <QTreeWidget>
 
 #include "gui/gui_test_support.h"
 #include "gui/hotkey_options_page.h"
 #include "gui/hotkey_press_box.h"
-#include "gui/options_dialog.h"
 #include "settings/settings.h"
 
 using namespace vocarta;
@@ -147,21 +145,5 @@ TEST_F(HotkeyGuiTest, PageListsBindingsDeletesAfterAskingAndStoresEnabled) {
 
     Enter(page, "hotkeysEnabled=0");
     page.Store();
-    ExpectSettings("Hotkey", "Enabled=0");
-}
-
-TEST_F(HotkeyGuiTest, OptionsWindowHasTheHotKeyPageAndStoresItOnOk) {
-    SetSettingBool("Hotkey", "Enabled", true);
-    OptionsDialog dialog(view, nullptr);
-    auto* page = Child<HotkeyOptionsPage>(dialog, "HotkeyOptionsPage");
-    ASSERT_TRUE(page);
-    auto* tabs = dialog.findChild<QTabWidget*>();
-    EXPECT_EQ(tabs->tabText(tabs->indexOf(page)), "Hot-Keys");
-    Enter(dialog, "hotkeysEnabled=0");
-    dialog.reject();
-    ExpectSettings("Hotkey", "Enabled=1");
-    OptionsDialog again(view, nullptr);
-    Enter(again, "hotkeysEnabled=0");
-    again.accept();
     ExpectSettings("Hotkey", "Enabled=0");
 }

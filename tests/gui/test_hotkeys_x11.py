@@ -18,7 +18,7 @@ import wave
 HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path.insert(0, os.path.join(HERE, "..", "app"))
 from session_e2e_support import TOOLS, SessionEnv, require_tools  # noqa: E402
-from vocarta_testlib import end_process, start_xvfb  # noqa: E402
+from vocarta_testlib import XDisplay, end_process, start_xvfb  # noqa: E402
 
 TITLE = "Vocarta Sound Recorder"
 OTHER = os.path.join(HERE, "other_x_client.py")
@@ -38,26 +38,16 @@ class HotkeyTest(unittest.TestCase):
         os.makedirs(self.env.rec)  # else the first take asks to create it
         # Keys through X grabs, not a portal on a session bus of the machine's.
         self.env.env.pop("DBUS_SESSION_BUS_ADDRESS", None)
-
-    def x(self, *argv):
-        return subprocess.run(list(argv), env=self.env.env, capture_output=True, text=True,
-                              timeout=30).stdout.strip()
+        self.display = XDisplay(self.env)
+        self.x = self.display.x
 
     def window(self, name):
         """The visible window named exactly `name`, once there is one."""
-        found = []
-
-        def visible():
-            found[:] = self.x("xdotool", "search", "--onlyvisible", "--name",
-                              "^%s$" % re.escape(name)).split()
-            return bool(found)
-        self.env.wait_until(visible, 20, "the window %r" % name, self.copy)
-        return found[0]
+        self.display.proc = self.copy
+        return self.display.wait_for("^%s$" % re.escape(name))
 
     def gone(self, name):
-        self.env.wait_until(lambda: not self.x("xdotool", "search", "--onlyvisible", "--name",
-                                               "^%s$" % re.escape(name)),
-                            20, "the window %r to close" % name, self.copy)
+        self.display.wait_for("^%s$" % re.escape(name), shown=False)
 
     def keys(self, name, *keys):
         """Keys typed into the window `name`, after giving it the focus."""

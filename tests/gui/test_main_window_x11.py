@@ -15,7 +15,7 @@ import unittest
 
 sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "app"))
 from session_e2e_support import TOOLS, SessionEnv, require_tools  # noqa: E402
-from vocarta_testlib import end_process, start_xvfb  # noqa: E402
+from vocarta_testlib import XDisplay, end_process, start_xvfb  # noqa: E402
 
 TITLE = "Vocarta Sound Recorder"
 BOX = "^Close To Tray$"
@@ -32,23 +32,17 @@ class WindowTest(unittest.TestCase):
         os.makedirs(self.env.rec)  # else F5 first asks to create it
         # Qt would use a StatusNotifier tray over D-Bus: these tests are about X.
         self.env.env.pop("DBUS_SESSION_BUS_ADDRESS", None)
+        self.display = XDisplay(self.env)
+        self.x = self.display.x
 
-    def x(self, *argv):
-        return subprocess.run(list(argv), env=self.env.env, capture_output=True, text=True,
-                              timeout=30).stdout.strip()
-
-    def visible(self, name=TITLE):
-        return self.x("xdotool", "search", "--onlyvisible", "--name", name).split()
-
-    def wait_visible(self, shown, what, name=TITLE):
-        self.env.wait_until(lambda: bool(self.visible(name)) == shown, 20, what)
+    def visible(self):
+        return self.display.visible(TITLE)
 
     def title(self):
         return self.x("xdotool", "getwindowname", self.window)
 
     def key(self, key, window=None):
-        self.x("xdotool", "windowfocus", "--sync", window or self.window)
-        self.x("xdotool", "key", key)
+        self.display.keys(window or self.window, key)
 
     def wait(self, predicate, what):
         self.env.wait_until(predicate, 20, what + " (title %r)" % self.title())
@@ -73,8 +67,7 @@ class WindowTest(unittest.TestCase):
 
     def start_program(self):
         self.copy = self.env.start(nogui=False)
-        self.wait_visible(True, "the main window")
-        self.window = self.visible()[0]
+        self.window = self.display.wait_for(TITLE)
         self.assertEqual(self.title(), TITLE)
 
     def start_recording(self):
@@ -85,9 +78,8 @@ class WindowTest(unittest.TestCase):
 
     def answer_close_to_tray(self, key):
         self.key("ctrl+q")
-        self.wait_visible(True, "the Close To Tray box", BOX)
-        self.key(key, self.visible(BOX)[0])
-        self.wait_visible(False, "the box to close", BOX)
+        self.key(key, self.display.wait_for(BOX))
+        self.display.wait_for(BOX, shown=False)
 
     def assert_still_recording(self):
         self.env.wait_for_audio(self.take)
@@ -147,7 +139,7 @@ class WindowTest(unittest.TestCase):
         self.assertEqual(self.visible(), [], "shown although the setting says hidden")
         for switches, shown in ((["-show"], True), (["-hide"], False), ([], True)):
             self.env.command(*switches)
-            self.wait_visible(shown, "the window after %r" % switches)
+            self.display.wait_for(TITLE, shown)
         self.env.wait_for_log("BringToFront")  # the bare launch
         self.env.command("-exit")
         self.assertEqual(copy.wait(timeout=20), 0)
@@ -190,17 +182,17 @@ class WindowTest(unittest.TestCase):
         icon = self.tray_icon()
         self.start_recording()
         self.answer_close_to_tray("Return")  # Record in Background
-        self.wait_visible(False, "the window to hide")
+        self.display.wait_for(TITLE, shown=False)
         self.assert_still_recording()
 
         self.x("xdotool", "mousemove", str(icon[0]), str(icon[1]), "click", "1")
-        self.wait_visible(True, "the window back from the tray")
+        self.display.wait_for(TITLE)
         self.assert_still_recording()
         self.wait(lambda: self.title_seconds() >= 2, "two seconds recorded")
 
         # Hidden again, the tray menu stops the recording, then quits.
         self.answer_close_to_tray("Return")
-        self.wait_visible(False, "the window to hide")
+        self.display.wait_for(TITLE, shown=False)
         self.tray_menu(icon, "t")  # "S&top and Mark Done"
         self.env.wait_for_log("Recording complete for file: " + self.take)
         self.assertGreater(self.env.duration(self.take), 1.0, self.env.describe())

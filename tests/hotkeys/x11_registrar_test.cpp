@@ -24,11 +24,6 @@ std::vector<Delivery> Both(HotkeyCommand command, int id) {
     return {{true, command, id}, {false, command, id}};
 }
 
-std::vector<Delivery> Tail(const std::vector<Delivery>& all, std::size_t from) {
-    return from >= all.size() ? std::vector<Delivery>{}
-                              : std::vector<Delivery>(all.begin() + from, all.end());
-}
-
 class X11RegistrarTest : public ::testing::Test {
   protected:
     void SetUp() override {
@@ -86,28 +81,19 @@ TEST_F(X11RegistrarTest, PressAndReleaseArriveWithTheirCommandUnderEitherLock) {
     expect("F9", HotkeyCommand::kRecord, 0);
 }
 
-TEST_F(X11RegistrarTest, AKeyAnotherClientHoldsIsRefusedByNameAndTheOthersWork) {
+// The refusal by name of a key another program holds, with the other keys
+// working and the held key reaching only its holder: test_hotkeys_x11.py.
+TEST_F(X11RegistrarTest, AHeldKeyIsRefusedAndDisablingReleasesEveryGrab) {
     RecordingHandler otherHandler;
     auto other = Make(otherHandler);
     RecordingHandler handler;
     auto reg = Make(handler);
     ASSERT_TRUE(other && reg);
     ASSERT_TRUE(other->Register({0, 1, kCtrlAltM}).Ok());
-
-    LStatus refused = reg->Register({0, 3, kCtrlAltM});
-    ASSERT_FALSE(refused.Ok());
-    EXPECT_EQ(refused.Error().Code(), LErrorCode::kExists);
-    EXPECT_EQ(refused.Error().Message(),
-              "The hot-key ⌃⌥M could not be registered: another program already uses it. "
-              "Please choose another key.");
     auto refusals = reg->RegisterAll({{0, 3, kCtrlAltM}, {1, 1, kCtrlAltK}});
     ASSERT_EQ(refusals.size(), 1u);
     EXPECT_EQ(refusals[0].bindingId, 0);
-
-    Press("ctrl+alt+m");
-    Press("ctrl+alt+k");
-    EXPECT_EQ(handler.WaitFor(2), Both(HotkeyCommand::kRecord, 1));
-    EXPECT_EQ(otherHandler.WaitFor(2), Both(HotkeyCommand::kRecord, 0));
+    EXPECT_EQ(refusals[0].error.Code(), LErrorCode::kExists);
 
     // While ours holds Ctrl+Alt+K the other client cannot have it; once hot-keys
     // are disabled it can, and ours hears nothing more.
@@ -115,9 +101,8 @@ TEST_F(X11RegistrarTest, AKeyAnotherClientHoldsIsRefusedByNameAndTheOthersWork) 
     reg->UnregisterAll();
     ASSERT_TRUE(other->Register({1, 2, kCtrlAltK}).Ok());
     Press("ctrl+alt+k");
-    auto otherGot = otherHandler.WaitFor(4);
-    EXPECT_EQ(Tail(otherGot, 2), Both(HotkeyCommand::kPause, 1));
-    EXPECT_EQ(handler.WaitFor(2).size(), 2u);
+    EXPECT_EQ(otherHandler.WaitFor(2), Both(HotkeyCommand::kPause, 1));
+    EXPECT_TRUE(handler.WaitFor(0).empty()) << "the key still reached us";
 }
 
 TEST_F(X11RegistrarTest, AKeyTheKeyboardLacksIsRefusedByName) {

@@ -7,7 +7,14 @@ import os
 import shutil
 import signal
 import subprocess
+import sys
 import time
+
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.dirname(os.path.abspath(__file__))),
+                                "app"))
+import private_cron  # noqa: E402
+from session_e2e_support import SessionEnv  # noqa: E402
+from vocarta_testlib import end_process  # noqa: E402
 
 CRON_VARIABLES = ("HOME", "XDG_CONFIG_HOME", "XDG_DATA_HOME", "XDG_CACHE_HOME", "XDG_STATE_HOME",
                   "XDG_RUNTIME_DIR", "VOCARTA_SHARED_DIR", "PULSE_SERVER", "PULSE_RUNTIME_PATH")
@@ -129,12 +136,61 @@ def end_copies(pids):
             os.kill(pid, signal.SIGKILL)
 
 
-def clean_up(cron, started, env):
-    cron.stop()
-    end_copies(started)
-    if env is not None:
-        env.close()
-    for target in ("/run", "/etc/cron.d", "/etc/crontab", "/var/spool/cron/crontabs"):
-        subprocess.call(["umount", "-l", target])
-    shutil.rmtree(cron.root, ignore_errors=True)
+class CronWorld:
+    """A private cron, a SessionEnv recording from the test microphone whose
+    world the crontab's variable lines give to jobs, and (optionally) an Xvfb;
+    all of it, and the copies cron started, go at the end."""
+
+    def __init__(self, *tools):
+        require_tools(*tools)
+        self.cron = private_cron.PrivateCron()
+        self.started = set()
+        self.xvfb = None
+        try:
+            self.env = SessionEnv(modules=False, mic=True)
+        except Exception:
+            self.env = None
+            self.__exit__()
+            raise
+
+    def __enter__(self):
+        self.user_lines = install_user_lines(self.cron, self.env)
+        return self
+
+    def __exit__(self, *exc):
+        if self.xvfb is not None:
+            end_process(self.xvfb)
+        self.cron.stop()
+        end_copies(self.started)
+        if self.env is not None:
+            self.env.close()
+        for target in ("/run", "/etc/cron.d", "/etc/crontab", "/var/spool/cron/crontabs"):
+            subprocess.call(["umount", "-l", target])
+        shutil.rmtree(self.cron.root, ignore_errors=True)
+
+    def schedules(self):
+        """The rows of `vocarta -schedules`, without its heading."""
+        listing = subprocess.run([self.env.program, "-schedules"], env=self.env.env,
+                                 capture_output=True, text=True, timeout=20)
+        assert listing.returncode == 0, listing.stderr
+        return listing.stdout.splitlines()[1:]
+
+    def job_lines(self):
+        """The crontab's one job line; the user's lines must still lead it."""
+        table = crontab()
+        assert table.startswith(self.user_lines), table
+        jobs = job_lines(table)
+        assert len(jobs) == 1, table
+        return jobs
+
+    def record(self, start, end):
+        """cron starts the job and the take is checked (check_cron_take); the copy
+        cron started stays, as a scheduled launch does, and is ended."""
+        self.cron.start()
+        files = check_cron_take(self.env, start, end, self.started)
+        result, _ = self.env.launch("-exit")
+        assert result.returncode == 0, result.stderr
+        self.env.wait_until(lambda: not os.path.exists(self.env.socket_path), 20,
+                            "the copy to end")
+        return files
 

@@ -60,31 +60,33 @@ TEST(JobStart, FlagComesFromTheEnvironmentOnce) {
 
 TEST(JobStart, LateStartRecordsOnlyInsideItsOccurrence) {
     ScopedTimeZone zone("Europe/Berlin");
-    // Daily 22:00 to 08:00: a start on time, a late one at 07:00 next morning,
-    // none after 08:00 (the end alone would be read as tomorrow's 08:00).
+    // Daily 22:00 to 08:00: on time, late at 07:00 next morning, never after 08:00
+    // (the end alone would be read as tomorrow's 08:00). Weekly Monday 23:00 to
+    // 01:00: Tuesday 00:30 belongs to Monday's, Wednesday's does not. One time:
+    // only on its own date (the timer has no year), before its end. A window that
+    // cannot be read leaves the end time in charge.
     const std::string night = Window(ScheduleType::Daily, 22 * 3600, 8 * 3600);
-    EXPECT_TRUE(Records(night, "2030-06-05", "22:00:00"));
-    EXPECT_TRUE(Records(night, "2030-06-05", "21:59:30"));  // fired on the minute
-    EXPECT_TRUE(Records(night, "2030-06-06", "07:00:00"));
-    EXPECT_FALSE(Records(night, "2030-06-06", "08:00:00"));
-    EXPECT_FALSE(Records(night, "2030-06-06", "09:30:00"));
-    const LaunchVerdict late = CheckLaunchWindow(night, InstantFromTexts("2030-06-06", "07:00:00"));
-    EXPECT_EQ(late.occurrenceEnd, InstantFromTexts("2030-06-06", "08:00:00"));
-    // Weekly Monday 23:00 to 01:00: Tuesday 00:30 belongs to Monday's; Wednesday's does not.
     const std::string monday = Window(ScheduleType::Weekly, 23 * 3600, 3600, 1 << 1);
-    EXPECT_TRUE(Records(monday, "2030-06-04", "00:30:00"));   // a Tuesday
-    EXPECT_FALSE(Records(monday, "2030-06-05", "00:30:00"));  // a Wednesday
-    EXPECT_FALSE(Records(monday, "2030-06-04", "23:30:00"));  // Tuesday night
-    // One time: only on its own date (the timer has no year), before its end.
-    ScheduledRecording once;
-    once.SetOneTime("x", InstantFromTexts("2030-06-05", "10:00:00"),
-                    InstantFromTexts("2030-06-05", "11:00:00"));
-    const std::string window = LaunchWindowText(once);
-    EXPECT_TRUE(Records(window, "2030-06-05", "10:59:59"));
-    EXPECT_FALSE(Records(window, "2030-06-05", "11:00:00"));
-    EXPECT_FALSE(Records(window, "2031-06-05", "10:00:00"));
-    // A window that cannot be read leaves the end time in charge.
-    EXPECT_TRUE(Records("garbage", "2030-06-05", "10:00:00"));
+    ScheduledRecording record;
+    record.SetOneTime("x", InstantFromTexts("2030-06-05", "10:00:00"),
+                      InstantFromTexts("2030-06-05", "11:00:00"));
+    const std::string once = LaunchWindowText(record), garbage = "garbage";
+    const struct {
+        const std::string& window;
+        const char *date, *time;
+        bool records;
+    } rows[] = {
+        {night, "2030-06-05", "22:00:00", true},   {night, "2030-06-05", "21:59:30", true},
+        {night, "2030-06-06", "07:00:00", true},   {night, "2030-06-06", "08:00:00", false},
+        {night, "2030-06-06", "09:30:00", false},  {monday, "2030-06-04", "00:30:00", true},
+        {monday, "2030-06-05", "00:30:00", false}, {monday, "2030-06-04", "23:30:00", false},
+        {once, "2030-06-05", "10:59:59", true},    {once, "2030-06-05", "11:00:00", false},
+        {once, "2031-06-05", "10:00:00", false},   {garbage, "2030-06-05", "10:00:00", true}};
+    for (const auto& row : rows)
+        EXPECT_EQ(Records(row.window, row.date, row.time), row.records)
+            << row.window << " at " << row.date << " " << row.time;
+    EXPECT_EQ(CheckLaunchWindow(night, InstantFromTexts("2030-06-06", "07:00:00")).occurrenceEnd,
+              InstantFromTexts("2030-06-06", "08:00:00"));
 }
 
 TEST(ScheduleCommandLine, AddArgumentsAreReadAsTheWindowWouldHoldThem) {
@@ -98,16 +100,37 @@ TEST(ScheduleCommandLine, AddArgumentsAreReadAsTheWindowWouldHoldThem) {
     ASSERT_TRUE(once);
     EXPECT_EQ(used, 6u);  // stops before the next switch
     EXPECT_EQ(once.Value().name, "News at ten");
-    EXPECT_EQ(once.Value().endDate, (ScheduleDate{2030, 6, 6}));
-    EXPECT_EQ(once.Value().endSeconds, 6 * 3600 + 30 * 60 + 15);
     EXPECT_TRUE(once.Value().runIfNotLoggedIn);
-    auto [sameDay, _] = parse({"n", "ONCE", "2030-06-05", "10:00", "11:00"});
-    ASSERT_TRUE(sameDay);
-    EXPECT_EQ(sameDay.Value().endDate, (ScheduleDate{2030, 6, 5}));
-    auto [weekly, __] = parse({"n", "weekly", "mon,FRIDAY", "07:00", "08:00", "-inactive"});
+    auto [weekly, _] = parse({"n", "weekly", "mon,FRIDAY", "07:00", "08:00", "-inactive"});
     ASSERT_TRUE(weekly);
     EXPECT_EQ(weekly.Value().weekdays, (1 << 1) | (1 << 5));
     EXPECT_FALSE(weekly.Value().active);
+
+    // The end, given or as a length after the start: the fields the window would
+    // hold, across midnight, a month's end and a change of daylight saving (a
+    // length is wall time passed).
+    ScopedTimeZone zone("Europe/Berlin");
+    const struct {
+        std::vector<std::string> args;
+        ScheduleDate endDate;  // one time only
+        int endSeconds;
+    } rows[] = {
+        {{"n", "once", "2030-06-05", "22:00", "2030-06-06", "06:30:15"}, {2030, 6, 6}, 23415},
+        {{"n", "ONCE", "2030-06-05", "10:00", "11:00"}, {2030, 6, 5}, 11 * 3600},
+        {{"n", "once", "2030-06-30", "23:30", "+1h"}, {2030, 7, 1}, 30 * 60},
+        {{"n", "once", "2030-06-05", "10:00:00", "+8s"}, {2030, 6, 5}, 10 * 3600 + 8},
+        {{"n", "once", "2030-06-05", "10:00", "+0:45"}, {2030, 6, 5}, 10 * 3600 + 45 * 60},
+        {{"n", "once", "2030-10-27", "01:30", "+2h"}, {2030, 10, 27}, 2 * 3600 + 30 * 60},
+        {{"n", "daily", "22:00", "+600m"}, {}, 8 * 3600},
+        {{"n", "weekly", "sun", "23:59:59", "+1s"}, {}, 0},
+    };
+    for (const auto& row : rows) {
+        const auto [form, index] = parse(row.args);
+        ASSERT_TRUE(form) << row.args[3];
+        EXPECT_EQ(form.Value().endSeconds, row.endSeconds) << row.args[3];
+        if (form.Value().type == ScheduleType::OneTime)
+            EXPECT_EQ(form.Value().endDate, row.endDate) << row.args[3];
+    }
     for (const auto& bad :
          std::vector<std::vector<std::string>>{{"n"},
                                                {"n", "hourly"},
@@ -116,6 +139,9 @@ TEST(ScheduleCommandLine, AddArgumentsAreReadAsTheWindowWouldHoldThem) {
                                                {"n", "weekly", "funday", "07:00", "08:00"},
                                                {"n", "once", "2030-13-01", "1:00", "2:00"}})
         EXPECT_FALSE(parse(bad).first) << bad.size();
+    for (const char* bad : {"+", "+1", "+24h", "+1440m", "+86400s", "+1d", "+-1h", "+1:60", "+x:00",
+                            "+1234567s", "1h"})
+        EXPECT_FALSE(parse({"n", "daily", "07:00", bad}).first) << bad;
 }
 
 TEST(ScheduleParsers, SurviveMutatedInput) {

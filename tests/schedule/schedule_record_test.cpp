@@ -6,7 +6,6 @@
 
 #include <filesystem>
 
-#include "schedule/schedule_command_line.h"
 #include "schedule/schedule_display.h"
 #include "schedule/schedule_form.h"
 #include "schedule/schedule_overlap.h"
@@ -33,27 +32,6 @@ constexpr const char* kTenHoursLess =
 int Secs(int h, int m, int s = 0) {
     return h * 3600 + m * 60 + s;
 }
-
-// A launcher that only notes what it was asked.
-struct FakeLauncher : LJobLauncher {
-    std::vector<std::string> calls;
-    bool createWorks = true;
-    const char* Kind() const override { return "fake"; }
-    LStatus Load(const std::string& label) override { return LStatus::Success(); }
-    LStatus Unload(const std::string& label) override { return LStatus::Success(); }
-    LResult<JobListing> List(const std::string& label) override {
-        calls.push_back("list " + label);
-        return JobListing{true, 0};
-    }
-    bool HasJobFile(const std::string&) const override { return true; }
-
-  protected:
-    LStatus WriteJobFiles(const ScheduleJob& job) override {
-        calls.push_back("create " + job.name + " " + job.argument);
-        return createWorks ? LStatus::Success() : MakeError(LErrorCode::kIo, "refused");
-    }
-    void DeleteJobFiles(const std::string& label) override { calls.push_back("delete " + label); }
-};
 
 class ScheduleTest : public ::testing::Test {
   protected:
@@ -145,11 +123,8 @@ TEST_F(ScheduleTest, RecordKeysEncodingsAndModifiedFlag) {
     EXPECT_TRUE(read->Active());
     EXPECT_FALSE(read->RunIfNotLoggedIn());
     EXPECT_FALSE(read->IsModified());
-    // Defaults and odd values as the settings store reads them.
+    // Odd values as the settings store reads them.
     ScheduledRecording& bare = *again.AddNamed("bare");
-    EXPECT_EQ(bare.RecordingType(), -1);
-    EXPECT_EQ(bare.Type(), ScheduleType::None);
-    EXPECT_FALSE(bare.Active());
     bare.SetValue(ScheduledRecording::kWeekdaysKey, "255");
     bare.SetValue(ScheduledRecording::kActiveKey, "00");
     bare.SetValue(ScheduledRecording::kRecordingTypeKey, "7");
@@ -182,37 +157,42 @@ TEST_F(ScheduleTest, OverlapKeepsItsBlindSpots) {
     Add("weekly", ScheduleType::Weekly, Secs(10, 0), Secs(11, 0), 1 << 1);
     Add("late", ScheduleType::Daily, Secs(23, 0), Secs(1, 0));
     Add("off", ScheduleType::Daily, Secs(12, 0), Secs(13, 0), 0, false);
-    int64_t s = 0, e = 0;
-    // Different types are never compared.
-    ReferenceDaySpan(Secs(10, 30), Secs(11, 30), s, e);
-    EXPECT_EQ(FindOverlap(list_, ScheduleType::Daily, s, e, 0), nullptr);
-    EXPECT_EQ(FindOverlap(list_, ScheduleType::Weekly, s, e, 1 << 1)->Name(), "weekly");
-    // No shared day, no comparison; a shared day compares time of day alone.
-    EXPECT_EQ(FindOverlap(list_, ScheduleType::Weekly, s, e, 1 << 2), nullptr);
-    EXPECT_NE(FindOverlap(list_, ScheduleType::Weekly, s, e, (1 << 2) | (1 << 1)), nullptr);
-    // Past midnight only the stored next-day end counts.
-    ReferenceDaySpan(Secs(0, 30), Secs(0, 45), s, e);
-    EXPECT_EQ(FindOverlap(list_, ScheduleType::Daily, s, e, 0), nullptr);
-    ReferenceDaySpan(Secs(22, 0), Secs(23, 0), s, e);  // touching start
-    EXPECT_EQ(FindOverlap(list_, ScheduleType::Daily, s, e, 0)->Name(), "late");
-    // Inactive schedules are skipped.
-    ReferenceDaySpan(Secs(12, 15), Secs(12, 45), s, e);
-    EXPECT_EQ(FindOverlap(list_, ScheduleType::Daily, s, e, 0), nullptr);
-    // One time: one ending exactly when the next starts overlaps; the span
-    // around another one too.
     ScheduledRecording& once = *list_.AddNamed("once");
     once.SetOneTime("once", InstantFromTexts("2030-01-01", "10:00:00"),
                     InstantFromTexts("2030-01-01", "11:00:00"));
     once.SetActive(true);
-    EXPECT_NE(FindOverlap(list_, ScheduleType::OneTime, InstantFromTexts("2030-01-01", "11:00:00"),
-                          InstantFromTexts("2030-01-01", "12:00:00"), 0),
-              nullptr);
-    EXPECT_NE(FindOverlap(list_, ScheduleType::OneTime, InstantFromTexts("2030-01-01", "09:00:00"),
-                          InstantFromTexts("2030-01-01", "12:00:00"), 0),
-              nullptr);
-    EXPECT_EQ(FindOverlap(list_, ScheduleType::OneTime, InstantFromTexts("2030-01-01", "11:00:01"),
-                          InstantFromTexts("2030-01-01", "12:00:00"), 0),
-              nullptr);
+    using T = ScheduleType;
+    // Different types are never compared; without a shared day neither, with one
+    // the time of day alone; past midnight only the stored next-day end counts; a
+    // touching start overlaps; inactive ones are skipped. One time: ending exactly
+    // when the next starts overlaps, and so does a span around another one.
+    const struct {
+        T type;
+        int64_t start, end;
+        int weekdays;
+        const char* found;
+    } rows[] = {
+        {T::Daily, Secs(10, 30), Secs(11, 30), 0, nullptr},
+        {T::Weekly, Secs(10, 30), Secs(11, 30), 1 << 1, "weekly"},
+        {T::Weekly, Secs(10, 30), Secs(11, 30), 1 << 2, nullptr},
+        {T::Weekly, Secs(10, 30), Secs(11, 30), (1 << 2) | (1 << 1), "weekly"},
+        {T::Daily, Secs(0, 30), Secs(0, 45), 0, nullptr},
+        {T::Daily, Secs(22, 0), Secs(23, 0), 0, "late"},
+        {T::Daily, Secs(12, 15), Secs(12, 45), 0, nullptr},
+        {T::OneTime, InstantFromTexts("2030-01-01", "11:00:00"),
+         InstantFromTexts("2030-01-01", "12:00:00"), 0, "once"},
+        {T::OneTime, InstantFromTexts("2030-01-01", "09:00:00"),
+         InstantFromTexts("2030-01-01", "12:00:00"), 0, "once"},
+        {T::OneTime, InstantFromTexts("2030-01-01", "11:00:01"),
+         InstantFromTexts("2030-01-01", "12:00:00"), 0, nullptr},
+    };
+    for (const auto& row : rows) {
+        int64_t s = row.start, e = row.end;
+        if (row.type != T::OneTime) ReferenceDaySpan(int(row.start), int(row.end), s, e);
+        const ScheduledRecording* found = FindOverlap(list_, row.type, s, e, row.weekdays);
+        EXPECT_EQ(found ? found->Name() : "none", row.found ? row.found : "none")
+            << int(row.type) << " " << row.start << "-" << row.end;
+    }
 }
 
 TEST_F(ScheduleTest, ListRowsOfEachType) {
@@ -322,7 +302,7 @@ TEST_F(ScheduleTest, NewFormFollowsTheStoredType) {
 }
 
 TEST_F(ScheduleTest, SavingEditingAndDeletingGoThroughTheLauncher) {
-    FakeLauncher launcher;
+    MemoryLauncher launcher;
     ScheduleForm form = Form("show", ScheduleType::Daily, Secs(22, 0), Secs(8, 0));
     form.runIfNotLoggedIn = true;
     ASSERT_EQ(SaveScheduleForm(form, list_, nullptr, launcher), ScheduleSaved::Done);
@@ -362,26 +342,4 @@ TEST_F(ScheduleTest, SavingEditingAndDeletingGoThroughTheLauncher) {
     EXPECT_EQ(SaveScheduleForm(form, list_, nullptr, launcher), ScheduleSaved::Done);
     ASSERT_TRUE(disk.Load());
     EXPECT_NE(disk.FindByName("kept"), nullptr);
-}
-
-TEST_F(ScheduleTest, CommandLineAddsListsAndRemovesWithTheWindowsTexts) {
-    FakeLauncher launcher;
-    const int64_t now = InstantFromTexts("2030-06-05", "12:00:00");
-    std::vector<std::string> args = {"-schedule-add", "Night", "daily", "22:00", "08:00", "-x"};
-    std::size_t index = 1;
-    ScheduleCommandResult added = AddScheduleFromCommandLine(args, index, list_, launcher, now);
-    EXPECT_TRUE(added.ok) << added.message;
-    EXPECT_EQ(index, 4u);
-    index = 1;
-    added = AddScheduleFromCommandLine(args, index, list_, launcher, now);
-    EXPECT_FALSE(added.ok);
-    EXPECT_EQ(added.title, "Duplicate Schedule Name");
-    EXPECT_EQ(added.message, "Schedule name cannot be duplicate. Please enter a new name.");
-    EXPECT_EQ(
-        ScheduleListingLines(list_, launcher),
-        std::vector<std::string>({"Name\tStart\tEnd\tState\tDuration\tNext start",
-                                  "Night\tEveryday 22:00:00\t08:00:00\tActive\t10-00-00\tnone"}));
-    EXPECT_TRUE(RemoveScheduleFromCommandLine("Night", list_, launcher).ok);
-    EXPECT_EQ(RemoveScheduleFromCommandLine("Night", list_, launcher).message,
-              "No schedule is named \"Night\".");
 }

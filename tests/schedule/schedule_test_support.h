@@ -8,9 +8,11 @@
 #include <time.h>
 
 #include <fstream>
+#include <set>
 #include <string>
 #include <vector>
 
+#include "schedule/job_launcher.h"
 #include "schedule/process_run.h"
 #include "support/temp_dir.h"
 
@@ -84,6 +86,38 @@ class ToolRecorder {
   private:
     TempDir dir_;
     std::string oldPath_;
+};
+
+// A launcher that holds loaded jobs in memory, names a next start for each and
+// notes the list, create and delete calls it was asked.
+struct MemoryLauncher : LJobLauncher {
+    std::set<std::string> jobs;
+    std::vector<std::string> calls;
+    bool createWorks = true;
+    const char* Kind() const override { return "memory"; }
+    LStatus Load(const std::string& label) override {
+        jobs.insert(label);
+        return LStatus::Success();
+    }
+    LStatus Unload(const std::string& label) override {
+        jobs.erase(label);
+        return LStatus::Success();
+    }
+    LResult<JobListing> List(const std::string& label) override {
+        calls.push_back("list " + label);
+        return JobListing{jobs.count(label) > 0, jobs.count(label) ? 1906884000 : 0};
+    }
+    bool HasJobFile(const std::string& label) const override { return jobs.count(label) > 0; }
+
+  protected:
+    LStatus WriteJobFiles(const ScheduleJob& job) override {
+        calls.push_back("create " + job.name + " " + job.argument);
+        return createWorks ? LStatus::Success() : MakeError(LErrorCode::kIo, "refused");
+    }
+    void DeleteJobFiles(const std::string& label) override {
+        calls.push_back("delete " + label);
+        jobs.erase(label);
+    }
 };
 
 // Runs a real tool; a missing tool fails the test loudly.

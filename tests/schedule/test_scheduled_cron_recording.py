@@ -13,16 +13,13 @@ import subprocess
 import sys
 import time
 
-HERE = os.path.dirname(os.path.abspath(__file__))
-sys.path.insert(0, HERE)
-sys.path.insert(0, os.path.join(os.path.dirname(HERE), "app"))
+sys.path.insert(0, os.path.dirname(os.path.abspath(__file__)))
 import private_cron  # noqa: E402
 
 private_cron.enter_private_namespace()
 
 import cron_take  # noqa: E402
 from cron_take import crontab, stamp  # noqa: E402
-from session_e2e_support import SessionEnv  # noqa: E402
 
 LENGTH = 8  # seconds scheduled
 # Shell and cron characters in the name: they must reach nothing but the name.
@@ -30,14 +27,8 @@ NAME = "Cron take $(touch pwned) `touch pwned` 50% ; 'x'"
 
 
 def main():
-    cron_take.require_tools()
-    cron = private_cron.PrivateCron()
-    env = None
-    started = set()
-    try:
-        env = SessionEnv(modules=False, mic=True)
-        user_lines = cron_take.install_user_lines(cron, env)
-
+    with cron_take.CronWorld() as world:
+        env = world.env
         start = cron_take.next_minute(6)  # time to add the schedule before its minute
         end = start + LENGTH
         add = subprocess.run([env.program, "-schedule-add", NAME, "once",
@@ -47,23 +38,10 @@ def main():
                              timeout=20)
         assert add.returncode == 0, add.stderr
         assert add.stdout.endswith("Next start (crontab): %s\n" % stamp(start)), add.stdout
-        listing = subprocess.run([env.program, "-schedules"], env=env.env, capture_output=True,
-                                 text=True, timeout=20)
-        assert listing.returncode == 0, listing.stderr
-        assert listing.stdout.splitlines()[1].endswith("\tActive\t00-00-%02d\t%s"
-                                                       % (LENGTH, stamp(start))), listing.stdout
-        table = crontab()
-        assert table.startswith(user_lines), table
-        job_lines = cron_take.job_lines(table)
-        assert len(job_lines) == 1, table
-
-        cron.start()
-        files = cron_take.check_cron_take(env, start, end, started)
-
-        # The copy cron started stays, as a scheduled launch does; end it.
-        result, _ = env.launch("-exit")
-        assert result.returncode == 0, result.stderr
-        env.wait_until(lambda: not os.path.exists(env.socket_path), 20, "the copy to end")
+        rows = world.schedules()
+        assert rows[0].endswith("\tActive\t00-00-%02d\t%s" % (LENGTH, stamp(start))), rows
+        job_lines = world.job_lines()
+        files = world.record(start, end)
 
         # The same job started again after its end (as after a machine was off):
         # it must not record, nor stay.
@@ -77,11 +55,9 @@ def main():
         removed = subprocess.run([env.program, "-schedule-remove", NAME], env=env.env,
                                  capture_output=True, text=True, timeout=20)
         assert removed.returncode == 0, removed.stderr
-        assert crontab() == user_lines, crontab()
+        assert crontab() == world.user_lines, crontab()
         for folder in (env.root, env.env["HOME"], "/"):
             assert not os.path.exists(os.path.join(folder, "pwned")), folder
-    finally:
-        cron_take.clean_up(cron, started, env)
     print("cron recorded the scheduled stretch")
 
 

@@ -8,51 +8,24 @@ minute and it records from the clock-paced test microphone until the scheduled
 end. Runs as root in a private mount namespace (private_cron.py)."""
 
 import os
-import subprocess
 import sys
 import time
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path.insert(0, HERE)
-sys.path.insert(0, os.path.join(os.path.dirname(HERE), "app"))
 import private_cron  # noqa: E402
 
 private_cron.enter_private_namespace()
 
 import cron_take  # noqa: E402
-from cron_take import crontab, stamp  # noqa: E402
-from session_e2e_support import SessionEnv  # noqa: E402
-from vocarta_testlib import end_process, start_xvfb  # noqa: E402
+from cron_take import stamp  # noqa: E402
+from vocarta_testlib import XDisplay, start_xvfb  # noqa: E402
 
 LENGTH = 8  # seconds scheduled
 NAME = "Window take 'late show' 50% & more"
 MAIN = "^Vocarta Sound Recorder$"
 LIST = "^Scheduled Recordings$"
 DIALOG = "^Schedule Recording$"
-
-
-class Display:
-    def __init__(self, env):
-        self.env = env
-
-    def x(self, *argv):
-        return subprocess.run(list(argv), env=self.env.env, capture_output=True, text=True,
-                              timeout=30).stdout.strip()
-
-    def visible(self, name):
-        return self.x("xdotool", "search", "--onlyvisible", "--name", name).split()
-
-    def wait_for(self, name, shown=True):
-        self.env.wait_until(lambda: bool(self.visible(name)) == shown, 20,
-                            "the window %r %s" % (name, "shown" if shown else "closed"))
-        return self.visible(name)[0] if shown else None
-
-    def keys(self, window, *keys):
-        self.x("xdotool", "windowfocus", "--sync", window)
-        self.x("xdotool", "key", "--delay", "50", *keys)
-
-    def type(self, text):
-        self.x("xdotool", "type", "--delay", "20", text)
 
 
 def fill_schedule(display, dialog, start, end):
@@ -71,19 +44,13 @@ def fill_schedule(display, dialog, start, end):
 
 
 def main():
-    cron_take.require_tools("Xvfb", "xdotool")
-    cron = private_cron.PrivateCron()
-    env = None
-    xvfb = None
-    started = set()
-    try:
-        env = SessionEnv(modules=False, mic=True)
-        xvfb = start_xvfb(env.env)
+    with cron_take.CronWorld("Xvfb", "xdotool") as world:
+        env = world.env
+        world.xvfb = start_xvfb(env.env)
         env.env.pop("DBUS_SESSION_BUS_ADDRESS", None)  # no tray over D-Bus: X only
         # The window offers the type chosen last: Daily, so One time must be picked.
         env.write_settings("VCScheduleRecordingDlg", ScheduleType=1)
-        user_lines = cron_take.install_user_lines(cron, env)
-        display = Display(env)
+        display = XDisplay(env)
 
         program = env.start(nogui=False)
         main_window = display.wait_for(MAIN)
@@ -97,19 +64,12 @@ def main():
         display.wait_for(DIALOG, shown=False)
         assert env.read_setting("VCScheduleRecordingDlg", "ScheduleType") == "0"
 
-        table = crontab()
-        assert table.startswith(user_lines), table
-        jobs = cron_take.job_lines(table)
-        assert len(jobs) == 1, table
+        jobs = world.job_lines()
         at = time.localtime(start)
         fields = "%d %d %d %d * " % (at.tm_min, at.tm_hour, at.tm_mday, at.tm_mon)
         assert jobs[0].startswith(fields), (fields, jobs[0])
-        listing = subprocess.run([env.program, "-schedules"], env=env.env, capture_output=True,
-                                 text=True, timeout=20)
-        assert listing.returncode == 0, listing.stderr
-        assert listing.stdout.splitlines()[1:] == [
-            "%s\t%s\t%s\tActive\t00-00-%02d\t%s"
-            % (NAME, stamp(start), stamp(end), LENGTH, stamp(start))], listing.stdout
+        assert world.schedules() == ["%s\t%s\t%s\tActive\t00-00-%02d\t%s"
+                                     % (NAME, stamp(start), stamp(end), LENGTH, stamp(start))]
 
         # The window closed: what follows is the job's alone.
         display.keys(schedules, "Escape")
@@ -117,16 +77,7 @@ def main():
         env.command("-exit")
         assert program.wait(timeout=20) == 0
         assert env.files() == [], env.files()
-
-        cron.start()
-        cron_take.check_cron_take(env, start, end, started)
-        result, _ = env.launch("-exit")  # the copy cron started stays; end it
-        assert result.returncode == 0, result.stderr
-        env.wait_until(lambda: not os.path.exists(env.socket_path), 20, "the copy to end")
-    finally:
-        if xvfb is not None:
-            end_process(xvfb)
-        cron_take.clean_up(cron, started, env)
+        world.record(start, end)
     print("the schedule made in the window was recorded by cron")
 
 

@@ -37,7 +37,6 @@ import socket
 import socketserver
 import ssl
 import sys
-import threading
 import time
 
 

@@ -34,6 +34,37 @@ def start_xvfb(env):
     return xvfb
 
 
+class XDisplay:
+    """xdotool on the display of a VocartaEnv's environment: windows found by
+    name (a regular expression), keys typed into them."""
+
+    def __init__(self, env, proc=None):
+        self.env = env
+        self.proc = proc  # a program whose early end stops every wait
+
+    def x(self, *argv):
+        return subprocess.run(list(argv), env=self.env.env, capture_output=True, text=True,
+                              timeout=30).stdout.strip()
+
+    def visible(self, name):
+        return self.x("xdotool", "search", "--onlyvisible", "--name", name).split()
+
+    def wait_for(self, name, shown=True):
+        """The first visible window matching `name` once there is one (or None
+        once there is none)."""
+        self.env.wait_until(lambda: bool(self.visible(name)) == shown, 20,
+                            "the window %r %s" % (name, "shown" if shown else "closed"),
+                            self.proc)
+        return self.visible(name)[0] if shown else None
+
+    def keys(self, window, *keys, delay=50):
+        self.x("xdotool", "windowfocus", "--sync", window)
+        self.x("xdotool", "key", "--delay", str(delay), *keys)
+
+    def type(self, text):
+        self.x("xdotool", "type", "--delay", "20", text)
+
+
 def end_process(proc):
     if proc.poll() is None:
         proc.terminate()
