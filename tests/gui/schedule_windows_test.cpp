@@ -56,7 +56,10 @@ TEST_F(ScheduleWindowsTest, NewScheduleIsCheckedSavedAndGetsItsJob) {
                 "active=1;runIfNotLoggedIn=0;oneTime=0;daily=1;weekly=0;"
                 "startDate.enabled=0;Monday.enabled=0");
     // A refusal: its text and title, the window stays, the type is stored.
-    Enter(dialog, "scheduleName=Night;weekly=1;Monday=1");
+    // The new schedule starts with today's weekday ticked; only Monday is wanted.
+    Enter(dialog,
+          "scheduleName=Night;weekly=1;Sunday=0;Monday=1;Tuesday=0;Wednesday=0;Thursday=0;"
+          "Friday=0;Saturday=0");
     SetTime(dialog, "startTime", 22, 0, 0);
     SetTime(dialog, "endTime", 8, 0, 1);
     dialog.accept();
