@@ -22,21 +22,23 @@ LResult<LSoundSource> OpenRecordingForPlayback(const std::string& path, int spee
 
 bool PlayRecordingFile(LSoundPlayer& player, const std::string& path, std::string* error,
                        LSoundTime startAt, int speedPercent) {
-    LResult<LSoundSource> source = OpenRecordingForPlayback(path, speedPercent);
+    // Checked once here, so that a clamped speed is logged once.
+    LResult<int> speed = CheckPlaySpeed(speedPercent);
+    LResult<LSoundSource> source = speed ? OpenRecordingForPlayback(path, speed.Value())
+                                         : LResult<LSoundSource>(speed.Error());
     if (!source) {
         *error = source.Error().Message();
         LogError("LSoundPlayer::PlayRecordingFile OpenSoundSource FAILED: %s", error->c_str());
         return false;
     }
-    const int speed = CheckPlaySpeed(speedPercent).ValueOr(100);
-    if (!player.Play(source.Value(), RecordingToPlayedTime(startAt, speed))) {
+    if (!player.Play(source.Value(), RecordingToPlayedTime(startAt, speed.Value()))) {
         *error = player.LastErrorText();
         return false;
     }
-    if (SpeedPlaysUnchanged(speed))
+    if (SpeedPlaysUnchanged(speed.Value()))
         LogEvent("Playing %s", path.c_str());
     else
-        LogEvent("Playing %s at %d%% speed (%u Hz)", path.c_str(), speed,
+        LogEvent("Playing %s at %d%% speed (%u Hz)", path.c_str(), speed.Value(),
                  unsigned(source.Value()->SampleRate()));
     return true;
 }
