@@ -4,9 +4,9 @@
 set -eu
 
 BUILD_PKGS="cmake g++ make pkg-config qt6-base-dev qt6-qpa-plugins libpulse-dev
-libsndfile1-dev libflac-dev libmp3lame0 libmpg123-dev libgsm1-dev libsoxr-dev
+libsndfile1-dev libflac-dev libmp3lame0 libmpg123-dev libgsm1-dev libsoxr-dev libsoundtouch-dev
 libpugixml-dev libssl-dev libgtest-dev libgmock-dev libbenchmark-dev libxcb1-dev
-libx11-dev libsystemd-dev python3 librsvg2-bin dpkg-dev"
+libx11-dev libsystemd-dev python3 librsvg2-bin dpkg-dev librubberband-dev"
 # Real peers the tests drive: a sound server, an X server, decoders, network servers,
 # a systemd user manager and cron for schedules (faketime moves cron's clock), and
 # GLib's launcher for the autostart entry; the Debian package's checkers and the
