@@ -134,9 +134,9 @@ TEST_F(PulsePlayback, EachToneIsHeardShortAndInOrderBesidePlayback) {
         // Music plays all along; the tone must not interrupt it.
         ASSERT_TRUE(player_->Play(SineSource(440, 1.0)));
         std::this_thread::sleep_for(std::chrono::milliseconds(300));
-        auto start = Clock::now();
         PlayTone(c.kind);
-        EXPECT_LT(MsSince(start), 100);  // queued, not played by the caller
+        // Queued, not played by the caller: its notes are still to come.
+        EXPECT_FALSE(WaitForTones(0));
         ASSERT_TRUE(WaitForTones(5000));
         EXPECT_EQ(LastToneError(), "");
         ASSERT_TRUE(WaitFor([&] { return player_->HasEnded(); }, 5000));
