@@ -9,6 +9,7 @@
 #include <QFileDialog>
 #include <QInputDialog>
 #include <QMessageBox>
+#include <QProgressDialog>
 #include <QTimer>
 #include <deque>
 #include <functional>
@@ -18,6 +19,7 @@
 #include "settings/settings.h"
 #include "support/temp_dir.h"
 #include "toolkit/paths.h"
+#include "transmit/mail/mail_test_support.h"
 
 using namespace vocarta;
 using namespace vocarta::test;
@@ -237,4 +239,44 @@ TEST_F(RecordingsActions, BurnAsksForTheDiscTypeAndExplainsAMissingBurner) {
         EXPECT_NE(answers.shown[1].text.find("was not found"), std::string::npos)
             << answers.shown[1].text;
     }
+}
+
+TEST_F(RecordingsActions, SendAsksForTheRecipientsAndMailsBehindAProgressBox) {
+    RealSmtpServer server;
+    ASSERT_TRUE(server.Started());
+    DeleteSettingTree("Email");
+    SetSettingString("Email", "To", "boss@mail.test");
+    SetSettingBool("Email", "UseAppleMail", false);
+    SetSettingString("Email", "MailSMTPHost", "127.0.0.1:" + std::to_string(server.Port()));
+    SetSettingBool("Email", "SendDirect", false);
+    SetSettingString("Email", "ReplyToEmail", "me@mail.test");
+    const std::string a = dir.File("a.wav");
+    const std::string b = dir.File("b.wav");
+    Make(a, std::string(40000, 'a'));
+    Make(b, std::string(40000, 'b'));
+
+    QString offered;
+    QString progressLabel;
+    {
+        Answers answers({[&](QWidget* dialog) {
+                             auto* ask = qobject_cast<QInputDialog*>(dialog);
+                             ASSERT_NE(ask, nullptr);
+                             offered = ask->textValue();
+                             ask->setTextValue("rcpt@mail.test");
+                             QMetaObject::invokeMethod(ask, "accept", Qt::QueuedConnection);
+                         },
+                         [&](QWidget* dialog) {
+                             auto* progress = qobject_cast<QProgressDialog*>(dialog);
+                             ASSERT_NE(progress, nullptr);
+                             progressLabel = progress->labelText();
+                         }});
+        EXPECT_FALSE(ra::Send(&window, {a, b}));
+    }
+    EXPECT_EQ(offered, "boss@mail.test");
+    EXPECT_EQ(progressLabel.toStdString().substr(0, 8), "Compress");
+    ASSERT_TRUE(server.WaitFor(1));
+    EXPECT_EQ(server.Kept(1, "subject"), "Vocarta Sound Recorder Attachment");
+    EXPECT_EQ(server.Kept(1, "0.name"), "Vocarta Recordings.zip");
+    EXPECT_NE(server.Kept(1, "meta").find("\nto=rcpt@mail.test\n"), std::string::npos)
+        << server.Kept(1, "meta");
 }
