@@ -59,20 +59,26 @@ QWidget* Over(QWidget* parent) {
 // or `safe` when closed otherwise. The safe button is the default and Escape.
 int Ask(QWidget* parent, const QString& caption, const QString& text,
         const std::vector<std::pair<QString, QMessageBox::ButtonRole>>& buttons, int safe,
-        QMessageBox::Icon icon = QMessageBox::Question, QCheckBox* check = nullptr,
-        const QString& detail = {}) {
+        QMessageBox::Icon icon = QMessageBox::Question, const QString& detail = {},
+        const QString& checkText = {}, bool* checked = nullptr) {
     QMessageBox box(Over(parent));
     box.setObjectName("recordingsActionBox");
     box.setWindowTitle(caption);
     box.setText(text);
     box.setIcon(icon);
     if (!detail.isEmpty()) box.setInformativeText(detail);
-    if (check) box.setCheckBox(check);
+    if (checked) {
+        // Owned by the box, so read before it goes.
+        auto* check = new QCheckBox(checkText);
+        check->setObjectName("repeatForAllFiles");
+        box.setCheckBox(check);
+    }
     std::vector<QPushButton*> made;
     for (const auto& [label, role] : buttons) made.push_back(box.addButton(label, role));
     box.setDefaultButton(made[std::size_t(safe)]);
     box.setEscapeButton(made[std::size_t(safe)]);
     box.exec();
+    if (checked) *checked = box.checkBox()->isChecked();
     for (std::size_t i = 0; i < made.size(); ++i)
         if (box.clickedButton() == made[i]) return int(i);
     return safe;
@@ -81,7 +87,7 @@ int Ask(QWidget* parent, const QString& caption, const QString& text,
 void Tell(QWidget* parent, const QString& caption, const QString& text,
           const QString& detail = {}) {
     Ask(parent, caption, text, {{QStringLiteral("OK"), QMessageBox::AcceptRole}}, 0,
-        QMessageBox::Warning, nullptr, detail);
+        QMessageBox::Warning, detail);
 }
 
 // Save As --------------------------------------------------------------------
@@ -120,16 +126,16 @@ std::string ChooseSaveFolder(QWidget* parent) {
 }
 
 OverwriteChoice AskOverwrite(QWidget* parent, const SaveItem& item) {
-    auto* repeat = new QCheckBox(QStringLiteral("Repeat this action for all files"));
-    repeat->setObjectName("repeatForAllFiles");
+    bool forAll = false;
     const int answer = Ask(parent, QStringLiteral("Overwrite Files?"),
                            QStringLiteral("One or more files you have selected already exist in "
                                           "this location. Do you want to overwrite the existing "
                                           "file(s)?"),
                            {{QStringLiteral("Overwrite"), QMessageBox::AcceptRole},
                             {QStringLiteral("Cancel"), QMessageBox::RejectRole}},
-                           1, QMessageBox::Question, repeat, Shown(item.target));
-    return {answer == 0, repeat->isChecked()};
+                           1, QMessageBox::Question, Shown(item.target),
+                           QStringLiteral("Repeat this action for all files"), &forAll);
+    return {answer == 0, forAll};
 }
 
 void ReportSave(QWidget* parent, const SaveOutcome& outcome) {
