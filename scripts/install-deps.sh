@@ -3,7 +3,7 @@
 # Does nothing when every package is already present.
 set -eu
 
-BUILD_PKGS="cmake g++ make pkg-config qt6-base-dev qt6-qpa-plugins libpulse-dev
+BUILD_PKGS="cmake g++ make pkg-config qt6-base-dev qt6-qpa-plugins libpulse-dev libzip-dev
 libsndfile1-dev libflac-dev libmp3lame0 libmpg123-dev libgsm1-dev libsoxr-dev libsoundtouch-dev
 libpugixml-dev libssl-dev libgtest-dev libgmock-dev libbenchmark-dev libxcb1-dev
 libx11-dev libsystemd-dev python3 librsvg2-bin dpkg-dev librubberband-dev"
@@ -14,7 +14,7 @@ libx11-dev libsystemd-dev python3 librsvg2-bin dpkg-dev librubberband-dev"
 TEST_PKGS="clang-format pulseaudio pulseaudio-utils xvfb xdotool x11-utils xauth trayer sox
 libsox-fmt-all flac lame mpg123 python3 python3-pyftpdlib python3-openssl python3-aiosmtpd
 imagemagick openssl curl dbus-daemon python3-dbus python3-gi systemd cron faketime libglib2.0-bin
-vsftpd dnsmasq-base
+vsftpd dnsmasq-base unzip
 desktop-file-utils appstream lintian man-db bash-completion file"
 # The fuzz targets: clang with its libFuzzer and sanitizer runtimes.
 FUZZ_PKGS="clang libclang-rt-dev"

@@ -1,0 +1,98 @@
+#pragma once
+// Shared by the tests of the recordings window's actions: file names a user
+// may really have (line breaks, quotes, bytes that are not UTF-8), files of a
+// given size, programs found on PATH, and a small tmpfs of our own.
+
+#include <dirent.h>
+#include <gtest/gtest.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "support/temp_dir.h"
+#include "toolkit/paths.h"
+
+namespace vocarta::test {
+
+// A line feed, both quotes, a "$(...)" and a byte that is not UTF-8.
+inline const std::vector<std::string>& AwkwardNames() {
+    static const std::vector<std::string> names = {"take\nnight.wav", "it's \"loud\" $(x).wav",
+                                                   std::string("caf\xe9 \xff.wav")};
+    return names;
+}
+
+inline std::string Bytes(std::size_t size, char seed) {
+    std::string bytes(size, '\0');
+    for (std::size_t i = 0; i < size; ++i) bytes[i] = char(seed + i * 7 + (i >> 9));
+    return bytes;
+}
+
+inline std::string MakeFile(const std::string& path, std::size_t size, char seed) {
+    const std::string bytes = Bytes(size, seed);
+    EXPECT_TRUE(WriteFile(path, bytes)) << path;
+    return bytes;
+}
+
+inline bool Exists(const std::string& path) {
+    struct stat info {};
+    return lstat(path.c_str(), &info) == 0;
+}
+
+inline std::vector<std::string> FolderNames(const std::string& folder) {
+    std::vector<std::string> names;
+    if (DIR* dir = opendir(folder.c_str())) {
+        while (dirent* entry = readdir(dir))
+            if (std::string(entry->d_name) != "." && std::string(entry->d_name) != "..")
+                names.push_back(entry->d_name);
+        closedir(dir);
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+// Mounts a tmpfs of `kib` KiB at `folder` (inside a child's own mount
+// namespace); "" or why it failed.
+inline std::string MountTmpfs(const std::string& folder, int kib) {
+    MakeDirs(folder);
+    const std::string options = "size=" + std::to_string(kib) + "k,mode=0755";
+    if (mount("tmpfs", folder.c_str(), "tmpfs", 0, options.c_str()) != 0)
+        return std::string("cannot mount a tmpfs: ") + std::strerror(errno);
+    return "";
+}
+
+// A folder of scripts put first on PATH for the life of the object.
+class FakePrograms {
+  public:
+    FakePrograms() : dir_("vocarta-fake-bin"), oldPath_(std::getenv("PATH") ?: "") {
+        setenv("PATH", (dir_.Path() + ":/usr/bin:/bin").c_str(), 1);
+    }
+    ~FakePrograms() { setenv("PATH", oldPath_.c_str(), 1); }
+    // A shell script `name` whose body is `body`.
+    std::string Add(const std::string& name, const std::string& body) {
+        const std::string path = dir_.File(name);
+        WriteFile(path, "#!/bin/sh\n" + body);
+        chmod(path.c_str(), 0755);
+        return path;
+    }
+    // PATH holds only our folder (no gio, no xdg-open, no burner of the system).
+    void Only() { setenv("PATH", dir_.Path().c_str(), 1); }
+
+  private:
+    TempDir dir_;
+    std::string oldPath_;
+};
+
+// Waits up to 10 s for `path` to exist.
+inline bool WaitForFile(const std::string& path) {
+    for (int i = 0; i < 200 && !Exists(path); ++i) usleep(50000);
+    return Exists(path);
+}
+
+}  // namespace vocarta::test
