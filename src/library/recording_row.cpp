@@ -42,7 +42,7 @@ int64_t SortableDuration(const RecordingRow& row) {
 }
 }  // namespace
 
-std::string DurationText(int64_t milliseconds) {
+std::string RecordingDurationText(int64_t milliseconds) {
     if (milliseconds < 0) milliseconds = 0;
     const int64_t totalSeconds = milliseconds / 1000;
     return StringPrintf("%d:%.2d:%.2d.%.3d", int(totalSeconds / 3600), int(totalSeconds / 60 % 60),
@@ -83,7 +83,7 @@ std::string ColumnText(const RecordingRow& row, RecordingColumn column) {
         case RecordingColumn::kName:
             return DisplayText(BaseName(row.path));
         case RecordingColumn::kDuration:
-            return row.durationMs ? DurationText(*row.durationMs) : std::string();
+            return row.durationMs ? RecordingDurationText(*row.durationMs) : std::string();
         case RecordingColumn::kFormat:
             return row.format;
         case RecordingColumn::kDateCreated:

@@ -39,7 +39,7 @@ struct RecordingRow {
 };
 
 // "%d:%.2d:%.2d.%.3d" of hours, minutes, seconds, milliseconds.
-std::string DurationText(int64_t milliseconds);
+std::string RecordingDurationText(int64_t milliseconds);
 // Below 1 MiB "%d KB" of size / 1024 truncated; from 1 GiB "%.1f GB"; else "%.1f MB".
 std::string SizeText(int64_t bytes);
 // "%.4d-%.2d-%.2d %.2d:%.2d:%.2d" of the time in local time.

@@ -37,9 +37,9 @@ TEST(RecordingRow, SizeAndDurationTextsAtTheirBoundaries) {
     EXPECT_EQ(SizeText(0), "0 KB");
     EXPECT_EQ(SizeText(0x40000000 - 1), "1024.0 MB");
     EXPECT_EQ(SizeText(0x40000000), "1.0 GB");
-    EXPECT_EQ(DurationText(3600999), "1:00:00.999");
-    EXPECT_EQ(DurationText(0), "0:00:00.000");
-    EXPECT_EQ(DurationText(int64_t(1000) * 3600 * 1000 + 61001), "1000:01:01.001");
+    EXPECT_EQ(RecordingDurationText(3600999), "1:00:00.999");
+    EXPECT_EQ(RecordingDurationText(0), "0:00:00.000");
+    EXPECT_EQ(RecordingDurationText(int64_t(1000) * 3600 * 1000 + 61001), "1000:01:01.001");
     EXPECT_EQ(DateCreatedText(LocalNoon(2026, 3, 4)), "2026-03-04 12:00:00");
 }
 
