@@ -133,6 +133,7 @@ void RecordingsWindow::Rescan() {
     const std::string before = list_.Folder();
     list_.Rescan(find_play::ListedFolder(recordFolder_()), filter);
     FillTable();
+    LogEvent("Recordings window: %s in %s", list_.CountText().c_str(), list_.Folder().c_str());
     if (list_.Folder() != before || !notifier_) WatchFolder();
 }
 
@@ -162,6 +163,11 @@ void RecordingsWindow::FillTable() {
     table_->header()->setSortIndicator(int(list_.Order().column), list_.Order().descending
                                                                       ? Qt::DescendingOrder
                                                                       : Qt::AscendingOrder);
+    if (!columnsSized_ && !items.isEmpty()) {
+        // Fitted once to the first rows; after that the widths are the user's.
+        for (int c = 0; c < kColumnCount; ++c) table_->resizeColumnToContents(c);
+        columnsSized_ = true;
+    }
     table_->setUpdatesEnabled(true);
     count_->setText(QString::fromStdString(list_.CountText()));
     filling_ = false;
@@ -182,8 +188,12 @@ void RecordingsWindow::WatchFolder() {
 
 void RecordingsWindow::TakeFolderChanges() {
     bool changed = false;
-    for (const FolderChange& change : watcher_->TakeChanges())
-        changed = list_.Apply(change) || changed;
+    for (const FolderChange& change : watcher_->TakeChanges()) {
+        if (!list_.Apply(change)) continue;
+        changed = true;
+        const bool added = change.kind == FolderChange::Kind::kFinished;
+        LogEvent("Recordings window: %s %s", added ? "listed" : "dropped", change.path.c_str());
+    }
     if (changed) FillTable();
 }
 

@@ -81,6 +81,7 @@ class RecordingsWindow final : public QMainWindow {
     QTreeWidget* table_;
     QLabel* count_;
     bool filling_ = false;
+    bool columnsSized_ = false;
 };
 
 // Opens the window (one per program) over `parent`, or raises it.
