@@ -1,5 +1,6 @@
 #include "gui/recordings_window.h"
 
+#include <QCloseEvent>
 #include <QHeaderView>
 #include <QKeySequence>
 #include <QLabel>
@@ -75,6 +76,11 @@ RecordingsWindow::RecordingsWindow(MainDialogView& view, std::function<std::stri
 
 RecordingsWindow::~RecordingsWindow() {
     if (player_) player_->Stop();
+}
+
+void RecordingsWindow::closeEvent(QCloseEvent* event) {
+    if (player_) player_->Stop();
+    QMainWindow::closeEvent(event);
 }
 
 void RecordingsWindow::BuildToolBar() {

@@ -60,6 +60,10 @@ class RecordingsWindow final : public QMainWindow {
     void OnFolder();
     void OnViewFilter();
 
+  protected:
+    // Closing the window ends what it plays.
+    void closeEvent(QCloseEvent* event) override;
+
   private:
     void BuildToolBar();
     void BuildShortcuts();
