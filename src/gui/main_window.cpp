@@ -24,6 +24,7 @@
 #include "gui/icons.h"
 #include "gui/level_meter.h"
 #include "gui/options_dialog.h"
+#include "gui/recordings_window.h"
 #include "gui/schedule_list_window.h"
 #include "gui/time_display.h"
 #include "gui/tray_icon.h"
@@ -96,6 +97,9 @@ void MainWindow::BuildMenus() {
     QAction* schedules = record->addAction(tr("S&cheduled Recordings..."), this,
                                            [this] { OpenScheduleListWindow(*this, this); });
     schedules->setObjectName("scheduledRecordings");
+    QAction* findRecordings = record->addAction(tr("&Find and Play Recordings..."), this,
+                                                [this] { OpenRecordingsWindow(*this, this); });
+    findRecordings->setObjectName("findRecordings");
 }
 
 void MainWindow::BuildToolBar() {

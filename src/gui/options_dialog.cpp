@@ -6,6 +6,7 @@
 #include "app/session/main_dialog_view.h"
 #include "gui/device_options_page.h"
 #include "gui/dialog_parts.h"
+#include "gui/find_play_options_page.h"
 #include "gui/hotkey_options_page.h"
 #include "gui/recording_options_page.h"
 #include "gui/schedule_general_page.h"
@@ -39,6 +40,9 @@ OptionsDialog::OptionsDialog(MainDialogView& view, QWidget* parent, LDeviceEnume
                       view, [this] { return recording_->ChosenOptions().folder; }, tabs_),
                   tr("Transmit"));
     tabs_->addTab(new GeneralOptionsPage(this), tr("General"));
+    auto* findPlay = new FindPlayOptionsPage(tabs_);
+    tabs_->addTab(findPlay, tr("Find and Play"));
+    connect(this, &QDialog::accepted, findPlay, &FindPlayOptionsPage::Store);
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(tabs_);
     AddOkCancel(this, layout);

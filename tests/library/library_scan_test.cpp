@@ -1,0 +1,191 @@
+// Scanning a folder of real recordings of every format written by the
+// program's own sinks, next to damaged, empty, non-audio and oddly named
+// files; the duration cache across a restart; the folder watcher.
+
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/stat.h>
+
+#include <chrono>
+#include <cmath>
+#include <filesystem>
+#include <thread>
+
+#include "audio/codecs/recording_spec.h"
+#include "audio/codecs/sink_factory.h"
+#include "library/recording_list.h"
+#include "library/recordings_scan.h"
+#include "support/temp_dir.h"
+#include "toolkit/paths.h"
+#include "transmit/send_log.h"
+
+using namespace vocarta;
+using vocarta::test::TempDir;
+using vocarta::test::WriteFile;
+
+namespace {
+constexpr uint32_t kRate = 44100;
+
+// `ms` of a stereo tone written by the sink of the format the extension names.
+void WriteTone(const std::string& path, int64_t ms) {
+    auto opened = OpenRecordingSink(LoadRecordingSpec(OutputFormatFromPath(path).value()), path);
+    ASSERT_TRUE(opened) << opened.Error().Message();
+    auto sink = opened.Value();
+    ASSERT_TRUE(sink->SetFormat(kRate, 2));
+    std::vector<float> samples(size_t(kRate * ms / 1000) * 2);
+    for (size_t i = 0; i < samples.size(); ++i) samples[i] = 0.3f * std::sin(float(i) * 0.02f);
+    ASSERT_EQ(sink->Write(samples.data(), samples.size() / 2), int64_t(samples.size() / 2));
+    ASSERT_TRUE(sink->Close());
+}
+
+std::vector<std::string> Names(const std::vector<RecordingRow>& rows) {
+    std::vector<std::string> names;
+    for (const auto& r : rows) names.push_back(BaseName(r.path));
+    return names;
+}
+
+const RecordingRow* Find(const std::vector<RecordingRow>& rows, const std::string& name) {
+    for (const auto& r : rows)
+        if (BaseName(r.path) == name) return &r;
+    return nullptr;
+}
+
+struct RecordingsFolder {
+    TempDir dir{"vocarta-library"};
+    RecordingsFolder() {
+        WriteTone(dir.File("take3.wav"), 1500);
+        WriteTone(dir.File("b.mp3"), 2000);
+        WriteTone(dir.File("c.aiff"), 1000);
+        WriteTone(dir.File("d.flac"), 500);
+        WriteTone(dir.File("odd \"name\"\n\xff.wav"), 250);
+        std::string wav = test::ReadFile(dir.File("take3.wav"));
+        WriteFile(dir.File("cut.wav"), wav.substr(0, 30));        // header cut short
+        WriteFile(dir.File("empty.flac"), "");                    // zero length
+        WriteFile(dir.File("text.mp3"), std::string(5000, 'x'));  // not audio
+        WriteFile(dir.File("notes.txt"), "not listed");
+        std::filesystem::create_directory(dir.File("sub.wav"));  // a folder: not listed
+        std::filesystem::create_directory(dir.File("sub"));
+        WriteTone(dir.File("sub/deeper.wav"), 100);  // subfolders are not scanned
+    }
+};
+}  // namespace
+
+TEST(RecordingsScan, ListsEveryFormatGroupedByExtensionAndSurvivesBadFiles) {
+    RecordingsFolder folder;
+    DurationCache cache(folder.dir.File("cache/d.cache"));
+    SentIndex sent;
+    ScanResult r =
+        ScanFolder(folder.dir.Path(), ViewFilter{}, {RecordingColumn::kName, false}, cache, sent);
+    EXPECT_TRUE(r.folderReadable);
+    EXPECT_EQ(r.countText, "8 Recordings were found");
+    const RecordingRow* wav = Find(r.rows, "take3.wav");
+    ASSERT_NE(wav, nullptr);
+    EXPECT_EQ(ColumnText(*wav, RecordingColumn::kDuration), "0:00:01.500");
+    EXPECT_NE(wav->format.find("44100 Hz"), std::string::npos) << wav->format;
+    for (const char* name : {"b.mp3", "c.aiff", "d.flac", "odd \"name\"\n\xff.wav"}) {
+        const RecordingRow* row = Find(r.rows, name);
+        ASSERT_NE(row, nullptr) << name;
+        EXPECT_TRUE(row->durationMs.has_value()) << name;
+        EXPECT_FALSE(row->format.empty()) << name;
+    }
+    EXPECT_NEAR(double(*Find(r.rows, "b.mp3")->durationMs), 2000.0, 60.0);
+    EXPECT_EQ(*Find(r.rows, "d.flac")->durationMs, 500);
+    for (const char* name : {"cut.wav", "empty.flac", "text.mp3"}) {
+        const RecordingRow* row = Find(r.rows, name);
+        ASSERT_NE(row, nullptr) << name;
+        EXPECT_EQ(ColumnText(*row, RecordingColumn::kDuration), "") << name;
+    }
+
+    ViewFilter search;
+    search.searchOn = true;
+    search.searchText = "TAKE";
+    r = ScanFolder(folder.dir.Path() + "/", search, RowOrder{}, cache, sent);
+    EXPECT_EQ(Names(r.rows), std::vector<std::string>{"take3.wav"});
+    EXPECT_EQ(r.countText, "1 Recording was found");
+
+    r = ScanFolder(folder.dir.File("missing"), ViewFilter{}, RowOrder{}, cache, sent);
+    EXPECT_FALSE(r.folderReadable);
+    EXPECT_EQ(r.countText, "0 Recordings were found");
+}
+
+TEST(RecordingsScan, CacheSurvivesARestartAndIsNotTrustedAfterAChange) {
+    RecordingsFolder folder;
+    const std::string file = folder.dir.File("cache/d.cache");
+    SentIndex sent;
+    {
+        DurationCache cache(file);
+        cache.Load();
+        ScanFolder(folder.dir.Path(), ViewFilter{}, RowOrder{}, cache, sent);
+        EXPECT_EQ(cache.Decoded(), 8u);
+        ASSERT_TRUE(cache.Save());
+    }
+    DurationCache restarted(file);
+    restarted.Load();
+    ScanResult r = ScanFolder(folder.dir.Path(), ViewFilter{}, RowOrder{}, restarted, sent);
+    EXPECT_EQ(restarted.Decoded(), 0u);
+    EXPECT_EQ(ColumnText(*Find(r.rows, "take3.wav"), RecordingColumn::kDuration), "0:00:01.500");
+
+    // Same size, new time: decoded again. New content of another length: new duration.
+    WriteTone(folder.dir.File("take3.wav"), 1500);
+    WriteTone(folder.dir.File("d.flac"), 750);
+    r = ScanFolder(folder.dir.Path(), ViewFilter{}, RowOrder{}, restarted, sent);
+    EXPECT_EQ(restarted.Decoded(), 2u);
+    EXPECT_EQ(*Find(r.rows, "d.flac")->durationMs, 750);
+
+    // Deleted files leave the cache; a damaged cache file is ignored and replaced.
+    std::filesystem::remove(folder.dir.File("c.aiff"));
+    ScanFolder(folder.dir.Path(), ViewFilter{}, RowOrder{}, restarted, sent);
+    EXPECT_EQ(restarted.Size(), 7u);
+    ASSERT_TRUE(restarted.Save());
+    std::string text = test::ReadFile(file);
+    WriteFile(file, text.substr(0, text.size() / 2));
+    DurationCache damaged(file);
+    damaged.Load();
+    EXPECT_EQ(damaged.Size(), 0u);
+    r = ScanFolder(folder.dir.Path(), ViewFilter{}, RowOrder{}, damaged, sent);
+    EXPECT_EQ(r.rows.size(), 7u);
+    ASSERT_TRUE(damaged.Save());
+    EXPECT_TRUE(ParseDurationCache(test::ReadFile(file)).has_value());
+}
+
+TEST(RecordingsScan, SentColumnShowsWhereEachRecordingWent) {
+    RecordingsFolder folder;
+    const std::string log = folder.dir.File("sent.log");
+    const std::string take = folder.dir.File("take3.wav");
+    ASSERT_TRUE(AppendSendLog({"", take, "ftp", "ftp.example.org", "Failed", 0}, log));
+    ASSERT_TRUE(AppendSendLog({"", take, "email", "a@example.org", "Ok", {}}, log));
+    ASSERT_TRUE(AppendSendLog({"", take, "ftp", "ftp.example.org", "Ok", 9}, log));
+    SentIndex sent;
+    sent.Load(log);
+    DurationCache cache(folder.dir.File("d.cache"));
+    ScanResult r = ScanFolder(folder.dir.Path(), ViewFilter{}, RowOrder{}, cache, sent);
+    EXPECT_EQ(Find(r.rows, "take3.wav")->sent, "ftp ftp.example.org: Ok; email a@example.org: Ok");
+    EXPECT_EQ(Find(r.rows, "b.mp3")->sent, "");
+}
+
+TEST(RecordingsScan, WatcherAddsAFinishedRecordingAndDropsAGoneOne) {
+    TempDir dir("vocarta-watch");
+    WriteTone(dir.File("first.wav"), 200);
+    DurationCache cache(dir.File("d.cache"));
+    RecordingList list(cache);
+    list.Rescan(dir.Path(), ViewFilter{});
+    ASSERT_EQ(list.Rows().size(), 1u);
+
+    auto watcher = MakeFolderWatcher();
+    ASSERT_TRUE(watcher->Watch(dir.Path()));
+    WriteTone(dir.File("second.flac"), 300);
+    WriteFile(dir.File("ignored.txt"), "x");
+    std::filesystem::rename(dir.File("first.wav"), dir.File("moved-away"));
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(5);
+    while (std::chrono::steady_clock::now() < deadline &&
+           !(list.Rows().size() == 1 && BaseName(list.Rows()[0].path) == "second.flac")) {
+        pollfd p{watcher->Descriptor(), POLLIN, 0};
+        poll(&p, 1, 100);
+        for (const FolderChange& c : watcher->TakeChanges()) list.Apply(c);
+    }
+    ASSERT_EQ(Names(list.Rows()), std::vector<std::string>{"second.flac"});
+    EXPECT_EQ(*list.Rows()[0].durationMs, 300);
+    EXPECT_EQ(list.CountText(), "1 Recording was found");
+    EXPECT_FALSE(watcher->Watch(dir.File("missing")));
+    EXPECT_EQ(watcher->Descriptor(), -1);
+}
