@@ -16,6 +16,7 @@
 #include <thread>
 
 #include "library/companion_programs.h"
+#include "library/library_settings.h"
 #include "library/recording_files.h"
 #include "library/recordings_send.h"
 #include "library/trash.h"
@@ -33,8 +34,6 @@ namespace {
 
 // The recordings window's settings; the window's own definitions of this
 // section take their place once both live in one place.
-constexpr const char* kFindPlaySection = "FindPlay";
-constexpr const char* kSaveFolderKey = "SaveFolder";
 
 constexpr int kProgressSteps = 1000;
 
@@ -209,7 +208,8 @@ class SendContext final : public TransmitContext {
 }  // namespace
 
 std::string SaveFolder() {
-    return GetSettingString(kFindPlaySection, kSaveFolderKey, MusicDir());
+    const std::string folder = find_play::SaveFolder();
+    return folder.empty() ? MusicDir() : folder;
 }
 
 bool SaveAs(QWidget* parent, const std::vector<std::string>& paths) {
@@ -219,12 +219,12 @@ bool SaveAs(QWidget* parent, const std::vector<std::string>& paths) {
         const std::string target = ChooseSaveTarget(parent, paths.front());
         if (target.empty()) return false;
         items.push_back({paths.front(), target});
-        SetSettingString(kFindPlaySection, kSaveFolderKey, DirName(target));
+        find_play::StoreSaveFolder(DirName(target));
     } else {
         const std::string folder = ChooseSaveFolder(parent);
         if (folder.empty()) return false;
         items = SaveItemsInto(paths, folder);
-        SetSettingString(kFindPlaySection, kSaveFolderKey, folder);
+        find_play::StoreSaveFolder(folder);
     }
     const SaveOutcome outcome = SaveRecordings(
         items, [parent](const SaveItem& item) { return AskOverwrite(parent, item); });

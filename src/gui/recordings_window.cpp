@@ -70,6 +70,9 @@ RecordingsWindow::RecordingsWindow(MainDialogView& view, std::function<std::stri
     connect(table_->header(), &QHeaderView::sectionClicked, this, &RecordingsWindow::SortBy);
     connect(table_, &QTreeWidget::itemDoubleClicked, this, [this] { OnPlay(); });
     connect(table_, &QTreeWidget::itemChanged, this, &RecordingsWindow::NameEdited);
+    SetRenameHandler([this](const std::string& path, const std::string& name) {
+        return recordings_actions::Rename(this, path, name);
+    });
     cache_.Load();
     Rescan();
 }
@@ -92,10 +95,35 @@ void RecordingsWindow::BuildToolBar() {
             .arg(KeyName("Return"), KeyName("Space"), KeyName(kPlaySlowKey), KeyName(kPlayFastKey));
     connect(ToolAction(bar, "play", tr("Play"), playTip), &QAction::triggered, this,
             &RecordingsWindow::OnPlay);
+    // Each action on the selection says whether the folder changed.
+    using Action = bool (*)(QWidget*, const std::vector<std::string>&);
+    const auto onSelection = [this](Action action) {
+        return [this, action] {
+            const std::vector<std::string> paths = SelectedPaths();
+            if (paths.empty()) {
+                statusBar()->showMessage(tr("Select one or more recordings first."), 3000);
+                return;
+            }
+            if (action(this, paths)) Rescan();
+        };
+    };
+    connect(ToolAction(bar, "saveAs", tr("Save As"),
+                       tr("Save the selected recordings in a new location")),
+            &QAction::triggered, this, onSelection(&recordings_actions::SaveAs));
+    connect(ToolAction(bar, "delete", tr("Delete"), tr("Delete the selected recordings")),
+            &QAction::triggered, this, onSelection(&recordings_actions::Delete));
     connect(ToolAction(bar, "folder", tr("Folder"), tr("Select the output folder")),
             &QAction::triggered, this, &RecordingsWindow::OnFolder);
     connect(ToolAction(bar, "viewFilter", tr("View Filter"), tr("Change the filter settings")),
             &QAction::triggered, this, &RecordingsWindow::OnViewFilter);
+    connect(ToolAction(bar, "send", tr("Send"), tr("Send the selected recording by email")),
+            &QAction::triggered, this, onSelection(&recordings_actions::Send));
+    connect(ToolAction(bar, "edit", tr("Edit"), tr("Edit the selected recording")),
+            &QAction::triggered, this, onSelection(&recordings_actions::Edit));
+    connect(ToolAction(bar, "convert", tr("Convert"), tr("Convert the file to a different format")),
+            &QAction::triggered, this, onSelection(&recordings_actions::Convert));
+    connect(ToolAction(bar, "burn", tr("Burn"), tr("Copy the selected recordings to CD-ROM")),
+            &QAction::triggered, this, onSelection(&recordings_actions::Burn));
     connect(ToolAction(bar, "updateNow", tr("Update Now"), tr("Rescan for new recordings")),
             &QAction::triggered, this, &RecordingsWindow::Rescan);
 }
@@ -235,7 +263,7 @@ void RecordingsWindow::PlaySelected(int speedPercent) {
     const int offset = find_play::PlayOffset();
     const LSoundTime startAt = LSoundTime::FromMilliseconds(offset > 0 ? offset : 0);
     std::string error;
-    if (!PlayRecordingFile(*player_, path, &error, startAt)) {
+    if (!PlayRecordingFile(*player_, path, &error, startAt, speedPercent)) {
         ShowMessage(view_, error, kTitle, MessageBoxRequest::Icon::Warning);
         return;
     }
@@ -252,8 +280,7 @@ void RecordingsWindow::OnViewFilter() {
     if (dialog.exec() == QDialog::Accepted) Rescan();
 }
 
-void RecordingsWindow::SetRenameHandler(
-    std::function<bool(const std::string&, const std::string&)> rename) {
+void RecordingsWindow::SetRenameHandler(RenameHandler rename) {
     rename_ = std::move(rename);
     table_->setEditTriggers(rename_ ? QAbstractItemView::EditKeyPressed |
                                           QAbstractItemView::SelectedClicked
@@ -264,10 +291,26 @@ void RecordingsWindow::SetRenameHandler(
 void RecordingsWindow::NameEdited(QTreeWidgetItem* item, int column) {
     if (filling_ || column != int(RecordingColumn::kName) || !rename_) return;
     const std::string path = item->data(0, kPathRole).toByteArray().toStdString();
-    if (rename_(path, item->text(0).toStdString())) {
-        Rescan();
-    } else {
-        FillTable();  // the old name back
+    switch (rename_(path, item->text(0).toStdString())) {
+        case recordings_actions::RenameResult::kRenamed:
+            Rescan();
+            return;
+        case recordings_actions::RenameResult::kTypeAgain: {
+            // The name stays in its editor for another try.
+            const std::string typed = item->text(0).toStdString();
+            FillTable();
+            for (int i = 0; i < table_->topLevelItemCount(); ++i) {
+                QTreeWidgetItem* row = table_->topLevelItem(i);
+                if (row->data(0, kPathRole).toByteArray().toStdString() != path) continue;
+                table_->setCurrentItem(row);
+                table_->editItem(row, 0);
+                return;
+            }
+            return;
+        }
+        case recordings_actions::RenameResult::kUnchanged:
+            FillTable();  // the old name back
+            return;
     }
 }
 

@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "gui/recordings_actions.h"
 #include "library/recording_list.h"
 
 class QAction;
@@ -44,10 +45,13 @@ class RecordingsWindow final : public QMainWindow {
     // Scans the listed folder again with the stored filter (what "Update Now"
     // does, and what an action that changed files calls afterwards).
     void Rescan();
-    // Makes the Name cells editable (F2 or a slow second click); a finished edit
-    // calls `rename(path, newName)`, and the list is scanned again when it
-    // returns true.
-    void SetRenameHandler(std::function<bool(const std::string&, const std::string&)> rename);
+    // The Name cells are editable (F2 or a slow second click); a finished edit
+    // calls `rename(path, newName)` (by default the Rename action with its
+    // questions): renamed, the list is scanned again; "type again" reopens the
+    // editor with the typed name; otherwise the old name comes back.
+    using RenameHandler =
+        std::function<recordings_actions::RenameResult(const std::string&, const std::string&)>;
+    void SetRenameHandler(RenameHandler rename);
 
     QTreeWidget& Table() const { return *table_; }
     const RecordingList& List() const { return list_; }
@@ -81,7 +85,7 @@ class RecordingsWindow final : public QMainWindow {
     std::unique_ptr<LFolderWatcher> watcher_;
     std::unique_ptr<QSocketNotifier> notifier_;
     std::unique_ptr<LSoundPlayer> player_;
-    std::function<bool(const std::string&, const std::string&)> rename_;
+    RenameHandler rename_;
     QTreeWidget* table_;
     QLabel* count_;
     bool filling_ = false;

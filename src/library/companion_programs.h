@@ -14,12 +14,14 @@
 #include <string>
 #include <vector>
 
+#include "library/library_settings.h"
 #include "toolkit/result.h"
 
 namespace vocarta {
 
 namespace companion_settings {
-inline constexpr const char* kSection = "FindPlay";
+// Beside the window's own values (library_settings.h).
+inline constexpr const char* kSection = find_play::kSection;
 inline constexpr const char* kBurnProgramKey = "BurnProgram";
 inline constexpr const char* kEditProgramKey = "EditProgram";
 inline constexpr const char* kConvertProgramKey = "ConvertProgram";

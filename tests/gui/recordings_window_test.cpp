@@ -77,7 +77,8 @@ TEST_F(WindowFixture, ListsFiltersRescansAndSorts) {
     auto* bar = Child<QToolBar>(window, "recordingsToolBar");
     QStringList texts;
     for (QAction* a : bar->actions()) texts << a->text();
-    EXPECT_EQ(texts, (QStringList{"Play", "Folder", "View Filter", "Update Now"}));
+    EXPECT_EQ(texts, (QStringList{"Play", "Save As", "Delete", "Folder", "View Filter", "Send",
+                                  "Edit", "Convert", "Burn", "Update Now"}));
     EXPECT_EQ(Child<QAction>(window, "folder")->toolTip(), "Select the output folder");
     EXPECT_EQ(Child<QAction>(window, "viewFilter")->toolTip(), "Change the filter settings");
     EXPECT_TRUE(
