@@ -2,12 +2,14 @@
 
 #include <QCloseEvent>
 #include <QHeaderView>
+#include <QKeyEvent>
 #include <QKeySequence>
 #include <QLabel>
 #include <QPointer>
 #include <QShortcut>
 #include <QSocketNotifier>
 #include <QStatusBar>
+#include <QStyledItemDelegate>
 #include <QToolBar>
 #include <QTreeWidget>
 
@@ -34,12 +36,38 @@ QString KeyName(const char* key) {
     return QKeySequence(key).toString(QKeySequence::NativeText);
 }
 
-QAction* ToolAction(QToolBar* bar, const char* name, const QString& text, const QString& tip) {
+QAction* ToolAction(QToolBar* bar, const char* name, const QString& text, const QString& tip,
+                    const QKeySequence& key = {}) {
     QAction* action = bar->addAction(text);
     action->setObjectName(name);
-    action->setToolTip(tip);
+    // The keys every file list has; the tooltip tells them.
+    if (!key.isEmpty()) {
+        action->setShortcut(key);
+        action->setShortcutContext(Qt::WindowShortcut);
+    }
+    action->setToolTip(
+        key.isEmpty() ? tip
+                      : QStringLiteral("%1 (%2)").arg(tip, key.toString(QKeySequence::NativeText)));
     return action;
 }
+
+// A name being edited keeps Return and Enter to finish the edit: a line edit
+// claims typed characters ahead of the window's shortcuts, but not these two,
+// which would otherwise play the recording and leave the edit open.
+class NameDelegate final : public QStyledItemDelegate {
+  public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+    bool eventFilter(QObject* editor, QEvent* event) override {
+        if (event->type() == QEvent::ShortcutOverride) {
+            const int key = static_cast<QKeyEvent*>(event)->key();
+            if (key == Qt::Key_Return || key == Qt::Key_Enter) {
+                event->accept();
+                return true;
+            }
+        }
+        return QStyledItemDelegate::eventFilter(editor, event);
+    }
+};
 }  // namespace
 
 RecordingsWindow::RecordingsWindow(MainDialogView& view, std::function<std::string()> recordFolder,
@@ -54,6 +82,7 @@ RecordingsWindow::RecordingsWindow(MainDialogView& view, std::function<std::stri
     table_->setUniformRowHeights(true);
     table_->setSelectionMode(QAbstractItemView::ExtendedSelection);
     table_->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    table_->setItemDelegate(new NameDelegate(table_));
     QStringList titles;
     for (const char* title : kColumnTitles) titles << tr(title);
     table_->setHeaderLabels(titles);
@@ -108,13 +137,16 @@ void RecordingsWindow::BuildToolBar() {
         };
     };
     connect(ToolAction(bar, "saveAs", tr("Save As"),
-                       tr("Save the selected recordings in a new location")),
+                       tr("Save the selected recordings in a new location"),
+                       QKeySequence(Qt::CTRL | Qt::Key_S)),
             &QAction::triggered, this, onSelection(&recordings_actions::SaveAs));
-    connect(ToolAction(bar, "delete", tr("Delete"), tr("Delete the selected recordings")),
+    connect(ToolAction(bar, "delete", tr("Delete"), tr("Delete the selected recordings"),
+                       QKeySequence(Qt::Key_Delete)),
             &QAction::triggered, this, onSelection(&recordings_actions::Delete));
     connect(ToolAction(bar, "folder", tr("Folder"), tr("Select the output folder")),
             &QAction::triggered, this, &RecordingsWindow::OnFolder);
-    connect(ToolAction(bar, "viewFilter", tr("View Filter"), tr("Change the filter settings")),
+    connect(ToolAction(bar, "viewFilter", tr("View Filter"), tr("Change the filter settings"),
+                       QKeySequence(Qt::CTRL | Qt::Key_F)),
             &QAction::triggered, this, &RecordingsWindow::OnViewFilter);
     connect(ToolAction(bar, "send", tr("Send"), tr("Send the selected recording by email")),
             &QAction::triggered, this, onSelection(&recordings_actions::Send));
@@ -124,13 +156,14 @@ void RecordingsWindow::BuildToolBar() {
             &QAction::triggered, this, onSelection(&recordings_actions::Convert));
     connect(ToolAction(bar, "burn", tr("Burn"), tr("Copy the selected recordings to CD-ROM")),
             &QAction::triggered, this, onSelection(&recordings_actions::Burn));
-    connect(ToolAction(bar, "updateNow", tr("Update Now"), tr("Rescan for new recordings")),
+    connect(ToolAction(bar, "updateNow", tr("Update Now"), tr("Rescan for new recordings"),
+                       QKeySequence(Qt::Key_F5)),
             &QAction::triggered, this, &RecordingsWindow::Rescan);
 }
 
 void RecordingsWindow::BuildShortcuts() {
     // Window-wide, so they work wherever the focus is; a cell being renamed
-    // keeps its own keys (a line edit claims Space and Return first).
+    // keeps its own keys (its line edit claims Space, its delegate Return).
     const std::pair<const char*, void (RecordingsWindow::*)()> keys[] = {
         {"Return", &RecordingsWindow::OnPlay},
         {"Enter", &RecordingsWindow::OnPlay},

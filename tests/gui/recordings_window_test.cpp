@@ -80,7 +80,9 @@ TEST_F(WindowFixture, ListsFiltersRescansAndSorts) {
     EXPECT_EQ(texts, (QStringList{"Play", "Save As", "Delete", "Folder", "View Filter", "Send",
                                   "Edit", "Convert", "Burn", "Update Now"}));
     EXPECT_EQ(Child<QAction>(window, "folder")->toolTip(), "Select the output folder");
-    EXPECT_EQ(Child<QAction>(window, "viewFilter")->toolTip(), "Change the filter settings");
+    EXPECT_EQ(Child<QAction>(window, "viewFilter")->toolTip(),
+              "Change the filter settings (Ctrl+F)");
+    EXPECT_EQ(Child<QAction>(window, "delete")->shortcut(), QKeySequence(Qt::Key_Delete));
     EXPECT_TRUE(
         Child<QAction>(window, "play")->toolTip().startsWith("Play the selected recording"));
     EXPECT_EQ(window.Table().columnCount(), 7);
