@@ -130,7 +130,17 @@ LResult<TrashedItem> TrashInto(const std::string& trash, const std::string& item
             return MakeError(LErrorCode::kIo, "Cannot write %s: %s", trashed.infoFile.c_str(),
                              std::strerror(error));
         }
-        if (rename(item.c_str(), trashed.file.c_str()) != 0) {
+        // The name was free a moment ago; never let the move replace what
+        // another program put there since.
+        int moved =
+            renameat2(AT_FDCWD, item.c_str(), AT_FDCWD, trashed.file.c_str(), RENAME_NOREPLACE);
+        if (moved != 0 && (errno == EINVAL || errno == ENOSYS))
+            moved = rename(item.c_str(), trashed.file.c_str());  // no such flag here
+        if (moved != 0 && errno == EEXIST) {
+            unlink(trashed.infoFile.c_str());
+            continue;
+        }
+        if (moved != 0) {
             const int error = errno;
             unlink(trashed.infoFile.c_str());
             return MakeError(error == EXDEV ? LErrorCode::kUnsupported : LErrorCode::kIo,
