@@ -2,59 +2,11 @@
 
 #include <charconv>
 
+#include "toolkit/text.h"
+
 namespace vocarta {
 
 namespace {
-void AppendEscaped(std::string& out, std::string_view text) {
-    for (char c : text) {
-        switch (c) {
-            case '\\':
-                out += "\\\\";
-                break;
-            case '\t':
-                out += "\\t";
-                break;
-            case '\n':
-                out += "\\n";
-                break;
-            case '\r':
-                out += "\\r";
-                break;
-            default:
-                out += c;
-        }
-    }
-}
-
-std::optional<std::string> Unescaped(std::string_view text) {
-    std::string out;
-    out.reserve(text.size());
-    for (size_t i = 0; i < text.size(); ++i) {
-        if (text[i] != '\\') {
-            out += text[i];
-            continue;
-        }
-        if (++i == text.size()) return std::nullopt;
-        switch (text[i]) {
-            case '\\':
-                out += '\\';
-                break;
-            case 't':
-                out += '\t';
-                break;
-            case 'n':
-                out += '\n';
-                break;
-            case 'r':
-                out += '\r';
-                break;
-            default:
-                return std::nullopt;
-        }
-    }
-    return out;
-}
-
 std::optional<int64_t> Number(std::string_view text, int64_t lowest) {
     int64_t value = 0;
     const auto [end, ec] = std::from_chars(text.data(), text.data() + text.size(), value);
@@ -74,12 +26,12 @@ std::optional<CachedDuration> ParseLine(std::string_view line) {
         start = tab + 1;
     }
     if (count != 6) return std::nullopt;
-    auto path = Unescaped(fields[0]);
+    auto path = UnescapeRecordField(fields[0]);
     auto size = Number(fields[1], 0);
     auto seconds = Number(fields[2], INT64_MIN);
     auto nanos = Number(fields[3], 0);
     auto duration = Number(fields[4], -1);
-    auto format = Unescaped(fields[5]);
+    auto format = UnescapeRecordField(fields[5]);
     if (!path || path->empty() || !size || !seconds || !nanos || *nanos > 999999999 || !duration ||
         !format)
         return std::nullopt;
@@ -91,10 +43,10 @@ std::string FormatDurationCache(const std::vector<CachedDuration>& entries) {
     std::string out = kDurationCacheHeader;
     out += '\n';
     for (const CachedDuration& e : entries) {
-        AppendEscaped(out, e.path);
+        out += EscapeRecordField(e.path);
         out += '\t' + std::to_string(e.sizeBytes) + '\t' + std::to_string(e.modifiedSeconds) +
                '\t' + std::to_string(e.modifiedNanos) + '\t' + std::to_string(e.durationMs) + '\t';
-        AppendEscaped(out, e.format);
+        out += EscapeRecordField(e.format);
         out += '\n';
     }
     return out;

@@ -3,6 +3,7 @@
 // values live in 260-byte buffers, so longer values are cut to 259 bytes.
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -27,5 +28,12 @@ std::string StringPrintf(const char* format, ...) __attribute__((format(printf, 
 
 // Leading and trailing blanks (space, tab, CR, LF) removed.
 std::string TrimBlanks(std::string_view text);
+
+// A field of a tab-separated record file (send log, FTP resume notes, the
+// duration cache): backslash, tab, line feed and carriage return written as
+// \\, \t, \n and \r, so a field never breaks its line.
+std::string EscapeRecordField(std::string_view field);
+// The reverse; nullopt for a dangling or unknown escape.
+std::optional<std::string> UnescapeRecordField(std::string_view field);
 
 }  // namespace vocarta

@@ -14,6 +14,7 @@
 #include "toolkit/lfile.h"
 #include "toolkit/log.h"
 #include "toolkit/paths.h"
+#include "toolkit/text.h"
 
 namespace vocarta {
 
@@ -27,30 +28,6 @@ std::string StateHome() {
     // A relative value is invalid by the base-directory rules and is ignored.
     if (dir && dir[0] == '/') return dir;
     return JoinPath(HomeDir(), ".local/state");
-}
-
-std::string Escape(std::string_view field) {
-    std::string out;
-    out.reserve(field.size());
-    for (char c : field) {
-        switch (c) {
-            case '\\':
-                out += "\\\\";
-                break;
-            case '\t':
-                out += "\\t";
-                break;
-            case '\n':
-                out += "\\n";
-                break;
-            case '\r':
-                out += "\\r";
-                break;
-            default:
-                out += c;
-        }
-    }
-    return out;
 }
 
 std::string Unescape(std::string_view field) {
@@ -94,10 +71,10 @@ std::string SendLogPath() {
 }
 
 std::string FormatSendLogLine(const SendLogEntry& e) {
-    std::string line = Escape(e.time);
+    std::string line = EscapeRecordField(e.time);
     for (const std::string* field : {&e.recording, &e.method, &e.target, &e.result}) {
         line += kSeparator;
-        line += Escape(*field);
+        line += EscapeRecordField(*field);
     }
     if (e.bytesSent) line += kSeparator + std::to_string(*e.bytesSent);
     return line;

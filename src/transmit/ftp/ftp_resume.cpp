@@ -6,6 +6,7 @@
 
 #include "toolkit/lfile.h"
 #include "toolkit/paths.h"
+#include "toolkit/text.h"
 #include "transmit/ftp/ftp_reply.h"
 
 namespace vocarta {
@@ -16,29 +17,6 @@ constexpr std::size_t kMaxEntries = 100;
 constexpr int64_t kMaxAgeSeconds = 30 * 24 * 3600;
 constexpr int kLockWaitMs = 5000;
 constexpr std::size_t kFieldCount = 8;
-
-std::string Escape(const std::string& field) {
-    std::string out;
-    for (char c : field) {
-        switch (c) {
-            case '\\':
-                out += "\\\\";
-                break;
-            case '\t':
-                out += "\\t";
-                break;
-            case '\n':
-                out += "\\n";
-                break;
-            case '\r':
-                out += "\\r";
-                break;
-            default:
-                out += c;
-        }
-    }
-    return out;
-}
 
 std::vector<std::string> SplitFields(std::string_view line) {
     std::vector<std::string> fields(1);
@@ -119,9 +97,10 @@ LStatus FtpResumeStore::Save(const std::vector<Entry>& entries) const {
     std::string text;
     for (const Entry* e : kept) {
         const FtpResumeKey& k = e->key;
-        text += std::to_string(e->noted) + '\t' + Escape(k.server) + '\t' + Escape(k.user) + '\t' +
-                Escape(k.directory) + '\t' + Escape(k.remoteName) + '\t' + Escape(k.localPath) +
-                '\t' + std::to_string(k.localSize) + '\t' + std::to_string(k.localTimeNs) + '\n';
+        text += std::to_string(e->noted) + '\t' + EscapeRecordField(k.server) + '\t' +
+                EscapeRecordField(k.user) + '\t' + EscapeRecordField(k.directory) + '\t' +
+                EscapeRecordField(k.remoteName) + '\t' + EscapeRecordField(k.localPath) + '\t' +
+                std::to_string(k.localSize) + '\t' + std::to_string(k.localTimeNs) + '\n';
     }
     if (!MakeDirs(DirName(path_)) || !LFile::WriteAtomically(path_, text, 0600))
         return MakeError(LErrorCode::kIo, "cannot write %s", path_.c_str());
