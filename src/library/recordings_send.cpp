@@ -20,19 +20,6 @@ namespace {
 
 constexpr const char* kSendCaption = "Send";
 
-class MailContextOf final : public MailContext {
-  public:
-    explicit MailContextOf(TransmitContext& context) : context_(context) {}
-    bool ShouldStop() const override { return context_.ShouldStop(); }
-    const LSignalObject* StopSignal() const override { return context_.StopSignal(); }
-    void SetProgress(double fraction) override { context_.SetProgress(fraction); }
-    void SetStatus(const std::string& text) override { context_.SetStatus(text); }
-    void LogError(const std::string& text) override { context_.LogError(text); }
-
-  private:
-    TransmitContext& context_;
-};
-
 // A private folder (0700) for the archive; removed with it on destruction.
 class ArchiveFolder {
   public:
@@ -114,7 +101,7 @@ TransmitResult SendRecordingsByEmail(const std::vector<std::string>& paths,
     }
     if (context.ShouldStop()) return TransmitResult::Cancelled;
 
-    MailContextOf mail(context);
+    TransmitMailContext mail(context);
     const LStatus sent = SendMail(AttachmentMailRequest(attachment, recipients), mail);
     const TransmitResult result = sent                         ? TransmitResult::Ok
                                   : sent.Error().IsCancelled() ? TransmitResult::Cancelled

@@ -15,19 +15,6 @@ constexpr TransmitTexts kEmailTexts = {
     "You have the send via email transmit option enabled. \n But the attempt to send this "
     "recording to \"%s\" \n failed."};
 
-// The send thread as the mail library sees it.
-class MailContextOf final : public MailContext {
-  public:
-    explicit MailContextOf(TransmitContext& context) : context_(context) {}
-    bool ShouldStop() const override { return context_.ShouldStop(); }
-    const LSignalObject* StopSignal() const override { return context_.StopSignal(); }
-    void SetProgress(double fraction) override { context_.SetProgress(fraction); }
-    void SetStatus(const std::string& text) override { context_.SetStatus(text); }
-    void LogError(const std::string& text) override { context_.LogError(text); }
-
-  private:
-    TransmitContext& context_;
-};
 }  // namespace
 
 bool EmailTransmitMethod::Enabled() const {
@@ -43,7 +30,7 @@ const TransmitTexts& EmailTransmitMethod::Texts() const {
 }
 
 TransmitResult SendByEmail(const TransmitRecord& record, TransmitContext& context) {
-    MailContextOf mail(context);
+    TransmitMailContext mail(context);
     const LStatus sent = SendRecordingByEmail(record.path, transmit_settings::EmailTo(), mail);
     if (sent) return TransmitResult::Ok;
     return sent.Error().IsCancelled() ? TransmitResult::Cancelled : TransmitResult::Failed;

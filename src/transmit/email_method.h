@@ -5,6 +5,7 @@
 //
 // Threading contract: as TransmitMethod.
 
+#include "transmit/mail/mail_request.h"
 #include "transmit/transmit_method.h"
 
 namespace vocarta {
@@ -23,6 +24,20 @@ class EmailTransmitMethod final : public TransmitMethod {
     TransmitResult Send(const TransmitRecord& record, TransmitContext& context) override {
         return SendByEmail(record, context);
     }
+};
+
+// A send thread's context as the mail library sees it.
+class TransmitMailContext final : public MailContext {
+  public:
+    explicit TransmitMailContext(TransmitContext& context) : context_(context) {}
+    bool ShouldStop() const override { return context_.ShouldStop(); }
+    const LSignalObject* StopSignal() const override { return context_.StopSignal(); }
+    void SetProgress(double fraction) override { context_.SetProgress(fraction); }
+    void SetStatus(const std::string& text) override { context_.SetStatus(text); }
+    void LogError(const std::string& text) override { context_.LogError(text); }
+
+  private:
+    TransmitContext& context_;
 };
 
 }  // namespace vocarta
