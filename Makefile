@@ -6,12 +6,13 @@
 #
 # `make test` runs each test once: the unit tests in a build with
 # AddressSanitizer and UndefinedBehaviorSanitizer ($(ASAN_DIR)), the end-to-end
-# tests against the normal build's programs ($(BUILD_DIR)).
+# tests against the normal build's programs ($(BUILD_DIR)). The sanitizer build
+# uses clang: it builds in about half gcc's time with the sanitizers, and the
+# product is then compiled by both compilers.
 BUILD_DIR ?= build
 ASAN_DIR ?= build-asan
 BUILD_TYPE ?= RelWithDebInfo
 JOBS ?= $(shell nproc)
-FUZZ_DIR ?= build-fuzz
 FUZZ_SECONDS ?= 60
 PREFIX ?= /usr/local
 # What an installation holds; the tests and benchmarks are not built for it.
@@ -21,7 +22,7 @@ SANITIZER_ENV = ASAN_OPTIONS=detect_leaks=1:strict_string_checks=1 \
 	UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
 	LSAN_OPTIONS=suppressions=$(CURDIR)/tests/support/lsan.supp:print_suppressions=0
 
-.PHONY: all deps test-deps fuzz-deps configure build run test test-unit test-e2e \
+.PHONY: all deps test-deps fuzz-deps configure configure-asan build run test test-unit test-e2e \
 	check-format bench fuzz fuzz-run clean install package
 
 all: build
@@ -55,7 +56,7 @@ package: deps configure
 test: test-unit test-e2e
 
 test-unit: test-deps
-	cmake -S . -B $(ASAN_DIR) -DCMAKE_BUILD_TYPE= -DVOCARTA_SANITIZE=ON -DVOCARTA_BUILD_BENCH=OFF
+	$(MAKE) configure-asan
 	cmake --build $(ASAN_DIR) -j$(JOBS)
 	cd $(ASAN_DIR) && $(SANITIZER_ENV) ctest --output-on-failure -j$(JOBS) --timeout 600 -L unit
 
@@ -70,15 +71,20 @@ bench: test-deps configure
 	cmake --build $(BUILD_DIR) -j$(JOBS) --target benchmarks
 	./bench/run-all.sh $(BUILD_DIR)
 
-# libFuzzer targets (clang, ASan, UBSan) in $(FUZZ_DIR); fuzz-run runs each on
-# its seed corpus for FUZZ_SECONDS and fails on any crash.
+# The sanitizer build (clang): the unit tests and the libFuzzer targets share
+# its libraries.
+configure-asan:
+	cmake -S . -B $(ASAN_DIR) -DCMAKE_BUILD_TYPE= -DVOCARTA_SANITIZE=ON -DVOCARTA_BUILD_BENCH=OFF \
+		-DVOCARTA_FUZZ=ON -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++
+
+# libFuzzer targets in $(ASAN_DIR); fuzz-run runs each on its seed corpus for
+# FUZZ_SECONDS and fails on any crash.
 fuzz: fuzz-deps
-	cmake -S fuzz -B $(FUZZ_DIR) -DCMAKE_BUILD_TYPE=RelWithDebInfo \
-		-DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++
-	cmake --build $(FUZZ_DIR) -j$(JOBS)
+	$(MAKE) configure-asan
+	cmake --build $(ASAN_DIR) -j$(JOBS) --target fuzzers
 
 fuzz-run: fuzz
-	./fuzz/run-fuzzers.sh $(FUZZ_DIR) $(FUZZ_SECONDS) $(JOBS)
+	./fuzz/run-fuzzers.sh $(ASAN_DIR) $(FUZZ_SECONDS) $(JOBS)
 
 clean:
-	rm -rf $(BUILD_DIR) $(ASAN_DIR) $(FUZZ_DIR)
+	rm -rf $(BUILD_DIR) $(ASAN_DIR)

@@ -5,7 +5,7 @@
 # sanitizer; the input that did it is left in BUILD_FOLDER as <name>-crash-*.
 #   fuzz/run-fuzzers.sh [BUILD_FOLDER] [SECONDS] [JOBS]
 set -eu
-build=$(cd "${1:-build-fuzz}" && pwd)
+build=$(cd "${1:-build-asan}" && pwd)
 seconds=${2:-60}
 jobs=${3:-1}
 here=$(cd "$(dirname "$0")" && pwd)

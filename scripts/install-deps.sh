@@ -10,8 +10,9 @@ libx11-dev libsystemd-dev python3 librsvg2-bin dpkg-dev librubberband-dev"
 # Real peers the tests drive: a sound server, an X server, decoders, network servers,
 # a systemd user manager and cron for schedules (faketime moves cron's clock), and
 # GLib's launcher for the autostart entry; the Debian package's checkers and the
-# bash completion its test drives.
-TEST_PKGS="clang-format pulseaudio pulseaudio-utils xvfb xdotool x11-utils xauth trayer sox
+# bash completion its test drives. The unit tests are built with clang and its
+# sanitizer runtimes, which also build the fuzz targets.
+TEST_PKGS="clang-format clang libclang-rt-dev pulseaudio pulseaudio-utils xvfb xdotool x11-utils xauth trayer sox
 libsox-fmt-all flac lame mpg123 python3 python3-pyftpdlib python3-openssl python3-aiosmtpd
 imagemagick openssl curl dbus-daemon python3-dbus python3-gi systemd cron faketime libglib2.0-bin
 vsftpd dnsmasq-base unzip
