@@ -7,6 +7,9 @@
 #            source), which delivers every 10 ms as a sound card does
 #   monitor  the monitor of a null sink into which a 440 Hz tone plays with
 #            40 ms latency
+#   coarse   a clock-paced source like mic that delivers 200 ms at a time
+#            (lib/coarse-mic.py): beside mic it shows what follows the
+#            device's delivery size
 # and in the modes:
 #   headless  -nogui with standard output not a terminal, as a scheduled or
 #             server recording runs it
@@ -65,6 +68,12 @@ pactl load-module module-pipe-source source_name=mic file="$work/mic.fifo" forma
     rate=44100 channels=2 >/dev/null
 /usr/bin/python3 "$mic" "$work/mic.fifo" &
 feeders="$feeders $!"
+case " $sources " in *" coarse "*)
+    pactl load-module module-pipe-source source_name=coarse file="$work/coarse.fifo" \
+        format=s16le rate=44100 channels=2 >/dev/null
+    /usr/bin/python3 "$lib/coarse-mic.py" "$work/coarse.fifo" 200 &
+    feeders="$feeders $!"
+esac
 pactl load-module module-null-sink sink_name=nul rate=44100 channels=2 >/dev/null
 sox -n -r 44100 -c 2 -b 16 tone.wav synth 20 sine 440 vol 0.5
 ( while :; do paplay --latency-msec=40 --device=nul tone.wav 2>/dev/null || exit 0; done ) &
@@ -101,7 +110,9 @@ until [ -S "$socket" ]; do
     [ \$tries -gt 400 ] && { echo "vocarta did not start; see $work/err.txt" >&2; exit 1; }
     sleep 0.05
 done
-[ "\$1" = idle ] || "$prog" -record wav -s 44100 -m 2 -b 16
+# Handing the command over takes milliseconds; a launch that finds no running
+# copy would become one and never return, so it is given a limit.
+[ "\$1" = idle ] || timeout 30 "$prog" -record wav -s 44100 -m 2 -b 16
 EOF
 chmod +x launch.sh start.sh
 
