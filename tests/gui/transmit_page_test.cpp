@@ -3,10 +3,11 @@
 // stays saved when a later one is refused, and what is shown is what is stored;
 // the FTP group and its connection test.
 
-#include <QElapsedTimer>
 #include <QLineEdit>
+#include <QPlainTextEdit>
 #include <QPushButton>
 #include <QTabWidget>
+#include <QTreeWidget>
 #include <filesystem>
 
 #include "gui/ftp_test_window.h"
@@ -23,8 +24,7 @@ TEST(TransmitOptionsPage, RefusesWithTheProductsMessagesAndSavesEachMethodOnceIt
     for (const char* section : {"Settings", "FindPlay"}) DeleteSettingTree(section);
     const std::string home = getenv("HOME");
     const std::string records = home + "/records", mirror = home + "/mirror";
-    std::filesystem::create_directories(records);
-    std::filesystem::create_directories(mirror);
+    for (const auto& folder : {records, mirror}) std::filesystem::create_directories(folder);
     SetSettings("FindPlay", "DefaultRecordFolder=" + records);
     SetSettings("Settings", "RecordingLengthLimit=4;bPromptTransmit=0");
 
@@ -32,7 +32,6 @@ TEST(TransmitOptionsPage, RefusesWithTheProductsMessagesAndSavesEachMethodOnceIt
     OptionsDialog dialog(view, nullptr);
     dialog.show();
     auto* page = Child<TransmitOptionsPage>(dialog, "TransmitOptionsPage");
-    ASSERT_TRUE(page);
     ExpectShown(dialog,
                 "sendEmail=0;emailTo.enabled=0;sendFolder=0;sendFolderDir.enabled=0;sendRun=0;"
                 "promptTransmit=0;"
@@ -54,8 +53,7 @@ TEST(TransmitOptionsPage, RefusesWithTheProductsMessagesAndSavesEachMethodOnceIt
         dialog.accept();
         ASSERT_FALSE(view.messages.empty()) << entered;
         EXPECT_EQ(view.messages.back().text, message);
-        EXPECT_TRUE(dialog.isVisible());
-        EXPECT_EQ(dialog.findChild<QTabWidget*>()->currentWidget(), page);
+        EXPECT_TRUE(dialog.isVisible() && dialog.findChild<QTabWidget*>()->currentWidget() == page);
     }
     ExpectSettings("Settings",
                    "SendEmail=1;SendFolder=1;SendFolderDir=" + mirror + ";SendRun=<none>");
@@ -101,11 +99,18 @@ TEST(TransmitOptionsPage, FtpGroupShowsWhatIsStoredAndTestsTheValuesOnThePage) {
     Child<QPushButton>(page, "ftpConnectionTest")->click();
     auto* test = page.findChild<FtpTestWindow*>();
     ASSERT_NE(test, nullptr);
-    QElapsedTimer timer;
-    timer.start();
-    while (!test->Finished() && timer.elapsed() < 20000)
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 20);
-    ASSERT_TRUE(test->Finished());
+    ASSERT_TRUE(RunUntil([&] { return test->Finished(); }, 20000));
+    // Its steps and report as it runs them.
+    EXPECT_EQ(test->windowTitle(), "FTP Connection Test Results");
+    auto* steps = Child<QTreeWidget>(*test, "ftpTestSteps");
+    ASSERT_EQ(steps->topLevelItemCount(), 7);
+    for (int i = 0; i < 7; ++i) EXPECT_EQ(steps->topLevelItem(i)->text(1), "OK") << i;
+    // The report's texts: ftp_server_test.cpp.
+    EXPECT_TRUE(Child<QPlainTextEdit>(*test, "ftpTestResults")
+                    ->toPlainText()
+                    .endsWith("Current directory is: /up\nContains:\n [no files]\nFile uploaded "
+                              "OK.\nFile deleted OK.\n"));
+    EXPECT_FALSE(Child<QPushButton>(*test, "ftpTestStop")->isEnabled());
     EXPECT_NE(server.Transcript().find("USER other|"), std::string::npos) << server.Transcript();
     EXPECT_NE(server.Transcript().find("CWD /up|"), std::string::npos);
     EXPECT_EQ(GetSettingString("Ftp", "UserName"), "rec") << "a test saves nothing";
@@ -115,8 +120,8 @@ TEST(TransmitOptionsPage, FtpGroupShowsWhatIsStoredAndTestsTheValuesOnThePage) {
     ExpectSettings("Ftp", "Server=" + server.Address() +
                               ";UserName=other;Directory=/up;TlsMode=0;Password=<none>");
     std::string password;
-    ASSERT_TRUE(GetProtectedSetting("Ftp", "Password", "", password));
-    EXPECT_EQ(password, " secret") << "taken as typed";
+    EXPECT_TRUE(GetProtectedSetting("Ftp", "Password", "", password) && password == " secret")
+        << "taken as typed: " << password;
     Enter(page, "sendFtp=0");
     EXPECT_EQ(Shown(page, "ftpServer.enabled") + Shown(page, "ftpConnectionTest.enabled"), "00");
 }
