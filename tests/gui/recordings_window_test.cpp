@@ -12,14 +12,12 @@
 #include <QMenuBar>
 #include <QToolBar>
 #include <QTreeWidget>
-#include <cmath>
 
-#include "audio/codecs/recording_spec.h"
-#include "audio/codecs/sink_factory.h"
 #include "gui/find_play_options_page.h"
 #include "gui/gui_test_support.h"
 #include "gui/main_window.h"
 #include "gui/recordings_folder_dialog.h"
+#include "library/actions_test_support.h"
 #include "library/library_settings.h"
 #include "toolkit/paths.h"
 
@@ -27,17 +25,6 @@ using namespace vocarta;
 using namespace vocarta::test;
 
 namespace {
-void WriteTone(const std::string& path, int64_t ms) {
-    auto opened = OpenRecordingSink(LoadRecordingSpec(OutputFormatFromPath(path).value()), path);
-    ASSERT_TRUE(opened) << opened.Error().Message();
-    auto sink = opened.Value();
-    ASSERT_TRUE(sink->SetFormat(44100, 1));
-    std::vector<float> samples(size_t(44100 * ms / 1000));
-    for (size_t i = 0; i < samples.size(); ++i) samples[i] = 0.2f * std::sin(float(i) * 0.03f);
-    ASSERT_EQ(sink->Write(samples.data(), samples.size()), int64_t(samples.size()));
-    ASSERT_TRUE(sink->Close());
-}
-
 QStringList Column(QTreeWidget& table, int column) {
     QStringList texts;
     for (int i = 0; i < table.topLevelItemCount(); ++i)

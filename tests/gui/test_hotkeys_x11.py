@@ -1,19 +1,14 @@
-"""End to end: system-wide hot-keys of the windowed program on a private Xvfb
-display, bound through the options window's hot-key page with the keyboard as a
-user would; they start and stop a recording at once. A key another program holds,
-and pause/resume in the file: tests/hotkeys and the recorder's own tests."""
+# End to end: system-wide hot-keys of the windowed program on a private Xvfb
+# display, bound through the options window's hot-key page with the keyboard as a
+# user would; they start and stop a recording at once. A key another program holds,
+# and pause/resume in the file: tests/hotkeys and the recorder's own tests.
 
-import os
 import re
-import sys
 import time
 import unittest
 
-sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "app"))
-from session_e2e_support import TOOLS, SessionEnv, require_tools  # noqa: E402
-from vocarta_testlib import XDisplay, end_process, start_xvfb  # noqa: E402
+from x11_session import TITLE, x11_session
 
-TITLE = "Vocarta Sound Recorder"
 # Order of the commands in the dialog's list.
 RECORD, PAUSE, STOP, PLAY = 0, 1, 2, 4
 # Ctrl+Alt+F1..F12 switch terminals in the X keyboard map: letters instead.
@@ -22,19 +17,11 @@ RECORD_KEY, PAUSE_KEY, STOP_KEY, HELD_KEY = "ctrl+alt+r", "ctrl+alt+p", "ctrl+al
 
 class HotkeyTest(unittest.TestCase):
     def setUp(self):
-        require_tools(self, TOOLS + ("Xvfb", "xdotool"))
-        self.env = SessionEnv(modules=False, mic=True)
-        self.addCleanup(self.env.close)
-        self.xvfb = start_xvfb(self.env.env)
-        self.addCleanup(end_process, self.xvfb)
-        os.makedirs(self.env.rec)  # else the first take asks to create it
-        # Keys through X grabs, not a portal on a session bus of the machine's.
-        self.env.env.pop("DBUS_SESSION_BUS_ADDRESS", None)
-        self.display = XDisplay(self.env)
+        self.env, _, self.display = x11_session(self, modules=False, mic=True)
         self.x = self.display.x
 
     def window(self, name):
-        """The visible window named exactly `name`, once there is one."""
+        # The visible window named exactly `name`, once there is one.
         self.display.proc = self.copy
         return self.display.wait_for("^%s$" % re.escape(name))
 
@@ -42,7 +29,7 @@ class HotkeyTest(unittest.TestCase):
         self.display.wait_for("^%s$" % re.escape(name), shown=False)
 
     def keys(self, name, *keys):
-        """Keys typed into the window `name`, after giving it the focus."""
+        # Keys typed into the window `name`, after giving it the focus.
         self.x("xdotool", "windowfocus", "--sync", self.window(name))
         for key in keys:
             self.x("xdotool", "key", "--delay", "50", key)

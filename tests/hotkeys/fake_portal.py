@@ -1,14 +1,13 @@
 #!/usr/bin/python3
-"""A stand-in for the desktop's GlobalShortcuts portal, for tests, on the session
-bus named by DBUS_SESSION_BUS_ADDRESS (a private one the test started).
-
-It binds every shortcut it is given and reports its trigger as the preferred
-trigger followed by " (test desktop)", as a desktop that took the proposal would.
-The test presses a shortcut with the method Press(shortcut id) of the interface
-org.vocarta.test.Control: Activated then Deactivated for the last bound session.
-
-Usage: fake_portal.py FD  -- writes "ready" to descriptor FD once it owns its name.
-"""
+# A stand-in for the desktop's GlobalShortcuts portal, for tests, on the session
+# bus named by DBUS_SESSION_BUS_ADDRESS (a private one the test started).
+#
+# It binds every shortcut it is given and reports its trigger as the preferred
+# trigger followed by " (test desktop)", as a desktop that took the proposal would.
+# The test presses a shortcut with the method Press(shortcut id) of the interface
+# org.vocarta.test.Control: Activated then Deactivated for the last bound session.
+#
+# Usage: fake_portal.py FD  -- writes "ready" to descriptor FD once it owns its name.
 
 import os
 import sys

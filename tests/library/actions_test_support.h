@@ -1,7 +1,8 @@
 #pragma once
-// Shared by the tests of the recordings window's actions: file names a user
-// may really have (line breaks, quotes, bytes that are not UTF-8), files of a
-// given size, programs found on PATH, and a small tmpfs of our own.
+// Shared by the tests of the recordings and their actions (also the window's):
+// file names a user may really have (line breaks, quotes, bytes that are not
+// UTF-8), files of a given size, real recordings, programs found on PATH, and a
+// small tmpfs of our own.
 
 #include <dirent.h>
 #include <gtest/gtest.h>
@@ -11,11 +12,14 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <string>
 #include <vector>
 
+#include "audio/codecs/recording_spec.h"
+#include "audio/codecs/sink_factory.h"
 #include "support/temp_dir.h"
 #include "toolkit/paths.h"
 
@@ -88,6 +92,18 @@ class FakePrograms {
     TempDir dir_;
     std::string oldPath_;
 };
+
+// `ms` of a stereo tone written by the sink of the format the extension names.
+inline void WriteTone(const std::string& path, int64_t ms) {
+    auto opened = OpenRecordingSink(LoadRecordingSpec(OutputFormatFromPath(path).value()), path);
+    ASSERT_TRUE(opened) << opened.Error().Message();
+    auto sink = opened.Value();
+    ASSERT_TRUE(sink->SetFormat(44100, 2));
+    std::vector<float> samples(size_t(44100 * ms / 1000) * 2);
+    for (size_t i = 0; i < samples.size(); ++i) samples[i] = 0.3f * std::sin(float(i) * 0.02f);
+    ASSERT_EQ(sink->Write(samples.data(), samples.size() / 2), int64_t(samples.size() / 2));
+    ASSERT_TRUE(sink->Close());
+}
 
 // Waits up to 10 s for `path` to exist.
 inline bool WaitForFile(const std::string& path) {

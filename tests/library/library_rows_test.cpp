@@ -32,29 +32,28 @@ std::string Names(const std::vector<RecordingRow>& rows) {
 }
 }  // namespace
 
-TEST(RecordingRow, TextsAtTheirBoundariesAndNamesThatAreNotUtf8) {
-    const std::pair<int64_t, const char*> sizes[] = {{1048575, "1023 KB"},
-                                                     {1048576, "1.0 MB"},
-                                                     {0, "0 KB"},
-                                                     {0x40000000 - 1, "1024.0 MB"},
-                                                     {0x40000000, "1.0 GB"}};
-    for (auto [bytes, text] : sizes) EXPECT_EQ(SizeText(bytes), text) << bytes;
-    const std::pair<int64_t, const char*> durations[] = {
-        {3600999, "1:00:00.999"}, {0, "0:00:00.000"}, {3600061001, "1000:01:01.001"}};
-    for (auto [ms, text] : durations) EXPECT_EQ(RecordingDurationText(ms), text) << ms;
-    EXPECT_EQ(DateCreatedText(LocalNoon(2026, 3, 4)), "2026-03-04 12:00:00");
+// What `f` gives for each input, joined by "|": one row of a table per input.
+template <typename F, typename T>
+std::string Each(F f, std::initializer_list<T> inputs) {
+    std::string out;
+    for (const T& in : inputs) out += (out.empty() ? "" : "|") + std::string(f(in));
+    return out;
+}
 
+TEST(RecordingRow, TextsAtTheirBoundariesAndNamesThatAreNotUtf8) {
+    EXPECT_EQ(Each(SizeText, {1048575, 1048576, 0, 0x40000000 - 1, 0x40000000}),
+              "1023 KB|1.0 MB|0 KB|1024.0 MB|1.0 GB");
+    EXPECT_EQ(Each(RecordingDurationText, {3600999LL, 0LL, 3600061001LL}),
+              "1:00:00.999|0:00:00.000|1000:01:01.001");
+    EXPECT_EQ(DateCreatedText(LocalNoon(2026, 3, 4)), "2026-03-04 12:00:00");
+    EXPECT_EQ(Each(FoundCountText, {1, 0, 2}),
+              "1 Recording was found|0 Recordings were found|2 Recordings were found");
+    // A cut sequence and a surrogate each show as replacement characters.
+    EXPECT_EQ(Each(DisplayText, {"caf\xC3\xA9", "\xC3", "\xED\xA0\x80"}),
+              "caf\xC3\xA9|\xEF\xBF\xBD|\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD");
     RecordingRow r = Row("/r/a\xff\"b\nc.wav", std::nullopt);
     EXPECT_EQ(ColumnText(r, RecordingColumn::kName), "a\xEF\xBF\xBD\"b\nc.wav");
-    EXPECT_EQ(r.path, "/r/a\xff\"b\nc.wav");
-    EXPECT_EQ(ColumnText(r, RecordingColumn::kDuration), "");
-    const std::pair<const char*, const char*> shown[] = {
-        {"caf\xC3\xA9", "caf\xC3\xA9"},
-        {"\xC3", "\xEF\xBF\xBD"},                                   // cut sequence
-        {"\xED\xA0\x80", "\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD"}};  // surrogate
-    for (auto [bytes, text] : shown) EXPECT_EQ(DisplayText(bytes), text);
-    EXPECT_EQ(FoundCountText(1) + FoundCountText(0) + FoundCountText(2),
-              "1 Recording was found0 Recordings were found2 Recordings were found");
+    EXPECT_EQ(r.path + ColumnText(r, RecordingColumn::kDuration), "/r/a\xff\"b\nc.wav");
 }
 
 TEST(RecordingRow, SortsByEachColumnAndKeepsEqualKeysStable) {
@@ -72,20 +71,15 @@ TEST(RecordingRow, SortsByEachColumnAndKeepsEqualKeysStable) {
 }
 
 TEST(ViewFilter, DurationTextAndDateCriteria) {
-    using D = DurationCriterion;
-    const ViewFilter atMost{.criterion = D::kAtMost, .hours = 1};
-    const ViewFilter atLeast{.criterion = D::kAtLeast, .hours = 1};
-    const struct {
-        const ViewFilter& filter;
-        std::optional<int64_t> ms;
-        bool passes;
-    } durations[] = {{atMost, 3600999, true},
-                     {atMost, 3601000, false},
-                     {atLeast, 3599999, false},
-                     {atLeast, 3600000, true},
-                     {atLeast, std::nullopt, false}};  // whole seconds; undecodable fails
-    for (const auto& c : durations)
-        EXPECT_EQ(PassesFilter(c.filter, Row("/r/a.wav", c.ms)), c.passes) << c.ms.value_or(-1);
+    // Whole seconds at the limit; an undecodable recording passes no criterion.
+    const auto passes = [](DurationCriterion c) {
+        return [c](std::optional<int64_t> ms) {
+            return PassesFilter({.criterion = c, .hours = 1}, Row("/r/a.wav", ms)) ? "1" : "0";
+        };
+    };
+    using Ms = std::optional<int64_t>;
+    EXPECT_EQ(Each(passes(DurationCriterion::kAtMost), {Ms(3600999), Ms(3601000)}), "1|0");
+    EXPECT_EQ(Each(passes(DurationCriterion::kAtLeast), {Ms(3599999), Ms(3600000), Ms()}), "0|1|0");
     EXPECT_EQ(ClampDurationField(1500, kMaxFilterHours), 999);
     EXPECT_EQ(ClampDurationField(75, kMaxFilterMinutes), 59);
     EXPECT_EQ(ClampDurationField(-3, kMaxFilterSeconds), 0);
@@ -93,38 +87,37 @@ TEST(ViewFilter, DurationTextAndDateCriteria) {
               999 * 3600 + 59 * 60 + 59);
 
     // Text: ASCII case-folded in the chosen column; non-ASCII matched as it is.
-    const int location = int(RecordingColumn::kLocation), format = int(RecordingColumn::kFormat);
-    const struct {
-        bool on;
-        const char* text;
-        int column;
-        const char* path;
-        bool passes;
-    } texts[] = {{true, "TAKE", 0, "/r/take3.wav", true},
-                 {true, "TAKE", 0, "/r/tak3.wav", false},
-                 {true, "TAKE", location, "/takes/x.wav", true},
-                 {true, "pcm format", format, "/r/x.wav", true},
-                 {true, "\xC3\xA9", format, "/r/x.wav", false},
-                 {false, "\xC3\xA9", format, "/r/x.wav", true}};
-    for (const auto& c : texts)
-        EXPECT_EQ(PassesFilter({.searchOn = c.on, .searchText = c.text, .findIn = c.column},
-                               Row(c.path, 1)),
-                  c.passes)
-            << c.text << " in " << c.path;
+    const auto found = [](bool on, const char* text, RecordingColumn column) {
+        return [=](const char* path) {
+            return PassesFilter({.searchOn = on, .searchText = text, .findIn = int(column)},
+                                Row(path, 1))
+                       ? "1"
+                       : "0";
+        };
+    };
+    EXPECT_EQ(Each(found(true, "TAKE", RecordingColumn::kName), {"/r/take3.wav", "/r/tak3.wav"}),
+              "1|0");
+    EXPECT_EQ(Each(found(true, "TAKE", RecordingColumn::kLocation), {"/takes/x.wav"}), "1");
+    EXPECT_EQ(Each(found(true, "pcm format", RecordingColumn::kFormat), {"/r/x.wav"}), "1");
+    EXPECT_EQ(Each(found(true, "\xC3\xA9", RecordingColumn::kFormat), {"/r/x.wav"}), "0");
+    EXPECT_EQ(Each(found(false, "\xC3\xA9", RecordingColumn::kFormat), {"/r/x.wav"}), "1");
 
     // Dates are whole local days and must be in order.
     ViewFilter f{.dateOn = true, .from = {2026, 3, 4}, .to = {2026, 3, 4}};
     EXPECT_EQ(CheckFilterDates(f), std::nullopt);
-    for (int day : {3, 4, 5})
-        EXPECT_EQ(PassesFilter(f, Row("/r/a.wav", 1, LocalNoon(2026, 3, day))), day == 4) << day;
+    const auto onDay = [&f](int day) {
+        return PassesFilter(f, Row("/r/a.wav", 1, LocalNoon(2026, 3, day))) ? "1" : "0";
+    };
+    EXPECT_EQ(Each(onDay, {3, 4, 5}), "0|1|0");
     f.to = {2026, 3, 3};
     EXPECT_EQ(CheckFilterDates(f).value_or(""), "'To Date' must come after 'From Date'");
     f.dateOn = false;
     EXPECT_EQ(CheckFilterDates(f), std::nullopt);
     EXPECT_EQ(FormatCalendarDay({2026, 3, 4}), "2026-03-04");
     EXPECT_EQ(ParseCalendarDay("2024-02-29"), (CalendarDay{2024, 2, 29}));
-    for (const char* bad : {"2023-02-29", "2026-13-01", "2026-3-4", "2026-03-04x", "", "junk"})
-        EXPECT_EQ(ParseCalendarDay(bad), std::nullopt) << bad;
+    const auto parsed = [](const char* s) { return ParseCalendarDay(s) ? "1" : "0"; };
+    EXPECT_EQ(Each(parsed, {"2023-02-29", "2026-13-01", "2026-3-4", "2026-03-04x", "", "junk"}),
+              "0|0|0|0|0|0");
 }
 
 TEST(ViewFilter, StoredUnderItsKeysAndReadBackClamped) {

@@ -11,8 +11,7 @@
 #include <filesystem>
 #include <thread>
 
-#include "audio/codecs/recording_spec.h"
-#include "audio/codecs/sink_factory.h"
+#include "actions_test_support.h"
 #include "library/recording_list.h"
 #include "library/recordings_scan.h"
 #include "support/temp_dir.h"
@@ -20,24 +19,9 @@
 #include "transmit/send_log.h"
 
 using namespace vocarta;
-using vocarta::test::TempDir;
-using vocarta::test::WriteFile;
+using namespace vocarta::test;
 
 namespace {
-constexpr uint32_t kRate = 44100;
-
-// `ms` of a stereo tone written by the sink of the format the extension names.
-void WriteTone(const std::string& path, int64_t ms) {
-    auto opened = OpenRecordingSink(LoadRecordingSpec(OutputFormatFromPath(path).value()), path);
-    ASSERT_TRUE(opened) << opened.Error().Message();
-    auto sink = opened.Value();
-    ASSERT_TRUE(sink->SetFormat(kRate, 2));
-    std::vector<float> samples(size_t(kRate * ms / 1000) * 2);
-    for (size_t i = 0; i < samples.size(); ++i) samples[i] = 0.3f * std::sin(float(i) * 0.02f);
-    ASSERT_EQ(sink->Write(samples.data(), samples.size() / 2), int64_t(samples.size() / 2));
-    ASSERT_TRUE(sink->Close());
-}
-
 std::string Names(const std::vector<RecordingRow>& rows) {
     std::string names;
     for (const auto& r : rows) names += (names.empty() ? "" : "|") + BaseName(r.path);
