@@ -4,7 +4,6 @@
 // UTF-8), files of a given size, real recordings, programs found on PATH, and a
 // small tmpfs of our own.
 
-#include <dirent.h>
 #include <gtest/gtest.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
@@ -15,6 +14,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -32,31 +32,25 @@ inline const std::vector<std::string>& AwkwardNames() {
     return names;
 }
 
-inline std::string Bytes(std::size_t size, char seed) {
+// A file of `size` bytes that differ from `seed` on; its bytes.
+inline std::string MakeFile(const std::string& path, std::size_t size, char seed) {
     std::string bytes(size, '\0');
     for (std::size_t i = 0; i < size; ++i) bytes[i] = char(seed + i * 7 + (i >> 9));
-    return bytes;
-}
-
-inline std::string MakeFile(const std::string& path, std::size_t size, char seed) {
-    const std::string bytes = Bytes(size, seed);
     EXPECT_TRUE(WriteFile(path, bytes)) << path;
     return bytes;
 }
 
+// Also a link that leads nowhere.
 inline bool Exists(const std::string& path) {
-    struct stat info {};
-    return lstat(path.c_str(), &info) == 0;
+    return std::filesystem::exists(std::filesystem::symlink_status(path));
 }
 
+// The names in `folder`, sorted; none when it cannot be read.
 inline std::vector<std::string> FolderNames(const std::string& folder) {
     std::vector<std::string> names;
-    if (DIR* dir = opendir(folder.c_str())) {
-        while (dirent* entry = readdir(dir))
-            if (std::string(entry->d_name) != "." && std::string(entry->d_name) != "..")
-                names.push_back(entry->d_name);
-        closedir(dir);
-    }
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(folder, error))
+        names.push_back(entry.path().filename());
     std::sort(names.begin(), names.end());
     return names;
 }
