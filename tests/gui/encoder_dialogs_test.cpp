@@ -1,6 +1,8 @@
 // The MP3, AIFF and FLAC option dialogs, run offscreen: each shows the stored
 // record, keeps its lists consistent, and saves exactly what was chosen.
 
+#include <tuple>
+
 #include "audio/codecs/encoder_settings.h"
 #include "audio/codecs/lame_library.h"
 #include "gui/aiff_options_dialog.h"
@@ -15,14 +17,9 @@ TEST(EncoderDialogs, Mp3ShowsAndSavesTheRecord) {
     EnsureApplication();
     DeleteSettingTree("MP3Encoder");
     Mp3Settings stored;
-    stored.constantBitRate = false;
-    stored.cbrBitRate = 100;  // not a standard rate: kept as it is
-    stored.vbrMinBitRate = 64;
-    stored.vbrMaxBitRate = 256;
-    stored.vbrQuality = 2;
-    stored.channelMode = kMp3Mono;
-    stored.errorProtection = true;
-    stored.lowpass = 16;
+    stored.constantBitRate = false, stored.cbrBitRate = 100;  // not a standard rate: kept as is
+    stored.vbrMinBitRate = 64, stored.vbrMaxBitRate = 256, stored.vbrQuality = 2;
+    stored.channelMode = kMp3Mono, stored.errorProtection = true, stored.lowpass = 16;
     SaveMp3Settings(stored);
 
     Mp3OptionsDialog dialog;
@@ -35,17 +32,13 @@ TEST(EncoderDialogs, Mp3ShowsAndSavesTheRecord) {
     ExpectShown(dialog, "cbrRate.enabled=1");
     dialog.reject();
     Mp3Settings after;
-    LoadMp3Settings(after);
-    EXPECT_FALSE(after.constantBitRate);
+    EXPECT_FALSE((LoadMp3Settings(after), after.constantBitRate));
     Enter(dialog, "cbrRate=320 kbps;channelMode=Joint;crc=0");
     dialog.accept();
     LoadMp3Settings(after);
-    EXPECT_TRUE(after.constantBitRate);
-    EXPECT_EQ(after.cbrBitRate, 320);
-    EXPECT_EQ(after.channelMode, kMp3Joint);
-    EXPECT_FALSE(after.errorProtection);
-    EXPECT_EQ(after.vbrMinBitRate, 64);
-    EXPECT_EQ(after.lowpass, 16);
+    EXPECT_EQ(std::tuple(after.constantBitRate, after.cbrBitRate, after.channelMode,
+                         after.errorProtection, after.vbrMinBitRate, after.lowpass),
+              std::tuple(true, 320, kMp3Joint, false, 64, 16));
     EXPECT_EQ(after.versionStr, Mp3LibraryVersion());
 }
 
@@ -68,22 +61,17 @@ TEST(EncoderDialogs, AiffKeepsSizeAndCompressionTogether) {
     dialog.accept();
     AiffSettings saved;
     LoadAiffSettings(saved, 0, 0, 0, 0);
-    EXPECT_EQ(saved.format, kAiffFloat32);
-    EXPECT_EQ(saved.sampleSize, 32);
-    EXPECT_TRUE(saved.matchSourceChannels);
-    EXPECT_EQ(saved.channels, 1) << "the stored count stays for when matching is turned off";
-    EXPECT_EQ(saved.sampleRate, 12345);
-    EXPECT_FALSE(saved.matchSourceSampleRate);
+    // The stored count stays for when matching is turned off.
+    EXPECT_EQ(std::tuple(saved.format, saved.sampleSize, saved.matchSourceChannels, saved.channels,
+                         saved.sampleRate, saved.matchSourceSampleRate),
+              std::tuple(kAiffFloat32, 32, true, 1, 12345, false));
 }
 
 TEST(EncoderDialogs, FlacShowsAndSavesTheRecord) {
     EnsureApplication();
     DeleteSettingTree("FlacEncoder");
     FlacSettings stored;
-    stored.compression = 3;
-    stored.bitDepth = 24;
-    stored.sampleRate = 48000;
-    stored.channels = 1;
+    stored.compression = 3, stored.bitDepth = 24, stored.sampleRate = 48000, stored.channels = 1;
     SaveFlacSettings(stored);
     FlacOptionsDialog dialog;
     EXPECT_EQ(Items(Child<QComboBox>(dialog, "compression")).size(), 9);
@@ -93,10 +81,7 @@ TEST(EncoderDialogs, FlacShowsAndSavesTheRecord) {
     dialog.accept();
     FlacSettings saved;
     LoadFlacSettings(saved, 0, 0);
-    EXPECT_EQ(saved.compression, 8);
-    EXPECT_EQ(saved.bitDepth, 16);
-    EXPECT_TRUE(saved.matchSourceSampleRate);
-    EXPECT_EQ(saved.sampleRate, 48000);
-    EXPECT_EQ(saved.channels, 2);
-    EXPECT_FALSE(saved.matchSourceChannels);
+    EXPECT_EQ(std::tuple(saved.compression, saved.bitDepth, saved.matchSourceSampleRate,
+                         saved.sampleRate, saved.channels, saved.matchSourceChannels),
+              std::tuple(8, 16, true, 48000, 2, false));
 }

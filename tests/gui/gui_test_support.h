@@ -1,19 +1,25 @@
 #pragma once
 // Shared by the window tests: one QApplication on the offscreen platform for the
-// whole test program, finding named child widgets, and reading and setting
-// controls as "name=value;name=value" text.
+// whole test program, finding named child widgets, reading and setting
+// controls as "name=value;name=value" text, and answering dialogs.
 
 #include <gtest/gtest.h>
 
 #include <QAbstractButton>
 #include <QApplication>
+#include <QCheckBox>
 #include <QComboBox>
 #include <QDoubleSpinBox>
+#include <QElapsedTimer>
 #include <QLabel>
 #include <QLineEdit>
+#include <QMessageBox>
 #include <QSlider>
 #include <QSpinBox>
+#include <QTimer>
 #include <cstdlib>
+#include <deque>
+#include <functional>
 #include <string>
 
 #include "app/app_fakes.h"
@@ -81,6 +87,64 @@ inline void Enter(QObject& parent, const std::string& text) {
             ADD_FAILURE() << "cannot enter " << name << "=" << value;
         }
     }
+}
+
+// Runs the event loop until `done` holds or `limitMs` passed; false on time-out.
+inline bool RunUntil(const std::function<bool()>& done, int limitMs = 10000) {
+    QElapsedTimer timer;
+    timer.start();
+    while (!done() && timer.elapsed() < limitMs)
+        QApplication::processEvents(QEventLoop::AllEvents, 10);
+    return done();
+}
+
+// Answers the dialogs that open, in order, each with the next step, and keeps
+// what each showed as "title: text [button|button]"; a dialog with no step left
+// is closed and noted as unexpected.
+class Answers {
+  public:
+    using Step = std::function<void(QWidget* dialog)>;
+    explicit Answers(std::deque<Step> steps) : steps_(std::move(steps)) {
+        QObject::connect(&timer_, &QTimer::timeout, [this] { Poll(); });
+        timer_.start(5);
+    }
+    ~Answers() { EXPECT_TRUE(steps_.empty()) << steps_.size() << " dialog(s) did not open"; }
+    std::vector<std::string> shown;
+
+  private:
+    void Poll() {
+        QWidget* dialog = QApplication::activeModalWidget();
+        if (!dialog || dialog == last_ || !dialog->isVisible()) return;
+        last_ = dialog;
+        std::string seen = dialog->windowTitle().toStdString();
+        if (auto* box = qobject_cast<QMessageBox*>(dialog)) {
+            QStringList buttons;
+            for (QAbstractButton* b : box->buttons()) buttons << b->text();
+            seen += ": " + box->text().toStdString() + " [" + buttons.join("|").toStdString() + "]";
+        }
+        shown.push_back(seen);
+        if (steps_.empty()) {
+            ADD_FAILURE() << "unexpected dialog " << seen;
+            return (void)QMetaObject::invokeMethod(dialog, "reject", Qt::QueuedConnection);
+        }
+        Step step = std::move(steps_.front());
+        steps_.pop_front();
+        step(dialog);
+    }
+    std::deque<Step> steps_;
+    QTimer timer_;
+    QWidget* last_ = nullptr;
+};
+
+inline Answers::Step Press(const QString& text, bool checkRepeat = false) {
+    return [text, checkRepeat](QWidget* dialog) {
+        auto* box = qobject_cast<QMessageBox*>(dialog);
+        ASSERT_NE(box, nullptr);
+        if (checkRepeat) box->checkBox()->setChecked(true);
+        for (QAbstractButton* b : box->buttons())
+            if (b->text() == text) return b->click();
+        ADD_FAILURE() << "no button " << text.toStdString();
+    };
 }
 
 inline QStringList Items(QComboBox* combo) {

@@ -80,11 +80,10 @@ TEST_F(HotkeyGuiTest, DialogRefusesInOrderThenStoresTheBinding) {
     };
     refused(0, {}, "Hot-key Required");
     EXPECT_EQ(view.messages.back().text, "Please click here to assign the hot-key.");
+    // One key of each rule (the rules themselves: hotkey_checks_test.cpp).
     refused(Qt::Key_F5, {}, "Key Already In Use");
-    refused(Qt::Key_R, Qt::ControlModifier, "Key Already In Use");
     refused(Qt::Key_A, {}, "Key Has No Modifier");
     refused(Qt::Key_F2, {}, "Key Is Reserved");
-    refused(Qt::Key_Q, Qt::MetaModifier, "Key Is Reserved");
     refused(Qt::Key_T, Qt::ControlModifier, "Command Already Assigned A Key");
 
     Enter(dialog, "hotkeyCommand=Stop and Mark Done");
@@ -116,15 +115,18 @@ TEST_F(HotkeyGuiTest, PageListsBindingsDeletesAfterAskingAndStoresEnabled) {
     unsetenv("WAYLAND_DISPLAY");
     HotkeyOptionsPage page(view);
     auto* list = Child<QTreeWidget>(page, "hotkeyList");
-    ASSERT_EQ(list->topLevelItemCount(), 2);
-    EXPECT_EQ(list->topLevelItem(0)->text(0), "Start Recording");
-    EXPECT_EQ(list->topLevelItem(0)->text(1), "⇧F6");
-    EXPECT_EQ(list->topLevelItem(1)->text(1), "⌥S");
+    const auto rows = [list] {
+        QStringList texts;
+        for (int i = 0; i < list->topLevelItemCount(); ++i)
+            texts << list->topLevelItem(i)->text(0) + " " + list->topLevelItem(i)->text(1);
+        return texts.join("|").toStdString();
+    };
+    EXPECT_EQ(rows(), "Start Recording ⇧F6|Stop and Mark Done ⌥S");
     EXPECT_EQ(Shown(page, "hotkeyServiceStatus"),
               "System-wide hot-keys are not available on this desktop (no X display). Your "
               "hot-keys stay stored and work again where they can.");
     page.SetKeyDescriber([](int id) { return id == 1 ? std::string("Alt+S (desktop)") : ""; });
-    EXPECT_EQ(list->topLevelItem(1)->text(1), "Alt+S (desktop)");
+    EXPECT_EQ(rows(), "Start Recording ⇧F6|Stop and Mark Done Alt+S (desktop)");
     EXPECT_EQ(Shown(page, "hotkeyDelete.enabled"), "0");
 
     int changed = 0;
@@ -132,8 +134,8 @@ TEST_F(HotkeyGuiTest, PageListsBindingsDeletesAfterAskingAndStoresEnabled) {
     list->topLevelItem(0)->setSelected(true);
     EXPECT_FALSE(page.DeleteSelected());  // the question's safe answer is Cancel
     ASSERT_EQ(view.messages.size(), 1u);
-    EXPECT_EQ(view.messages[0].text, "Delete the selected hot-key(s)?");
-    EXPECT_EQ(view.messages[0].title, "Delete Hot-Key(s)");
+    EXPECT_EQ(view.messages[0].title + ": " + view.messages[0].text,
+              "Delete Hot-Key(s): Delete the selected hot-key(s)?");
     EXPECT_EQ(view.messages[0].buttons, (std::vector<std::string>{"Delete", "Cancel"}));
     EXPECT_EQ(ReadHotkeyBindings().size(), 2u);
     view.answers = {0};
@@ -141,7 +143,7 @@ TEST_F(HotkeyGuiTest, PageListsBindingsDeletesAfterAskingAndStoresEnabled) {
     EXPECT_EQ(changed, 1);
     ASSERT_EQ(ReadHotkeyBindings().size(), 1u);
     EXPECT_EQ(ReadHotkeyBindings()[0].Command(), HotkeyCommand::kStop);
-    EXPECT_EQ(list->topLevelItemCount(), 1);
+    EXPECT_EQ(rows(), "Stop and Mark Done Alt+S (desktop)");
 
     Enter(page, "hotkeysEnabled=0");
     page.Store();

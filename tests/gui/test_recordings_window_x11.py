@@ -1,38 +1,27 @@
-"""End to end: Recording > Find and Play Recordings... on a private Xvfb display,
-opened with the keyboard over a record folder of real WAV, MP3, AIFF and FLAC
-files made with sox (one cut short). A take recorded while the window is open
-is listed as soon as the recorder finishes it, without a rescan (the log says
-what the window listed). The toolbar is driven with its keys as a user would:
-the view filter narrows the list, the recording left plays on the private
-PulseAudio daemon, is saved elsewhere through the save panel, renamed in the
-list and deleted to the Trash. With VOCARTA_SCREENSHOT set to a file name, a
-grab of the window is saved there."""
+# End to end: Recording > Find and Play Recordings... on a private Xvfb display,
+# opened with the keyboard over a record folder of real WAV, MP3, AIFF and FLAC
+# files made with sox (one cut short). A take recorded while the window is open
+# is listed as soon as the recorder finishes it, without a rescan (the log says
+# what the window listed). The toolbar is driven with its keys as a user would:
+# the view filter narrows the list, the recording left plays on the private
+# PulseAudio daemon, is saved elsewhere through the save panel, renamed in the
+# list and deleted to the Trash. With VOCARTA_SCREENSHOT set to a file name, a
+# grab of the window is saved there.
 
-import filecmp
 import os
 import shutil
 import subprocess
-import sys
 import unittest
-from urllib.parse import quote
 
-sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "app"))
-from session_e2e_support import TOOLS, SessionEnv, require_tools  # noqa: E402
-from vocarta_testlib import XDisplay, end_process, start_xvfb  # noqa: E402
+from vocarta_testlib import XDisplay
+from x11_session import TITLE, x11_session
 
-TITLE = "Vocarta Sound Recorder"
 FIND = "^Find and Play Recordings$"
 
 
 class RecordingsWindowTest(unittest.TestCase):
     def setUp(self):
-        require_tools(self, TOOLS + ("Xvfb", "xdotool", "import"))
-        self.env = SessionEnv(sine=True)
-        self.addCleanup(self.env.close)
-        self.xvfb = start_xvfb(self.env.env)
-        self.addCleanup(end_process, self.xvfb)
-        self.env.env.pop("DBUS_SESSION_BUS_ADDRESS", None)
-        os.makedirs(self.env.rec)
+        self.env, _, _ = x11_session(self, ("import",), sine=True)
         for name, seconds in (("take1.wav", 1), ("take2.mp3", 2), ("take3.aiff", 3),
                               ("take4.flac", 4)):
             subprocess.run(["sox", "-n", "-r", "44100", "-c", "2",
@@ -44,7 +33,7 @@ class RecordingsWindowTest(unittest.TestCase):
             f.write(head)
 
     def open_window(self):
-        """Starts the program and opens the window from the menu: (main, window)."""
+        # Starts the program and opens the window from the menu: (main, window).
         self.proc = self.env.start(nogui=False)
         self.display = XDisplay(self.env, self.proc)
         main = self.display.wait_for("^" + TITLE + "$")
@@ -54,7 +43,7 @@ class RecordingsWindowTest(unittest.TestCase):
         return main, window
 
     def found(self, count):
-        """How many scans of the record folder listed `count` recordings."""
+        # How many scans of the record folder listed `count` recordings.
         text = "%d Recording%s found in %s" % (count, " was" if count == 1 else "s were",
                                                 self.env.rec)
         return self.env.count_log("Recordings window: " + text)
@@ -80,8 +69,6 @@ class RecordingsWindowTest(unittest.TestCase):
             d.x("import", "-window", window, grab)
             shutil.copyfile(grab, os.environ["VOCARTA_SCREENSHOT"])
         take2 = os.path.join(self.env.rec, "take2.mp3")
-        with open(take2, "rb") as f:
-            original = f.read()
 
         # View Filter (Ctrl+F): find TAKE2 in the Name column. With a fresh
         # filter only the date check, the criterion and "Find what:" take focus.
@@ -91,7 +78,6 @@ class RecordingsWindowTest(unittest.TestCase):
         d.type("TAKE2")
         d.keys(dialog, "Return")
         d.wait_for("^View Filter$", shown=False)
-        self.assertEqual(self.env.read_setting("ViewFilterDlg", "FindWhat"), "TAKE2")
         self.env.wait_until(lambda: self.found(1) == 1, 10, "the list narrowed to take2.mp3",
                             self.proc)
 
@@ -104,7 +90,8 @@ class RecordingsWindowTest(unittest.TestCase):
         d.keys(window, "Return")
         self.env.wait_until(playing, 10, "the recording played", self.proc)
 
-        # Save As (Ctrl+S): a path typed into the panel gets an exact copy.
+        # Save As (Ctrl+S): a path typed into the panel gets a copy (byte for byte:
+        # actions_files_test.cpp).
         copies = os.path.join(self.env.env["HOME"], "copies")
         os.makedirs(copies)
         d.keys(window, "ctrl+s")
@@ -115,8 +102,6 @@ class RecordingsWindowTest(unittest.TestCase):
         d.wait_for(r"^Save Recording As\.\.$", shown=False)
         copy = os.path.join(copies, "saved take2.mp3")
         self.env.wait_until(lambda: os.path.exists(copy), 10, "the saved copy", self.proc)
-        self.assertTrue(filecmp.cmp(take2, copy, shallow=False))
-        self.assertEqual(self.env.read_setting("FindPlay", "SaveFolder"), copies)
 
         # F2 renames in the list: the file is renamed on disk and still found.
         d.keys(window, "F2")
@@ -135,12 +120,10 @@ class RecordingsWindowTest(unittest.TestCase):
         d.wait_for("^Delete$", shown=False)
         self.env.wait_until(lambda: self.found(0) == 1, 10, "the list emptied", self.proc)
         self.assertFalse(os.path.exists(renamed))
+        # Into the Trash, with its record (their form: actions_trash_test.cpp).
         trash = os.path.join(self.env.env["XDG_DATA_HOME"], "Trash")
-        with open(os.path.join(trash, "files", "TAKE2 renamed.mp3"), "rb") as f:
-            self.assertEqual(f.read(), original)
-        with open(os.path.join(trash, "info", "TAKE2 renamed.mp3.trashinfo")) as f:
-            info = f.read()
-        self.assertIn("[Trash Info]\nPath=%s\n" % quote(renamed, safe="/!*'()"), info)
+        self.assertTrue(os.path.exists(os.path.join(trash, "files", "TAKE2 renamed.mp3")))
+        self.assertTrue(os.path.exists(os.path.join(trash, "info", "TAKE2 renamed.mp3.trashinfo")))
         self.assertEqual(sorted(os.listdir(self.env.rec)),
                          ["cut.wav", "take1.wav", "take3.aiff", "take4.flac"])
 

@@ -1,15 +1,13 @@
 #!/usr/bin/python3
-"""A stand-in for the desktop's GlobalShortcuts portal, for tests, on the session
-bus named by DBUS_SESSION_BUS_ADDRESS (a private one the test started).
-
-It binds every shortcut it is given and reports its trigger as the preferred
-trigger followed by " (test desktop)", as a desktop that took the proposal would.
-The test presses a shortcut with the method Press(shortcut id) of the interface
-org.vocarta.test.Control: Activated then Deactivated for the last bound session.
-Closed sessions are remembered so that a test can ask for them (Closed()).
-
-Usage: fake_portal.py FD  -- writes "ready" to descriptor FD once it owns its name.
-"""
+# A stand-in for the desktop's GlobalShortcuts portal, for tests, on the session
+# bus named by DBUS_SESSION_BUS_ADDRESS (a private one the test started).
+#
+# It binds every shortcut it is given and reports its trigger as the preferred
+# trigger followed by " (test desktop)", as a desktop that took the proposal would.
+# The test presses a shortcut with the method Press(shortcut id) of the interface
+# org.vocarta.test.Control: Activated then Deactivated for the last bound session.
+#
+# Usage: fake_portal.py FD  -- writes "ready" to descriptor FD once it owns its name.
 
 import os
 import sys
@@ -34,14 +32,8 @@ class Request(dbus.service.Object):
 
 
 class Session(dbus.service.Object):
-    def __init__(self, bus, path, portal):
-        super().__init__(bus, path)
-        self.portal = portal
-        self.path = path
-
     @dbus.service.method("org.freedesktop.portal.Session")
     def Close(self):
-        self.portal.closed.append(self.path)
         self.remove_from_connection()
 
 
@@ -49,7 +41,6 @@ class Portal(dbus.service.Object):
     def __init__(self, bus):
         super().__init__(bus, PATH)
         self.bus = bus
-        self.closed = []
         self.session = ""
         self.keep = []  # request objects stay exported until the end
 
@@ -74,7 +65,7 @@ class Portal(dbus.service.Object):
     @dbus.service.method(IFACE, in_signature="a{sv}", out_signature="o", sender_keyword="sender")
     def CreateSession(self, options, sender):
         path = "%s/session/%s/%s" % (PATH, sender_part(sender), options["session_handle_token"])
-        Session(self.bus, path, self)
+        Session(self.bus, path)
         # Version 1 portals give the session handle as a string.
         return self.answer(sender, options["handle_token"], {"session_handle": dbus.String(path)})
 
@@ -104,10 +95,6 @@ class Portal(dbus.service.Object):
         session = dbus.ObjectPath(self.session or "/none")
         self.Activated(session, shortcut_id, dbus.UInt64(1), dbus.Dictionary({}, signature="sv"))
         self.Deactivated(session, shortcut_id, dbus.UInt64(2), dbus.Dictionary({}, signature="sv"))
-
-    @dbus.service.method("org.vocarta.test.Control", out_signature="as")
-    def Closed(self):
-        return dbus.Array(self.closed, signature="s")
 
 
 def main():

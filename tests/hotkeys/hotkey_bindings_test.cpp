@@ -27,8 +27,7 @@ class HotkeyBindingsTest : public ::testing::Test {
 
 TEST_F(HotkeyBindingsTest, NewIdTakesTheLowestFreeIdBelowMaxId) {
     SetSettingInt("Hotkey/Details/", "MaxID", 3);
-    Store(0);
-    Store(2);
+    for (int id : {0, 2}) Store(id);
     EXPECT_EQ(NewHotkeyBindingId().ValueOr(-1), 1);
     EXPECT_EQ(ReadHotkeyMaxId(), 3);
     Store(1);
@@ -42,8 +41,8 @@ TEST_F(HotkeyBindingsTest, NewIdTakesTheLowestFreeIdBelowMaxId) {
 }
 
 TEST_F(HotkeyBindingsTest, RoundTripUnderTheSettingsKeysAndPaths) {
-    EXPECT_EQ(HotkeySubPath("Hotkey", "Details"), "Hotkey/Details/");
-    EXPECT_EQ(HotkeySubPath("Hotkey/", "Details"), "Hotkey/Details/");
+    EXPECT_EQ(HotkeySubPath("Hotkey", "Details") + HotkeySubPath("Hotkey/", "Details"),
+              "Hotkey/Details/Hotkey/Details/");
     SetSettingInt("Hotkey/Details/", "MaxID", 12);
     const HotkeyValue high = MakeHotkey(0, kHotkeyCommand | kHotkeyShift, 0xF0);
     Store(11, high);
@@ -51,31 +50,20 @@ TEST_F(HotkeyBindingsTest, RoundTripUnderTheSettingsKeysAndPaths) {
     EXPECT_EQ(GetSettingInt("Hotkey/Details/11/", "Key", 0), HotkeyToStored(high));
     EXPECT_EQ(GetSettingInt("Hotkey/Details/11/", "Command", 0), 1);
     EXPECT_EQ(GetSettingString("Hotkey/Details", "11"), "11");  // the path's marker
-    const auto bindings = ReadHotkeyBindings();
-    ASSERT_EQ(bindings.size(), 2u);
-    EXPECT_EQ(bindings[0], (HotkeyBinding{3, 1, MakeVirtualHotkey(kVkF5)}));
-    EXPECT_EQ(bindings[1], (HotkeyBinding{11, 1, high}));
-    EXPECT_EQ(bindings[1].Command(), HotkeyCommand::kRecord);
+    EXPECT_EQ(ReadHotkeyBindings(),
+              (std::vector<HotkeyBinding>{{3, 1, MakeVirtualHotkey(kVkF5)}, {11, 1, high}}));
+    EXPECT_EQ(HotkeyBinding({11, 1, high}).Command(), HotkeyCommand::kRecord);
 }
 
-TEST_F(HotkeyBindingsTest, EnumerationSkipsMissingIdsAndThoseFromMaxIdOn) {
-    SetSettingInt("Hotkey/Details/", "MaxID", 5);
-    Store(1);
-    Store(4);
-    Store(5);  // beyond MaxID: not listed
+TEST_F(HotkeyBindingsTest, EnumerationSkipsMissingIdsAndThoseFromMaxIdOnAndDeletionIsExact) {
+    SetSettingInt("Hotkey/Details/", "MaxID", 11);
+    for (int id : {1, 4, 10, 11}) Store(id);  // 11: from MaxID on, not listed
     // A binding written by hand without its marker still counts.
     SetSettingInt("Hotkey/Details/2/", "Key", HotkeyToStored(MakeVirtualHotkey(kVkF6)));
-    EXPECT_EQ(Ids(), (std::vector<int>{1, 2, 4}));
-    EXPECT_TRUE(HotkeyBindingExists(2));
-    EXPECT_FALSE(HotkeyBindingExists(3));
-}
-
-TEST_F(HotkeyBindingsTest, DeletionRemovesOnlyThatBindingsPath) {
-    SetSettingInt("Hotkey/Details/", "MaxID", 11);
-    Store(1);
-    Store(10);
+    EXPECT_EQ(Ids(), (std::vector<int>{1, 2, 4, 10}));
+    EXPECT_TRUE(HotkeyBindingExists(2) && !HotkeyBindingExists(3));
     ASSERT_TRUE(DeleteHotkeyBinding(1).Ok());
-    EXPECT_EQ(Ids(), (std::vector<int>{10}));  // "1" is no prefix of "10"
+    EXPECT_EQ(Ids(), (std::vector<int>{2, 4, 10}));  // "1" is no prefix of "10"
     EXPECT_FALSE(HotkeyBindingExists(1));
     EXPECT_EQ(ReadHotkeyMaxId(), 11);
     EXPECT_EQ(NewHotkeyBindingId().ValueOr(-1), 0);
@@ -83,7 +71,7 @@ TEST_F(HotkeyBindingsTest, DeletionRemovesOnlyThatBindingsPath) {
         EXPECT_EQ(key.find("Hotkey/Details/1/"), std::string::npos) << key;
 }
 
-TEST_F(HotkeyBindingsTest, DamagedMaxIdNeitherHangsNorLosesBindings) {
+TEST_F(HotkeyBindingsTest, DamagedMaxIdNeitherHangsNorLosesBindingsAndEnabledDefaultsToTrue) {
     SetSettingString("Hotkey/Details/", "MaxID", "-7");
     EXPECT_TRUE(ReadHotkeyBindings().empty());
     EXPECT_EQ(NewHotkeyBindingId().ValueOr(-1), 0);
@@ -92,9 +80,7 @@ TEST_F(HotkeyBindingsTest, DamagedMaxIdNeitherHangsNorLosesBindings) {
     EXPECT_EQ(Ids(), (std::vector<int>{0}));
     EXPECT_EQ(NewHotkeyBindingId().ValueOr(-1), 1);
     EXPECT_EQ(GetSettingInt("Hotkey/Details/", "MaxID", 0), 2000000000);
-}
 
-TEST_F(HotkeyBindingsTest, EnabledDefaultsToTrue) {
     EXPECT_TRUE(HotkeysEnabled());
     ASSERT_TRUE(StoreHotkeysEnabled(false));
     EXPECT_EQ(GetSettingString("Hotkey", "Enabled"), "0");

@@ -128,10 +128,6 @@ class RecordingHandler : public LHotKeyHandler {
         changed_.wait_for(lock, std::chrono::seconds(10), [&] { return got_.size() >= count; });
         return got_;
     }
-    void Clear() {
-        std::lock_guard lock(mutex_);
-        got_.clear();
-    }
     bool OnRegistrarThread() const { return notOnTestThread_; }
 
   private:

@@ -42,12 +42,8 @@ with zipfile.ZipFile(sys.argv[1]) as z:
 )";
 
 std::string Hex(const std::string& bytes) {
-    static const char* digits = "0123456789abcdef";
     std::string out;
-    for (unsigned char c : bytes) {
-        out += digits[c >> 4];
-        out += digits[c & 15];
-    }
+    for (unsigned char c : bytes) out += {"0123456789abcdef"[c >> 4], "0123456789abcdef"[c & 15]};
     return out;
 }
 
@@ -57,8 +53,7 @@ TEST(RecordingsArchive, UnzipAndPythonReadBackEveryRecording) {
     TempDir dir("vocarta-zip");
     MakeDirs(dir.File("a"));
     MakeDirs(dir.File("b"));
-    std::vector<std::string> paths;
-    std::vector<std::string> bytes;
+    std::vector<std::string> paths, bytes;
     for (const std::string& name : AwkwardNames()) {
         paths.push_back(dir.File("a/" + name));
         bytes.push_back(MakeFile(paths.back(), 70000, name[0]));
@@ -77,8 +72,7 @@ TEST(RecordingsArchive, UnzipAndPythonReadBackEveryRecording) {
     };
     LStatus packed = PackRecordings(paths, zip, options);
     ASSERT_TRUE(packed) << packed.Error().Message();
-    ASSERT_FALSE(progress.empty());
-    EXPECT_EQ(progress.back(), 1.0);
+    EXPECT_EQ(progress.empty() ? 0 : progress.back(), 1.0);
 
     ASSERT_EQ(RunTool({"/usr/bin/unzip", "-t", zip}, dir.File("unzip.txt")), 0)
         << "unzip -t failed (is unzip installed?): " << ReadFile(dir.File("unzip.txt"));
@@ -102,13 +96,12 @@ TEST(RecordingsArchive, CancelledOrFailedPackingLeavesNothing) {
     const std::string zip = dir.File("out.zip");
     ArchiveOptions stop;
     stop.onProgress = [](double f) { return f < 0.2; };
-    LStatus cancelled = PackRecordings({big, big}, zip, stop);
-    ASSERT_FALSE(cancelled);
-    EXPECT_EQ(cancelled.Error().Code(), LErrorCode::kCancelled);
-    EXPECT_EQ(FolderNames(dir.Path()), std::vector<std::string>{"big.wav"});
-
-    LStatus missing = PackRecordings({big, dir.File("gone.wav")}, zip);
-    ASSERT_FALSE(missing);
-    EXPECT_EQ(missing.Error().Code(), LErrorCode::kNotFound);
-    EXPECT_EQ(FolderNames(dir.Path()), std::vector<std::string>{"big.wav"});
+    const std::pair<std::vector<std::string>, LErrorCode> cases[] = {
+        {{big, big}, LErrorCode::kCancelled}, {{big, dir.File("gone.wav")}, LErrorCode::kNotFound}};
+    for (const auto& [paths, code] : cases) {
+        LStatus packed =
+            PackRecordings(paths, zip, code == LErrorCode::kCancelled ? stop : ArchiveOptions{});
+        EXPECT_EQ(packed ? LErrorCode{} : packed.Error().Code(), code);
+        EXPECT_EQ(FolderNames(dir.Path()), std::vector<std::string>{"big.wav"});
+    }
 }

@@ -1,9 +1,9 @@
 #pragma once
-// Shared by the tests of the recordings window's actions: file names a user
-// may really have (line breaks, quotes, bytes that are not UTF-8), files of a
-// given size, programs found on PATH, and a small tmpfs of our own.
+// Shared by the tests of the recordings and their actions (also the window's):
+// file names a user may really have (line breaks, quotes, bytes that are not
+// UTF-8), files of a given size, real recordings, programs found on PATH, and a
+// small tmpfs of our own.
 
-#include <dirent.h>
 #include <gtest/gtest.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
@@ -11,11 +11,15 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <string>
 #include <vector>
 
+#include "audio/codecs/recording_spec.h"
+#include "audio/codecs/sink_factory.h"
 #include "support/temp_dir.h"
 #include "toolkit/paths.h"
 
@@ -28,31 +32,25 @@ inline const std::vector<std::string>& AwkwardNames() {
     return names;
 }
 
-inline std::string Bytes(std::size_t size, char seed) {
+// A file of `size` bytes that differ from `seed` on; its bytes.
+inline std::string MakeFile(const std::string& path, std::size_t size, char seed) {
     std::string bytes(size, '\0');
     for (std::size_t i = 0; i < size; ++i) bytes[i] = char(seed + i * 7 + (i >> 9));
-    return bytes;
-}
-
-inline std::string MakeFile(const std::string& path, std::size_t size, char seed) {
-    const std::string bytes = Bytes(size, seed);
     EXPECT_TRUE(WriteFile(path, bytes)) << path;
     return bytes;
 }
 
+// Also a link that leads nowhere.
 inline bool Exists(const std::string& path) {
-    struct stat info {};
-    return lstat(path.c_str(), &info) == 0;
+    return std::filesystem::exists(std::filesystem::symlink_status(path));
 }
 
+// The names in `folder`, sorted; none when it cannot be read.
 inline std::vector<std::string> FolderNames(const std::string& folder) {
     std::vector<std::string> names;
-    if (DIR* dir = opendir(folder.c_str())) {
-        while (dirent* entry = readdir(dir))
-            if (std::string(entry->d_name) != "." && std::string(entry->d_name) != "..")
-                names.push_back(entry->d_name);
-        closedir(dir);
-    }
+    std::error_code error;
+    for (const auto& entry : std::filesystem::directory_iterator(folder, error))
+        names.push_back(entry.path().filename());
     std::sort(names.begin(), names.end());
     return names;
 }
@@ -88,6 +86,18 @@ class FakePrograms {
     TempDir dir_;
     std::string oldPath_;
 };
+
+// `ms` of a stereo tone written by the sink of the format the extension names.
+inline void WriteTone(const std::string& path, int64_t ms) {
+    auto opened = OpenRecordingSink(LoadRecordingSpec(OutputFormatFromPath(path).value()), path);
+    ASSERT_TRUE(opened) << opened.Error().Message();
+    auto sink = opened.Value();
+    ASSERT_TRUE(sink->SetFormat(44100, 2));
+    std::vector<float> samples(size_t(44100 * ms / 1000) * 2);
+    for (size_t i = 0; i < samples.size(); ++i) samples[i] = 0.3f * std::sin(float(i) * 0.02f);
+    ASSERT_EQ(sink->Write(samples.data(), samples.size() / 2), int64_t(samples.size() / 2));
+    ASSERT_TRUE(sink->Close());
+}
 
 // Waits up to 10 s for `path` to exist.
 inline bool WaitForFile(const std::string& path) {

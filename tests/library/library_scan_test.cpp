@@ -11,8 +11,7 @@
 #include <filesystem>
 #include <thread>
 
-#include "audio/codecs/recording_spec.h"
-#include "audio/codecs/sink_factory.h"
+#include "actions_test_support.h"
 #include "library/recording_list.h"
 #include "library/recordings_scan.h"
 #include "support/temp_dir.h"
@@ -20,34 +19,24 @@
 #include "transmit/send_log.h"
 
 using namespace vocarta;
-using vocarta::test::TempDir;
-using vocarta::test::WriteFile;
+using namespace vocarta::test;
 
 namespace {
-constexpr uint32_t kRate = 44100;
-
-// `ms` of a stereo tone written by the sink of the format the extension names.
-void WriteTone(const std::string& path, int64_t ms) {
-    auto opened = OpenRecordingSink(LoadRecordingSpec(OutputFormatFromPath(path).value()), path);
-    ASSERT_TRUE(opened) << opened.Error().Message();
-    auto sink = opened.Value();
-    ASSERT_TRUE(sink->SetFormat(kRate, 2));
-    std::vector<float> samples(size_t(kRate * ms / 1000) * 2);
-    for (size_t i = 0; i < samples.size(); ++i) samples[i] = 0.3f * std::sin(float(i) * 0.02f);
-    ASSERT_EQ(sink->Write(samples.data(), samples.size() / 2), int64_t(samples.size() / 2));
-    ASSERT_TRUE(sink->Close());
-}
-
-std::vector<std::string> Names(const std::vector<RecordingRow>& rows) {
-    std::vector<std::string> names;
-    for (const auto& r : rows) names.push_back(BaseName(r.path));
+std::string Names(const std::vector<RecordingRow>& rows) {
+    std::string names;
+    for (const auto& r : rows) names += (names.empty() ? "" : "|") + BaseName(r.path);
     return names;
 }
 
-const RecordingRow* Find(const std::vector<RecordingRow>& rows, const std::string& name) {
-    for (const auto& r : rows)
-        if (BaseName(r.path) == name) return &r;
-    return nullptr;
+const RecordingRow& At(const ScanResult& r, const std::string& name) {
+    static const RecordingRow missing{"<missing>"};
+    for (const auto& row : r.rows)
+        if (BaseName(row.path) == name) return row;
+    return missing;
+}
+
+std::string Duration(const ScanResult& r, const std::string& name) {
+    return ColumnText(At(r, name), RecordingColumn::kDuration);
 }
 
 struct RecordingsFolder {
@@ -78,31 +67,24 @@ TEST(RecordingsScan, ListsEveryFormatGroupedByExtensionAndSurvivesBadFiles) {
         ScanFolder(folder.dir.Path(), ViewFilter{}, {RecordingColumn::kName, false}, cache, sent);
     EXPECT_TRUE(r.folderReadable);
     EXPECT_EQ(r.countText, "8 Recordings were found");
-    const RecordingRow* wav = Find(r.rows, "take3.wav");
-    ASSERT_NE(wav, nullptr);
-    EXPECT_EQ(ColumnText(*wav, RecordingColumn::kDuration), "0:00:01.500");
-    EXPECT_NE(wav->format.find("44100 Hz"), std::string::npos) << wav->format;
-    for (const char* name : {"b.mp3", "c.aiff", "d.flac", "odd \"name\"\n\xff.wav"}) {
-        const RecordingRow* row = Find(r.rows, name);
-        ASSERT_NE(row, nullptr) << name;
-        EXPECT_TRUE(row->durationMs.has_value()) << name;
-        EXPECT_FALSE(row->format.empty()) << name;
-    }
-    EXPECT_NEAR(double(*Find(r.rows, "b.mp3")->durationMs), 2000.0, 60.0);
-    EXPECT_EQ(*Find(r.rows, "d.flac")->durationMs, 500);
-    for (const char* name : {"cut.wav", "empty.flac", "text.mp3"}) {
-        const RecordingRow* row = Find(r.rows, name);
-        ASSERT_NE(row, nullptr) << name;
-        EXPECT_EQ(ColumnText(*row, RecordingColumn::kDuration), "") << name;
-    }
+    // Damaged, empty and non-audio files are listed without a duration or format.
+    const std::pair<const char*, const char*> durations[] = {
+        {"take3.wav", "0:00:01.500"},
+        {"d.flac", "0:00:00.500"},
+        {"c.aiff", "0:00:01.000"},
+        {"odd \"name\"\n\xff.wav", "0:00:00.250"},
+        {"cut.wav", ""},
+        {"empty.flac", ""},
+        {"text.mp3", ""}};
+    for (auto [name, text] : durations) EXPECT_EQ(Duration(r, name), text) << name;
+    for (const auto& row : r.rows)
+        EXPECT_EQ(row.format.empty(), !row.durationMs) << row.path << ": " << row.format;
+    EXPECT_NEAR(double(At(r, "b.mp3").durationMs.value_or(0)), 2000.0, 60.0);
+    EXPECT_NE(At(r, "take3.wav").format.find("44100 Hz"), std::string::npos);
 
-    ViewFilter search;
-    search.searchOn = true;
-    search.searchText = "TAKE";
-    r = ScanFolder(folder.dir.Path() + "/", search, RowOrder{}, cache, sent);
-    EXPECT_EQ(Names(r.rows), std::vector<std::string>{"take3.wav"});
-    EXPECT_EQ(r.countText, "1 Recording was found");
-
+    r = ScanFolder(folder.dir.Path() + "/", ViewFilter{.searchOn = true, .searchText = "TAKE"},
+                   RowOrder{}, cache, sent);
+    EXPECT_EQ(Names(r.rows) + ", " + r.countText, "take3.wav, 1 Recording was found");
     r = ScanFolder(folder.dir.File("missing"), ViewFilter{}, RowOrder{}, cache, sent);
     EXPECT_FALSE(r.folderReadable);
     EXPECT_EQ(r.countText, "0 Recordings were found");
@@ -112,29 +94,30 @@ TEST(RecordingsScan, CacheSurvivesARestartAndIsNotTrustedAfterAChange) {
     RecordingsFolder folder;
     const std::string file = folder.dir.File("cache/d.cache");
     SentIndex sent;
+    const auto scan = [&](DurationCache& cache) {
+        return ScanFolder(folder.dir.Path(), ViewFilter{}, RowOrder{}, cache, sent);
+    };
     {
         DurationCache cache(file);
         cache.Load();
-        ScanFolder(folder.dir.Path(), ViewFilter{}, RowOrder{}, cache, sent);
+        scan(cache);
         EXPECT_EQ(cache.Decoded(), 8u);
         ASSERT_TRUE(cache.Save());
     }
     DurationCache restarted(file);
     restarted.Load();
-    ScanResult r = ScanFolder(folder.dir.Path(), ViewFilter{}, RowOrder{}, restarted, sent);
+    EXPECT_EQ(Duration(scan(restarted), "take3.wav"), "0:00:01.500");
     EXPECT_EQ(restarted.Decoded(), 0u);
-    EXPECT_EQ(ColumnText(*Find(r.rows, "take3.wav"), RecordingColumn::kDuration), "0:00:01.500");
 
     // Same size, new time: decoded again. New content of another length: new duration.
     WriteTone(folder.dir.File("take3.wav"), 1500);
     WriteTone(folder.dir.File("d.flac"), 750);
-    r = ScanFolder(folder.dir.Path(), ViewFilter{}, RowOrder{}, restarted, sent);
+    EXPECT_EQ(Duration(scan(restarted), "d.flac"), "0:00:00.750");
     EXPECT_EQ(restarted.Decoded(), 2u);
-    EXPECT_EQ(*Find(r.rows, "d.flac")->durationMs, 750);
 
     // Deleted files leave the cache; a damaged cache file is ignored and replaced.
     std::filesystem::remove(folder.dir.File("c.aiff"));
-    ScanFolder(folder.dir.Path(), ViewFilter{}, RowOrder{}, restarted, sent);
+    scan(restarted);
     EXPECT_EQ(restarted.Size(), 7u);
     ASSERT_TRUE(restarted.Save());
     std::string text = test::ReadFile(file);
@@ -142,8 +125,7 @@ TEST(RecordingsScan, CacheSurvivesARestartAndIsNotTrustedAfterAChange) {
     DurationCache damaged(file);
     damaged.Load();
     EXPECT_EQ(damaged.Size(), 0u);
-    r = ScanFolder(folder.dir.Path(), ViewFilter{}, RowOrder{}, damaged, sent);
-    EXPECT_EQ(r.rows.size(), 7u);
+    EXPECT_EQ(scan(damaged).rows.size(), 7u);
     ASSERT_TRUE(damaged.Save());
     EXPECT_TRUE(ParseDurationCache(test::ReadFile(file)).has_value());
 }
@@ -159,8 +141,8 @@ TEST(RecordingsScan, SentColumnShowsWhereEachRecordingWent) {
     sent.Load(log);
     DurationCache cache(folder.dir.File("d.cache"));
     ScanResult r = ScanFolder(folder.dir.Path(), ViewFilter{}, RowOrder{}, cache, sent);
-    EXPECT_EQ(Find(r.rows, "take3.wav")->sent, "ftp ftp.example.org: Ok; email a@example.org: Ok");
-    EXPECT_EQ(Find(r.rows, "b.mp3")->sent, "");
+    EXPECT_EQ(At(r, "take3.wav").sent + "|" + At(r, "b.mp3").sent,
+              "ftp ftp.example.org: Ok; email a@example.org: Ok|");
 }
 
 TEST(RecordingsScan, WatcherAddsAFinishedRecordingAndDropsAGoneOne) {
@@ -183,7 +165,7 @@ TEST(RecordingsScan, WatcherAddsAFinishedRecordingAndDropsAGoneOne) {
         poll(&p, 1, 100);
         for (const FolderChange& c : watcher->TakeChanges()) list.Apply(c);
     }
-    ASSERT_EQ(Names(list.Rows()), std::vector<std::string>{"second.flac"});
+    ASSERT_EQ(Names(list.Rows()), "second.flac");
     EXPECT_EQ(*list.Rows()[0].durationMs, 300);
     EXPECT_EQ(list.CountText(), "1 Recording was found");
     EXPECT_FALSE(watcher->Watch(dir.File("missing")));
