@@ -33,15 +33,6 @@ struct Made {
     std::vector<std::string> soxArgs;
 };
 
-void PrintTo(const Made& m, std::ostream* out) {
-    *out << m.name;
-}
-
-uint16_t FormatTagOf(const std::string& path) {
-    const std::string bytes = test::ReadFile(path);
-    return bytes.size() < 22 ? 0 : uint16_t(uint8_t(bytes[20]) | (uint8_t(bytes[21]) << 8));
-}
-
 // A 440 Hz tone on the channels given an amplitude, or a pause.
 void Add(test::Signal& s, uint64_t ms, float left = 0, float right = 0) {
     for (uint64_t f = 0; f < Ms(ms); ++f) {
@@ -55,7 +46,7 @@ std::vector<std::string> FormatOf(const std::string& path) {
     std::vector<std::string> f;
     for (const char* what : {"-r", "-c", "-b", "-e"}) f.push_back(test::Soxi(what, path));
     if (path.ends_with(".mp3")) f.push_back(test::Soxi("-B", path));
-    if (path.ends_with(".wav")) f.push_back(std::to_string(FormatTagOf(path)));
+    if (path.ends_with(".wav")) f.push_back(test::ReadFile(path).substr(20, 2));  // the format tag
     return f;
 }
 
@@ -98,8 +89,7 @@ TEST_P(RealFormats, PausesShortenedChannelsAndFormatKept) {
     settings.newFixedLengthMs = 0;
     settings.newLengthFractionThousandths = 500;
     TrimOutcome outcome = TrimRecording(path, settings, RealTrimFileIo(), {});
-    ASSERT_EQ(outcome.status, TrimStatus::Ok) << outcome.tag << ": " << outcome.error;
-    EXPECT_TRUE(outcome.replaced);
+    EXPECT_TRUE(outcome.status == TrimStatus::Ok && outcome.replaced) << outcome.error;
     EXPECT_EQ(FormatOf(path), format);
 
     const test::Runs want = {{false, 1000}, {true, 1000}, {false, 150},
@@ -180,14 +170,12 @@ TEST(OtherWavCodecs, AnEncodingNothingWritesIsNeverRewrittenInAnother) {
     ASSERT_TRUE(test::WriteFile(mpeg, bytes));
     std::string error;
     auto source = OpenSoundSource(pcm, &error);
-    ASSERT_TRUE(source) << error;
     EXPECT_FALSE(OpenSinkLike(mpeg, *source, dir.File("new.wav"), &error));
     EXPECT_NE(error.find("mpeg.wav"), std::string::npos) << error;
     EXPECT_FALSE(std::filesystem::exists(dir.File("new.wav")));
 
     TrimOutcome outcome = TrimRecording(mpeg, TrimSettings{}, RealTrimFileIo(), {});
-    EXPECT_EQ(outcome.status, TrimStatus::Failed);
-    EXPECT_FALSE(outcome.error.empty());
+    EXPECT_TRUE(outcome.status == TrimStatus::Failed && !outcome.error.empty());
     EXPECT_EQ(test::ReadFile(mpeg), bytes);
 }
 
