@@ -57,14 +57,6 @@ class PulsePlayback : public ::testing::Test {
     std::string server_, runtime_;
 };
 
-TEST_F(PulsePlayback, AFileOfA1kHzToneIsHeardForItsLength) {
-    std::vector<float> heard = Heard(ToneFile(dir_, "tone.wav", kTestRate, 1, {1000}, 1.0));
-    std::vector<int> at = HeardAt(heard, 1000, 0.25);
-    EXPECT_NEAR(HeardMs(at), 1000, 40);
-    EXPECT_LE(LongestGap(at), 0);                     // no drop-out
-    EXPECT_TRUE(HeardAt(heard, 1000, 0.75).empty());  // not louder than the file
-}
-
 TEST_F(PulsePlayback, PauseThenResumeGoesOnWhereItStoppedAndStopSilencesAtOnce) {
     // One second of 1000 Hz, then one of 1500 Hz: a restart or a skip would
     // change how much of each is heard.
@@ -79,8 +71,7 @@ TEST_F(PulsePlayback, PauseThenResumeGoesOnWhereItStoppedAndStopSilencesAtOnce) 
     ASSERT_TRUE(WaitFor([&] { return player_->HasEnded(); }, 5000));
     std::vector<float> heard = monitor.Finish();
     std::vector<int> low = HeardAt(heard, 1000, 0.25), high = HeardAt(heard, 1500, 0.25);
-    ASSERT_FALSE(low.empty());
-    ASSERT_FALSE(high.empty());
+    ASSERT_TRUE(!low.empty() && !high.empty());
     EXPECT_NEAR(HeardMs(low), 1000, 50);
     EXPECT_NEAR(HeardMs(high), 1000, 50);
     EXPECT_NEAR(LongestGap(low), 800, 100);  // the pause, in the first part
@@ -123,13 +114,13 @@ TEST_F(PulsePlayback, EachToneIsHeardShortAndInOrderBesidePlayback) {
         std::vector<float> heard = monitor.Finish();
         std::vector<int> music = HeardAt(heard, 440, 0.25);
         EXPECT_NEAR(HeardMs(music), 1000, 40);
-        EXPECT_LE(LongestGap(music), 0);
+        EXPECT_LE(LongestGap(music), 0);                 // no drop-out
+        EXPECT_TRUE(HeardAt(heard, 440, 0.75).empty());  // not louder than the source
         int first = 1 << 30, last = 0;
         std::vector<double> meanTimes;
         for (double f : c.notes) {
             std::vector<int> note = HeardAt(heard, f, kToneAmplitude / 2);
-            EXPECT_GE(HeardMs(note), 30) << f << " Hz";
-            EXPECT_LE(HeardMs(note), 80) << f << " Hz";
+            EXPECT_NEAR(HeardMs(note), 55, 25) << f << " Hz";
             if (note.empty()) continue;
             first = std::min(first, note.front());
             last = std::max(last, note.back());
@@ -158,8 +149,10 @@ TEST_F(PulsePlayback, TheChosenDeviceIsUsedAndItsLossEndsPlaybackWithAReason) {
     std::this_thread::sleep_for(std::chrono::milliseconds(400));
     ASSERT_TRUE(pulse_->UnloadModule(second));
     ASSERT_TRUE(WaitFor([&] { return player_->HasEnded(); }, 3000));
-    EXPECT_TRUE(player_->HasFailed());
-    EXPECT_EQ(player_->LastErrorText(), "The playback device \"second\" is no longer available.");
+    EXPECT_TRUE(player_->HasFailed() &&
+                player_->LastErrorText() ==
+                    "The playback device \"second\" is no longer available.")
+        << player_->LastErrorText();
     auto start = Clock::now();
     player_->Stop();
     EXPECT_LT(MsSince(start), 1000);
