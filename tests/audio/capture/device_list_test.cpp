@@ -111,19 +111,20 @@ TEST(RecordChoice, TextFormRoundTripsAndRejectsJunkChannels) {
 }
 
 TEST(RecordChoice, UsbPhoneSelectsTheOtherKeyPair) {
-    ASSERT_TRUE(SaveRecordChoice("plain", 0, LdBLevel(-6)));
-    ASSERT_TRUE(SetSettingBool("Settings", "UseUSBPhone", true));
-    ASSERT_TRUE(SaveRecordChoice("phone", -1, LdBLevel(9)));
-    EXPECT_EQ(GetSettingString("Settings", "RecordDeviceUSB"), "phone");
-    EXPECT_EQ(GetSettingInt("Settings", "RecordVolumeUSB", 0), 9);
-    EXPECT_EQ(LoadRecordChoice().device, "phone");
-    ASSERT_TRUE(SetSettingBool("Settings", "UseUSBPhone", false));
+    SaveRecordChoice("plain", 0, LdBLevel(-6));
+    SetSettingBool("Settings", "UseUSBPhone", true);
+    SaveRecordChoice("phone", -1, LdBLevel(9));
+    EXPECT_EQ(
+        std::make_tuple(GetSettingString("Settings", "RecordDeviceUSB"),
+                        GetSettingInt("Settings", "RecordVolumeUSB", 0), LoadRecordChoice().device),
+        std::make_tuple("phone", 9, "phone"));
+    SetSettingBool("Settings", "UseUSBPhone", false);
     auto plain = LoadRecordChoice();
     EXPECT_EQ(std::make_tuple(plain.device, plain.channel, plain.volume.Value()),
               std::make_tuple("plain", 0, -6));
     EXPECT_EQ(GetSettingString("Settings", "RecordDevice"), "plain#1");
     // A volume outside the signed byte is clamped, not wrapped.
-    ASSERT_TRUE(SetSettingInt("Settings", "RecordVolume", 300));
+    SetSettingInt("Settings", "RecordVolume", 300);
     EXPECT_EQ(LoadRecordChoice().volume.Value(), 127);
     DeleteSetting("Settings", "RecordVolume");
     DeleteSetting("Settings", "RecordDevice");
@@ -175,8 +176,9 @@ TEST(DevicePanelModel, LoadsSavesAndAppliesVolumeLive) {
     EXPECT_EQ(table.Get("alsa_input.pci.analog-stereo", 1).Value(), -12);
     EXPECT_NEAR(table.Gain("alsa_input.pci.analog-stereo", 1), 0.251f, 1e-3);
     ASSERT_TRUE(model.Save());
-    EXPECT_EQ(GetSettingString("Settings", "RecordDevice"), "alsa_input.pci.analog-stereo#2");
-    EXPECT_EQ(GetSettingInt("Settings", "RecordVolume", 0), -12);
+    EXPECT_EQ(std::make_tuple(GetSettingString("Settings", "RecordDevice"),
+                              GetSettingInt("Settings", "RecordVolume", 0)),
+              std::make_tuple("alsa_input.pci.analog-stereo#2", -12));
     // The stored device is unplugged: the panel shows the first device.
     SetSettingString("Settings", "RecordDevice", "gone.device");
     LDevicePanelModel again;

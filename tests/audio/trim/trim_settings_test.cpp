@@ -68,11 +68,6 @@ TEST(TrimSettings, AfterRecordingThresholdFollowsVoiceActivation) {
         EXPECT_EQ(AfterRecordingThresholdDb(), db) << level;
     }
 
-    DeleteSetting("Recorder", "Autotrim");
-    EXPECT_FALSE(AfterRecordingTrimEnabled());
-    SetSettingBool("Recorder", "Autotrim", true);
-    EXPECT_TRUE(AfterRecordingTrimEnabled());
-    DeleteSetting("Recorder", "Autotrim");
     Clear();
 }
 
