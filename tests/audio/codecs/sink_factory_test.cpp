@@ -33,38 +33,42 @@ std::shared_ptr<LSoundSourceBase> RecordAndOpen(OutputFormat format, const std::
 
 }  // namespace
 
+// Each row changes the settings of the row before it (values of "Section/Key").
 TEST(SinkFactory, DisplayTextFollowsTheStoredSettings) {
     ResetEncoderSettings();
-    StoreOutputFormat(OutputFormat::kMp3);
-    EXPECT_EQ(CurrentFormatDisplayText(), "192 kbps Stereo");
-    SetSettingInt("MP3Encoder", "CBRBitRate", 128);
-    SetSettingInt("MP3Encoder", "ChannelMode", kMp3Joint);
-    EXPECT_EQ(CurrentFormatDisplayText(), "128 kbps Joint Stereo");
-    SetSettingBool("MP3Encoder", "ConstantBitRate", false);
-    SetSettingInt("MP3Encoder", "VBRMinBitRate", 64);
-    SetSettingInt("MP3Encoder", "VBRMaxBitRate", 256);
-    SetSettingInt("MP3Encoder", "ChannelMode", kMp3Mono);
-    EXPECT_EQ(CurrentFormatDisplayText(), "64-256 kbps Mono");
-    SetSettingInt("MP3Encoder", "ChannelMode", kMp3Force);
-    EXPECT_EQ(CurrentFormatDisplayText(), "64-256 kbps Force Stereo");
-
-    StoreOutputFormat(OutputFormat::kWav);
     ASSERT_TRUE(SaveWavFormat(LSoundFormat(22050, 1, 16)));
-    EXPECT_EQ(CurrentFormatDisplayText(), "22050Hz 16 Bit Mono");
-
-    StoreOutputFormat(OutputFormat::kAiff);
-    EXPECT_EQ(CurrentFormatDisplayText(), "16 Bit Stereo 44100Hz AIFF");
-    SetSettingInt("AIFFEncode", "Format", kAiffULaw);
-    SetSettingInt("AIFFEncode", "SampleRate", 8000);
-    SetSettingInt("AIFFEncode", "Channels", 1);
-    EXPECT_EQ(CurrentFormatDisplayText(), "uLaw Mono 8000Hz AIFF");
-
-    StoreOutputFormat(OutputFormat::kFlac);
-    SetSettingInt("FlacEncoder", "BitDepth", 24);
-    SetSettingInt("FlacEncoder", "SampleRate", 96000);
-    SetSettingBool("FlacEncoder", "MatchSourceChannels", true);
-    SetSettingInt("FlacEncoder", "Channels", 1);
-    EXPECT_EQ(CurrentFormatDisplayText(), "24 Bit Stereo 96000Hz Flac");
+    using Values = std::vector<std::pair<std::string, int>>;
+    const std::tuple<OutputFormat, Values, const char*> rows[] = {
+        {OutputFormat::kMp3, {}, "192 kbps Stereo"},
+        {OutputFormat::kMp3,
+         {{"MP3Encoder/CBRBitRate", 128}, {"MP3Encoder/ChannelMode", kMp3Joint}},
+         "128 kbps Joint Stereo"},
+        {OutputFormat::kMp3,
+         {{"MP3Encoder/ConstantBitRate", 0},
+          {"MP3Encoder/VBRMinBitRate", 64},
+          {"MP3Encoder/VBRMaxBitRate", 256},
+          {"MP3Encoder/ChannelMode", kMp3Mono}},
+         "64-256 kbps Mono"},
+        {OutputFormat::kMp3, {{"MP3Encoder/ChannelMode", kMp3Force}}, "64-256 kbps Force Stereo"},
+        {OutputFormat::kWav, {}, "22050Hz 16 Bit Mono"},
+        {OutputFormat::kAiff, {}, "16 Bit Stereo 44100Hz AIFF"},
+        {OutputFormat::kAiff,
+         {{"AIFFEncode/Format", kAiffULaw},
+          {"AIFFEncode/SampleRate", 8000},
+          {"AIFFEncode/Channels", 1}},
+         "uLaw Mono 8000Hz AIFF"},
+        {OutputFormat::kFlac,
+         {{"FlacEncoder/BitDepth", 24},
+          {"FlacEncoder/SampleRate", 96000},
+          {"FlacEncoder/MatchSourceChannels", 1},
+          {"FlacEncoder/Channels", 1}},
+         "24 Bit Stereo 96000Hz Flac"}};
+    for (const auto& [format, values, text] : rows) {
+        StoreOutputFormat(format);
+        for (const auto& [key, value] : values)
+            SetSettingInt(key.substr(0, key.find('/')), key.substr(key.find('/') + 1), value);
+        EXPECT_EQ(CurrentFormatDisplayText(), text);
+    }
 }
 
 TEST(SinkFactory, MissingLameRefusesMp3AndLeavesNoFile) {
