@@ -102,7 +102,7 @@ TEST_F(RecordingTrimTest, ReplacesTheRecordingOnlyWhenSomethingIsCut) {
     ExpectUntouched(outcome);
 }
 
-TEST_F(RecordingTrimTest, FailuresWhileOpening) {
+TEST_F(RecordingTrimTest, FailuresLeaveTheRecordingAndSayWhere) {
     // Not audio the decoder knows.
     ASSERT_TRUE(test::WriteFile(path_, "RIF"));
     original_ = "RIF";
@@ -117,11 +117,10 @@ TEST_F(RecordingTrimTest, FailuresWhileOpening) {
     TrimOutcome outcome = TrimRecording(gone, settings_, io, {});
     EXPECT_EQ(std::make_tuple(outcome.status, outcome.section, outcome.tag),
               std::make_tuple(TrimStatus::Failed, "TrimSilence", "OpenFileFailed"));
-}
 
-TEST_F(RecordingTrimTest, FailuresOfTheTrimItself) {
     // The recording cannot be read to the end (a damaged file).
-    TrimFileIo io = RealTrimFileIo();
+    ASSERT_TRUE(test::WriteRecording(path_, test::SignalOf("L1000 S1000 L1000 S2000 L300", 2)));
+    original_ = test::ReadFile(path_);
     std::shared_ptr<test::MemorySource> memory;
     auto openMemory = [&](uint64_t failReadAt) {
         return [&, failReadAt](const std::string& path, std::string&) {
@@ -149,12 +148,10 @@ TEST_F(RecordingTrimTest, FailuresOfTheTrimItself) {
     getrlimit(RLIMIT_FSIZE, &old);
     rlimit full{original_.size() / 2, old.rlim_max};
     setrlimit(RLIMIT_FSIZE, &full);
-    TrimOutcome outcome = Trim();
+    outcome = Trim();
     setrlimit(RLIMIT_FSIZE, &old);
     ExpectFailure(outcome, "TrimSilnce", "OpenTrimmedSinkFailed");
-}
 
-TEST_F(RecordingTrimTest, ARecordingReplacedMeanwhileIsNotOverwritten) {
     // The user saved another file over the recording while it was being trimmed.
     auto replace = OnPass([&](const std::string& text) {
         if (text != kTrimRemoveText) return;

@@ -108,7 +108,7 @@ TEST(WavSinkHeader, ProvisionalSizesWhileRecording) {
     }
 }
 
-TEST(WavSinkHeader, SetFormatBeforeFirstFrameRewritesHeader) {
+TEST(WavSinkHeader, SetFormatBeforeTheFirstFrameAndTruncateToFrame) {
     TempDir dir;
     auto sink = OpenWavSink(dir.File("s.wav"), Format(1, 44100, 2, 16), nullptr);
     ASSERT_TRUE(sink->SetFormat(8000, 1));
@@ -119,11 +119,8 @@ TEST(WavSinkHeader, SetFormatBeforeFirstFrameRewritesHeader) {
     EXPECT_FALSE(sink->SetFormat(44100, 2));   // too late once a frame is written
     sink->Close();
     EXPECT_EQ(ToHex(ReadFile(dir.File("s.wav")).substr(42)), "06000000 00200020 0020");
-}
 
-TEST(WavSinkHeader, TruncateToFrame) {
-    TempDir dir;
-    auto sink = OpenWavSink(dir.File("t.wav"), Format(1, 1000, 2, 16), nullptr);
+    sink = OpenWavSink(dir.File("t.wav"), Format(1, 1000, 2, 16), nullptr);
     auto tone = Tone(50, 0.5, 1000, 2, 1000);
     ASSERT_EQ(sink->Write(tone.data(), 1000), 1000);
     EXPECT_FALSE(sink->TruncateToFrame(1001));  // beyond what was written: nothing changes
