@@ -127,6 +127,7 @@ TEST_F(PulseEndToEnd, DevicesInServerOrderWithPrefixesAndChannels) {
     const char* prefixes[] = {"nul.monitor=Monitor of ", "sine=", "usbmic=[USB 0] ",
                               "pcimic=[PCI 0] ", "usbmic2=[USB 1] "};
     for (size_t i = 0; i < names.size(); ++i) EXPECT_TRUE(names[i].starts_with(prefixes[i])) << i;
+    EXPECT_FALSE(names[1].starts_with("sine=[")) << names[1];
     std::vector<std::vector<std::string>> channels(3);
     for (int i = 0; i < 3; ++i)
         for (const auto& ch : list.Channels(i)) channels[i].push_back(ch.displayName);
