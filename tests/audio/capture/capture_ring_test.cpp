@@ -77,14 +77,12 @@ TEST(CaptureRing, FullRingTellsTheOwnerOncePerStretchOfLoss) {
     EXPECT_FALSE(ring.Append(data.data(), 6));  // two buffers fit, two frames do not
     EXPECT_TRUE(loss.IsSet());
     loss.Reset();
-    EXPECT_FALSE(ring.Append(data.data(), 3));
-    EXPECT_FALSE(loss.IsSet());
+    EXPECT_FALSE(ring.Append(data.data(), 3) || loss.IsSet());
     std::vector<float> out(2);
     ASSERT_EQ(ring.Read(out.data(), stop, 1.0f, false), 2);
     EXPECT_TRUE(ring.Append(data.data(), 2));
     EXPECT_FALSE(ring.Append(data.data(), 1));
-    EXPECT_TRUE(loss.IsSet());
-    EXPECT_EQ(ring.DroppedFrames(), 6u);
+    EXPECT_EQ(std::make_tuple(loss.IsSet(), ring.DroppedFrames()), std::make_tuple(true, 6ul));
 }
 
 TEST(CaptureRing, WorkerIsWokenOncePerHandOverNotPerPiece) {
@@ -111,13 +109,11 @@ TEST(CaptureRing, ConversionGainAndDuplicateLeft) {
     std::vector<int32_t> in = {2147483647, -2147483647, 1073741824, 0, -1, 5};
     std::vector<float> out(6);
     ConvertS32ToFloat(in.data(), out.data(), in.size(), 1.0f);
-    EXPECT_FLOAT_EQ(out[0], 1.0f);
-    EXPECT_FLOAT_EQ(out[1], -1.0f);
-    EXPECT_NEAR(out[2], 0.5f, 1e-7);
+    EXPECT_EQ(std::vector<float>(out.begin(), out.begin() + 3), (std::vector<float>{1, -1, 0.5f}));
     std::vector<int32_t> many(19, 1073741824);
-    std::vector<float> many_out(19);
-    ConvertS32ToFloat(many.data(), many_out.data(), many.size(), 0.5f);  // unrolled part and tail
-    for (float v : many_out) EXPECT_NEAR(v, 0.25f, 1e-7);
+    std::vector<float> manyOut(19);
+    ConvertS32ToFloat(many.data(), manyOut.data(), many.size(), 0.5f);  // unrolled part and tail
+    EXPECT_EQ(manyOut, std::vector<float>(19, 0.25f));
     std::vector<float> frames = {1, 2, 3, 4, 5, 6};
     DuplicateLeftChannel(frames.data(), 2, 3);
     EXPECT_EQ(frames, (std::vector<float>{1, 1, 3, 4, 4, 6}));

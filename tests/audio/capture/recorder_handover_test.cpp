@@ -62,9 +62,9 @@ TEST_F(SimRecorderTest, StalledSinkDropsSoundAtOnceAndReportsTheLoss) {
                              [this] { return recorder.Capture().Pump(45 * kBuffer, false); });
     ASSERT_EQ(pumped.wait_for(15s), std::future_status::ready)
         << "the capture callback waited for the stalled sink";
-    EXPECT_TRUE(pumped.get());
-    EXPECT_EQ(recorder.Capture().Ring().DroppedFrames(), 5 * kBuffer);
-    EXPECT_EQ(recorder.AudioLost(), LSoundTime(500));
+    EXPECT_EQ(std::make_tuple(pumped.get(), recorder.Capture().Ring().DroppedFrames(),
+                              recorder.AudioLost()),
+              std::make_tuple(true, 5 * kBuffer, LSoundTime(500)));
     // The owner hears of it while the worker is still stuck, once per new loss.
     EXPECT_TRUE(recorder.WakeSignal().IsSet());
     recorder.Poll();
@@ -77,12 +77,11 @@ TEST_F(SimRecorderTest, StalledSinkDropsSoundAtOnceAndReportsTheLoss) {
     stalling->Release();
     ASSERT_TRUE(recorder.Capture().Pump(3 * kBuffer));
     WaitMetered(processed + 44);  // the held buffer, the 40 queued, 3 new
-    EXPECT_EQ(sink->FramesWritten(), 44 * kBuffer);
     EXPECT_EQ(recorder.State(), LRecorderState::kRecording);
     recorder.Poll();
-    EXPECT_EQ(events.lostMs.size(), 1u);
     recorder.Stop();
-    EXPECT_EQ(events.log.back(), "stopped 77");
+    EXPECT_EQ(std::make_tuple(sink->FramesWritten(), events.lostMs.size(), events.log.back()),
+              std::make_tuple(44 * kBuffer, 1ul, "stopped 77"));
     // A new start counts afresh.
     ASSERT_TRUE(Start());
     EXPECT_EQ(recorder.AudioLost(), LSoundTime(0));
@@ -98,8 +97,7 @@ TEST_F(SimRecorderTest, WithoutLevelsTheSoundAndTheTimeComeOnceASecond) {
         Pump(1, 1);
         recorder.Poll();
     }
-    EXPECT_EQ(events.timeUpdates, 2);
-    EXPECT_EQ(events.levelsUpdates, 2);
+    EXPECT_EQ(std::make_tuple(events.timeUpdates, events.levelsUpdates), std::make_tuple(2, 2));
     // Shown again while recording: 200 ms hand-overs and levels every n + 2
     // buffers, n = 8000 / 800 / 20 = 0: every second buffer.
     recorder.SetLevelsWanted(true);

@@ -12,8 +12,9 @@ TEST_F(SimRecorderTest, BufferSizesFollowTheRateAndTheDevicesLimit) {
     config.maxFrames = 1024;
     Use(std::make_shared<LSineGenerator>(440.0, 0.1), 44100, 2, config);
     ASSERT_TRUE(Start());
-    EXPECT_EQ(recorder.Capture().Ring().FramesPerBuffer(), 1024u);
-    EXPECT_EQ(recorder.Capture().Ring().BufferCount(), 173u);
+    auto& ring = recorder.Capture().Ring();
+    EXPECT_EQ(std::make_tuple(ring.FramesPerBuffer(), ring.BufferCount()),
+              std::make_tuple(1024u, 173u));
     recorder.Stop();
 }
 
@@ -22,17 +23,15 @@ TEST_F(SimRecorderTest, PauseKeepsTheSinkAStartAppendsAndStartPausedWaitsForResu
     ASSERT_TRUE(Start());
     Pump(8, 3);
     recorder.Pause();
-    EXPECT_TRUE(recorder.IsPaused());
-    EXPECT_EQ(recorder.State(), LRecorderState::kWaiting);
-    EXPECT_EQ(sink->FramesWritten(), 3 * kBuffer);
-    EXPECT_EQ(recorder.Position().Milliseconds(), 300);
+    EXPECT_EQ(std::make_tuple(recorder.IsPaused(), recorder.State(), sink->FramesWritten(),
+                              recorder.Position().Milliseconds()),
+              std::make_tuple(true, LRecorderState::kWaiting, 3 * kBuffer, int64_t(300)));
     ASSERT_TRUE(Start());
     EXPECT_FALSE(recorder.IsPaused());
     Pump(7, 2);
     recorder.Stop();
-    EXPECT_EQ(sink->FramesWritten(), 5 * kBuffer);
-    EXPECT_EQ(recorder.State(), LRecorderState::kStopped);
-    EXPECT_EQ(events.log.back(), "stopped 77");
+    EXPECT_EQ(std::make_tuple(sink->FramesWritten(), recorder.State(), events.log.back()),
+              std::make_tuple(5 * kBuffer, LRecorderState::kStopped, "stopped 77"));
 
     // Started paused: open, but nothing flows until Resume.
     Use(std::make_shared<LSineGenerator>(440.0, 0.5));
@@ -49,8 +48,7 @@ TEST_F(SimRecorderTest, PauseKeepsTheSinkAStartAppendsAndStartPausedWaitsForResu
     Use(std::make_shared<LSineGenerator>(440.0, 0.5));
     ASSERT_TRUE(Start({.flags = kRecorderStartPaused}));
     recorder.Stop();
-    EXPECT_FALSE(recorder.IsRunning());
-    EXPECT_EQ(sink->FramesWritten(), 0u);
+    EXPECT_FALSE(recorder.IsRunning() || sink->FramesWritten() > 0);
 }
 
 TEST_F(SimRecorderTest, MaximumTimeStopsAtTheNextPollAndNothingBeyondItIsWritten) {
@@ -61,9 +59,8 @@ TEST_F(SimRecorderTest, MaximumTimeStopsAtTheNextPollAndNothingBeyondItIsWritten
     EXPECT_EQ(recorder.State(), LRecorderState::kRecording);  // 200 ms is not beyond 250
     Pump(1, 1);
     recorder.Poll();
-    EXPECT_EQ(recorder.State(), LRecorderState::kStopped);
-    EXPECT_EQ(events.log.back(), "stopped 77");
-    EXPECT_EQ(sink->FramesWritten(), kRate / 4);  // 250 ms exactly, not the third buffer
+    EXPECT_EQ(std::make_tuple(recorder.State(), events.log.back(), sink->FramesWritten()),
+              std::make_tuple(LRecorderState::kStopped, "stopped 77", uint64_t(kRate / 4)));
 }
 
 TEST_F(SimRecorderTest, DeviceLossAndSinkFailureEndCleanlyAndKeepTheAudio) {
@@ -75,13 +72,12 @@ TEST_F(SimRecorderTest, DeviceLossAndSinkFailureEndCleanlyAndKeepTheAudio) {
     Pump(5, 5);
     EXPECT_FALSE(recorder.Capture().Pump(kBuffer));  // the device goes in the middle
     WaitFinished();
-    EXPECT_EQ(events.finishedResult, kCaptureDeviceLost);
-    EXPECT_EQ(recorder.State(), LRecorderState::kStopped);
-    EXPECT_FALSE(recorder.IsRunning());
+    // Everything up to the loss, the part-filled buffer included; the sink let go.
+    EXPECT_EQ(std::make_tuple(events.finishedResult, recorder.State(), recorder.IsRunning(),
+                              sink->FramesWritten(), sink.use_count()),
+              std::make_tuple(kCaptureDeviceLost, LRecorderState::kStopped, false,
+                              5 * kBuffer + 123, 1l));
     EXPECT_NE(recorder.LastErrorText().find("disconnected"), std::string::npos);
-    // Everything up to the loss, the part-filled buffer included.
-    EXPECT_EQ(sink->FramesWritten(), 5 * kBuffer + 123);
-    EXPECT_EQ(sink.use_count(), 1);  // the recorder let go of the sink
 
     events = {};
     Use(std::make_shared<LSineGenerator>(440.0, 0.5));
@@ -89,19 +85,18 @@ TEST_F(SimRecorderTest, DeviceLossAndSinkFailureEndCleanlyAndKeepTheAudio) {
     ASSERT_TRUE(Start());
     Pump(8, 3);
     WaitFinished();
-    EXPECT_EQ(events.finishedResult, kCaptureSinkFailed);
+    EXPECT_EQ(std::make_tuple(events.finishedResult, sink->FramesWritten()),
+              std::make_tuple(kCaptureSinkFailed, 2 * kBuffer));
     EXPECT_NE(recorder.LastErrorText().find("disk full"), std::string::npos);
-    EXPECT_EQ(sink->FramesWritten(), 2 * kBuffer);
 }
 
 TEST_F(SimRecorderTest, NoSuchDeviceFailsTheStart) {
     Use(std::make_shared<LSineGenerator>(440.0, 0.5));
     EXPECT_FALSE(Start({.device = {3, -1, 0}}));
-    EXPECT_EQ(recorder.LastError(), kCaptureNoDevice);
-    EXPECT_FALSE(recorder.IsRunning());
-    EXPECT_EQ(sink.use_count(), 1);
     recorder.Poll();  // a failed start is reported by Start alone
-    EXPECT_TRUE(events.log.empty());
+    EXPECT_EQ(std::make_tuple(recorder.LastError(), recorder.IsRunning(), sink.use_count(),
+                              events.log.size()),
+              std::make_tuple(kCaptureNoDevice, false, 1l, 0ul));
 }
 
 TEST_F(SimRecorderTest, UnofferedRateGoesThroughTheConverter) {
@@ -117,7 +112,7 @@ TEST_F(SimRecorderTest, UnofferedRateGoesThroughTheConverter) {
     sink->SetFixedFormat(true);
     ASSERT_TRUE(Start());
     EXPECT_EQ(recorder.Capture().Rate(), 48000u);
-    Pump(25, 20);  // 20 buffers of 4800 frames: 2 s
+    Pump(25, 20);  // 20 buffers of 4800 frames: 2 s, at 44100 Hz
     recorder.Stop();
     EXPECT_EQ(sink->SampleRate(), 44100u);
     EXPECT_NEAR(double(sink->FramesWritten()), 88200.0, 20.0);

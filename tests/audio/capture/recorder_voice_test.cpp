@@ -10,22 +10,17 @@ using Seg = LSegmentGenerator::Segment;
 
 TEST_F(SimRecorderTest, FirstFiveBuffersNeverReachTheSinkUnlessKept) {
     auto segments = std::vector<Seg>{{5 * kBuffer, 0.9}, {3 * kBuffer, 0.1}};
-    Use(std::make_shared<LSegmentGenerator>(segments));
-    ASSERT_TRUE(Start());
-    Pump(8, 3);
-    recorder.Stop();
+    auto peak = [this](uint64_t from, uint64_t to) {
+        float p = 0;
+        for (uint64_t f = from; f < to; ++f) p = std::max(p, std::fabs(sink->At(f, 0)));
+        return p;
+    };
+    Take(std::make_shared<LSegmentGenerator>(segments), {}, 8, 3);
     ASSERT_EQ(sink->FramesWritten(), 3 * kBuffer);
-    for (float v : sink->Samples()) ASSERT_LE(std::fabs(v), 0.1001f);
-
-    Use(std::make_shared<LSegmentGenerator>(segments));
-    ASSERT_TRUE(Start({.flags = kRecorderKeepFirstBuffers}));
-    Pump(8, 8);
-    recorder.Stop();
+    EXPECT_LE(peak(0, 3 * kBuffer), 0.1001f);
+    Take(std::make_shared<LSegmentGenerator>(segments), {.flags = kRecorderKeepFirstBuffers}, 8, 8);
     ASSERT_EQ(sink->FramesWritten(), 8 * kBuffer);
-    float firstPeak = 0;
-    for (uint64_t f = 0; f < kBuffer; ++f)
-        firstPeak = std::max(firstPeak, std::fabs(sink->At(f, 0)));
-    EXPECT_GT(firstPeak, 0.85f);  // the first buffer, kept
+    EXPECT_GT(peak(0, kBuffer), 0.85f);  // the first buffer, kept
 }
 
 TEST_F(SimRecorderTest, SilenceIsNeverWrittenWhileWaiting) {
@@ -35,14 +30,13 @@ TEST_F(SimRecorderTest, SilenceIsNeverWrittenWhileWaiting) {
     ASSERT_TRUE(Start({.voice = -20}));
     Pump(5, 0);
     Pump(60, 60);
-    EXPECT_EQ(recorder.State(), LRecorderState::kWaiting);
-    EXPECT_FALSE(recorder.SoundCaptured());
-    EXPECT_EQ(recorder.Levels()[0].Value(), -21);
+    EXPECT_EQ(
+        std::make_tuple(recorder.State(), recorder.SoundCaptured(), recorder.Levels()[0].Value()),
+        std::make_tuple(LRecorderState::kWaiting, false, -21));
     recorder.Poll();
     EXPECT_EQ(events.log, std::vector<std::string>{"waiting"});
     recorder.Stop();
-    EXPECT_EQ(sink->FramesWritten(), 0u);
-    EXPECT_EQ(sink->Truncations(), 0);
+    EXPECT_EQ(std::make_tuple(sink->FramesWritten(), sink->Truncations()), std::make_tuple(0ul, 0));
 }
 
 // Buffer 0 quiet ramp (below the voice level), buffer 1 loud from `onset`.
@@ -54,10 +48,7 @@ std::vector<float> RampThenSound(uint64_t onset) {
 }
 
 TEST_F(SimRecorderTest, PreRollOnlyForSoundInTheFirstHalf) {
-    Use(std::make_shared<LSamplesGenerator>(RampThenSound(300), 1));
-    ASSERT_TRUE(Start({.voice = 0}));
-    Pump(7, 2);
-    recorder.Stop();
+    Take(std::make_shared<LSamplesGenerator>(RampThenSound(300), 1), {.voice = 0}, 7, 2);
     // Half a buffer of pre-roll (the ramp's second half), then the whole buffer.
     ASSERT_EQ(sink->FramesWritten(), 400u + 800u);
     EXPECT_FLOAT_EQ(sink->At(0, 0), 400 * 1e-5f);
@@ -66,10 +57,7 @@ TEST_F(SimRecorderTest, PreRollOnlyForSoundInTheFirstHalf) {
     EXPECT_NEAR(sink->At(400 + 300, 0), 0.9f, 1e-6);
 
     // Sound only in the second half: no pre-roll.
-    Use(std::make_shared<LSamplesGenerator>(RampThenSound(400), 1));
-    ASSERT_TRUE(Start({.voice = 0}));
-    Pump(7, 2);
-    recorder.Stop();
+    Take(std::make_shared<LSamplesGenerator>(RampThenSound(400), 1), {.voice = 0}, 7, 2);
     ASSERT_EQ(sink->FramesWritten(), 800u);
     EXPECT_NEAR(sink->At(0, 0), 0.001f, 1e-6);
     EXPECT_NEAR(sink->At(400, 0), 0.9f, 1e-6);
@@ -122,12 +110,9 @@ TEST_F(SimRecorderTest, StopAddsFiftyMillisecondsAndOnlyShortens) {
 
     // Recording straight through: the recorded length is the sink's end, and
     // Stop never adds to it.
-    Use(std::make_shared<LSineGenerator>(440.0, 0.5));
-    ASSERT_TRUE(Start());
-    Pump(8, 3);
-    recorder.Stop();
-    EXPECT_EQ(sink->FramesWritten(), 3 * kBuffer);
-    EXPECT_EQ(sink->Truncations(), 0);
+    Take(std::make_shared<LSineGenerator>(440.0, 0.5), {}, 8, 3);
+    EXPECT_EQ(std::make_tuple(sink->FramesWritten(), sink->Truncations()),
+              std::make_tuple(3 * kBuffer, 0));
 }
 
 TEST_F(SimRecorderTest, LevelsPerChannelWithGainAndDuplicateLeft) {
@@ -141,23 +126,20 @@ TEST_F(SimRecorderTest, LevelsPerChannelWithGainAndDuplicateLeft) {
     LRecordVolumeTable::Instance().Clear();
     ASSERT_TRUE(Start());
     Pump(6, 1);
-    EXPECT_EQ(recorder.Levels().Count(), 2);
-    EXPECT_EQ(recorder.Levels()[0].Value(), 0);
-    EXPECT_EQ(recorder.Levels()[1].Value(), 12);
-    EXPECT_EQ(recorder.Levels().Combined().Value(), 12);
+    auto levels = [this] {
+        const LLevels& l = recorder.Levels();
+        return std::make_tuple(l.Count(), l[0].Value(), l[1].Value(), l.Combined().Value());
+    };
+    EXPECT_EQ(levels(), std::make_tuple(2, 0, 12, 12));
     // -6 dB in the volume table for this device, heard from the next buffer on.
     LRecordVolumeTable::Instance().Set("simulated.mic", -1, LdBLevel(-6));
     Pump(1, 1);
-    EXPECT_EQ(recorder.Levels()[0].Value(), -6);
-    EXPECT_EQ(recorder.Levels()[1].Value(), 6);
+    EXPECT_EQ(levels(), std::make_tuple(2, -6, 6, 6));
     EXPECT_NEAR(sink->At(kBuffer, 1), -DbToGain(-6), 1e-6);
     recorder.Stop();
 
     // One channel chosen: channel 0 is copied into channel 1.
-    Use(std::make_shared<LSamplesGenerator>(frames, 2), kRate, 2);
-    ASSERT_TRUE(Start({.device = {0, 1, 0}}));
-    Pump(6, 1);
-    recorder.Stop();
+    Take(std::make_shared<LSamplesGenerator>(frames, 2), {.device = {0, 1, 0}}, 6, 1, 2);
     EXPECT_EQ(recorder.Levels()[1].Value(), 0);
     EXPECT_EQ(sink->At(1, 0), sink->At(1, 1));
     LRecordVolumeTable::Instance().Clear();

@@ -73,6 +73,14 @@ class SimRecorderTest : public ::testing::Test {
         options.userValue = 77;
         return recorder.Start(options, LSoundSink(sink), &events);
     }
+    // A whole take: `pumped` buffers of `generator` pumped, `metered` of them metered, stopped.
+    void Take(std::shared_ptr<LCaptureGenerator> generator, StartOptions o, uint64_t pumped,
+              uint64_t metered, uint8_t channels = 1) {
+        Use(std::move(generator), kRate, channels);
+        ASSERT_TRUE(Start(o));
+        Pump(pumped, metered);
+        recorder.Stop();
+    }
     // Pumps `buffers` whole buffers and waits until `metered` more were metered.
     void Pump(uint64_t buffers, uint64_t metered) {
         uint64_t before = recorder.BuffersProcessed();

@@ -58,9 +58,8 @@ uint64_t RecordUntilKilled(const std::string& path, uint64_t killAfter) {
 // Frames our decoder gives before the end, or before an error at a torn last
 // block (a full disk can leave one).
 uint64_t FramesOurDecoderReads(const std::string& path) {
-    std::string error;
-    auto source = OpenSoundSource(path, &error);
-    EXPECT_TRUE(source) << error;
+    auto source = OpenSoundSource(path, nullptr);
+    EXPECT_TRUE(source);
     if (!source) return 0;
     std::vector<float> pcm;
     ReadToEnd(*source, &pcm);
@@ -91,8 +90,7 @@ TEST(Crash, KilledWriterLeavesAudioThatDecodesUpToTheKill) {
         if (path.ends_with(".flac")) Tool({"flac", "-t", "-s", path});
         std::vector<float> pcm = Decode(path);
         uint64_t decoded = pcm.size() / 2;
-        EXPECT_LE(decoded, written + c.ahead);
-        EXPECT_GE(decoded + c.behind, written);
+        EXPECT_TRUE(decoded <= written + c.ahead && decoded + c.behind >= written) << decoded;
         EXPECT_NEAR(MeasureTone(pcm, 2, 44100).hz, 440, 1);
         EXPECT_NEAR(double(FramesOurDecoderReads(path)), double(decoded), c.ourTolerance);
     }
@@ -124,8 +122,7 @@ TEST(Crash, FullDiskStopsTheWriterWithAnErrorAndAReadableFile) {
         }
         int status = 0;
         waitpid(pid, &status, 0);
-        ASSERT_TRUE(WIFEXITED(status));
-        EXPECT_EQ(WEXITSTATUS(status), 0);
+        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
         // No torn last block: an outside decoder takes the whole file.
         if (path.ends_with(".flac")) Tool({"flac", "-t", "-s", path});
         EXPECT_GT(FramesOurDecoderReads(path), 44100u) << "what fitted is still there";

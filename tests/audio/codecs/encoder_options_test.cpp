@@ -94,7 +94,7 @@ TEST(EncoderOptions, WavNamesTheFormatOutrightAndLeavesTheAutoKeysAlone) {
     ASSERT_TRUE(p.options);
     SetSettingBool("WavSettings", "SampleRateAuto", true);
     RecordingSpec spec = LoadRecordingSpec(OutputFormat::kWav);
-    ASSERT_TRUE(ApplyEncoderOptions(*p.options, spec));
+    EXPECT_TRUE(ApplyEncoderOptions(*p.options, spec));
     EXPECT_EQ(std::make_tuple(spec.wav.sampleRate, spec.wav.channels, spec.wav.bitsPerSample),
               std::make_tuple(8000u, uint16_t(1), uint16_t(8)));
     SaveEncoderOptions(*p.options, spec);
@@ -134,8 +134,7 @@ TEST(EncoderSettings, Mp3LoadingQuirks) {
     SetSettingInt("MP3Encoder", "ABRBitRate", 320);
     Mp3Settings r;
     LoadMp3Settings(r);
-    EXPECT_EQ(r.vbrMinBitRate, 32);
-    EXPECT_EQ(r.abrBitRate, 64);
+    EXPECT_EQ(std::make_tuple(r.vbrMinBitRate, r.abrBitRate), std::make_tuple(32, 64));
     SetSettingInt("MP3Encoder", "VBRMaxBitRate", 160);
     LoadMp3Settings(r);
     EXPECT_EQ(r.vbrMinBitRate, 8);
@@ -143,8 +142,8 @@ TEST(EncoderSettings, Mp3LoadingQuirks) {
 
 TEST(OutputFormat, StoreAndReadBoundsDiffer) {
     StoreOutputFormatNumber(4);
-    EXPECT_EQ(GetSettingInt("Settings", "Format", 1), 4);
-    EXPECT_EQ(ReadOutputFormat(), OutputFormat::kWav);
+    EXPECT_EQ(std::make_tuple(GetSettingInt("Settings", "Format", 1), ReadOutputFormat()),
+              std::make_tuple(4, OutputFormat::kWav));
     StoreOutputFormatNumber(5);
     EXPECT_EQ(GetSettingInt("Settings", "Format", 1), 0);
     StoreOutputFormat(OutputFormat::kFlac);

@@ -59,20 +59,3 @@ TEST(LameLibrary, ResolvesTheWholeTableOrNothing) {
     EXPECT_NE(table.lame_encode_buffer_interleaved_ieee_float, nullptr);
     EXPECT_STRNE(table.get_lame_short_version(), "");
 }
-
-TEST(LameLibrary, EnvironmentChoosesTheFileAndFailuresAreNotCached) {
-    TempDir dir;
-    std::string so = BuildIncompleteLame(dir, "lame_set_VBR_q");
-    setenv("VOCARTA_LAME_LIBRARY", so.c_str(), 1);
-    std::string error;
-    EXPECT_FALSE(LoadMp3Library());
-    EXPECT_EQ(Mp3Functions(&error), nullptr);
-    EXPECT_NE(error.find("lame_set_VBR_q"), std::string::npos) << error;
-    EXPECT_EQ(Mp3LibraryVersion(), "");
-
-    unsetenv("VOCARTA_LAME_LIBRARY");
-    EXPECT_TRUE(LoadMp3Library());
-    const LameFunctions* first = Mp3Functions(nullptr);
-    EXPECT_EQ(first, Mp3Functions(nullptr)) << "loaded once, the same table every time";
-    EXPECT_FALSE(Mp3LibraryVersion().empty());
-}

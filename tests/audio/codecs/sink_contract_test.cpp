@@ -46,28 +46,21 @@ TEST(SinkContract, DeviceFormatCutBackCloseAndRefusal) {
         const std::string path = dir.File(c.file);
         std::string error;
         auto sink = c.open(path, 2, &error);
-        ASSERT_TRUE(sink) << error;
+        ASSERT_TRUE(sink);
         EXPECT_FALSE(sink->SetFormat(44100, uint8_t(c.maxChannels + 1)));
         ASSERT_TRUE(sink->SetFormat(22050, 1)) << "the device delivers mono at 22050 Hz";
         ASSERT_TRUE(WriteTone(*sink, 500, 0.5, 1.0));
         EXPECT_FALSE(sink->SetFormat(44100, 2)) << "frames were written";
         EXPECT_FALSE(sink->TruncateTo(LSoundTime(5000))) << "beyond what was written";
         EXPECT_EQ(sink->TruncateTo(LSoundTime(400)), c.cutsBack);
-        if (c.cutsBack) {
-            EXPECT_EQ(Soxi("-s", path), "8820") << "sizes on disk follow the cut at once";
-        }
+        EXPECT_TRUE(!c.cutsBack || Soxi("-s", path) == "8820") << "sizes follow the cut at once";
         const uint64_t kept = c.cutsBack ? 8820 : 22050;
         std::vector<float> quiet(2205, 0.0f);
         ASSERT_EQ(sink->Write(quiet.data(), 2205), 2205) << "writing goes on after a cut";
-        ASSERT_TRUE(sink->Close());
-        EXPECT_TRUE(sink->Close()) << "Close twice is harmless";
+        EXPECT_TRUE(sink->Close() && sink->Close()) << "Close twice is harmless";
         EXPECT_LT(sink->Write(quiet.data(), 10), 0);
-
-        EXPECT_EQ(Soxi("-r", path), "22050");
-        EXPECT_EQ(Soxi("-c", path), "1");
-        auto source = OpenSoundSource(path, &error);
-        ASSERT_TRUE(source) << error;
-        EXPECT_EQ(source->TotalFrames(), kept + 2205);
+        EXPECT_EQ(Soxi("-r", path) + " " + Soxi("-c", path), "22050 1");
+        EXPECT_EQ(OpenSoundSource(path, nullptr)->TotalFrames(), kept + 2205);
         if (c.cutsBack) {
             std::vector<float> pcm = Decode(path);
             ASSERT_EQ(pcm.size(), kept + 2205);

@@ -18,24 +18,22 @@ TEST(RingBufferThreadUnsafe, CursorsAcrossTheWrap) {
     EXPECT_EQ(ring.Write(in, 3), 3u);
     EXPECT_EQ(ring.Read(out, 2), 2u);      // read 2, write 3
     EXPECT_EQ(ring.Write(in + 3, 8), 4u);  // only 4 of 5 places are free
-    EXPECT_EQ(ring.Filled(), 5u);
-    EXPECT_EQ(ring.Free(), 0u);
-    EXPECT_EQ(ring.Write(in, 1), 0u);
+    EXPECT_EQ(std::make_tuple(ring.Filled(), ring.Free(), ring.Write(in, 1)),
+              std::make_tuple(5u, 0u, 0u));
     EXPECT_EQ(ring.Peek(out, 8), 5u);
     EXPECT_EQ(std::vector<float>(out, out + 5), (std::vector<float>{3, 4, 5, 6, 7}));
     EXPECT_EQ(ring.Skip(1), 1u);
     EXPECT_EQ(ring.Read(out, 8), 4u);  // wraps around the end of the storage
     EXPECT_EQ(std::vector<float>(out, out + 4), (std::vector<float>{4, 5, 6, 7}));
-    EXPECT_EQ(ring.Read(out, 1), 0u);
-    EXPECT_EQ(ring.ReadCursor(), 7u);
-    EXPECT_EQ(ring.WriteCursor(), 7u);  // totals, not storage indexes
+    // Cursors are totals, not storage indexes.
+    EXPECT_EQ(std::make_tuple(ring.Read(out, 1), ring.ReadCursor(), ring.WriteCursor()),
+              std::make_tuple(0u, 7u, 7u));
     ring.Write(in, 2);
     ring.Clear();
     EXPECT_EQ(ring.Filled(), 0u);
 
     LRingBufferThreadUnsafe<float> empty(0);  // a zero capacity takes nothing
-    EXPECT_EQ(empty.Write(in, 1), 0u);
-    EXPECT_EQ(empty.Read(out, 1), 0u);
+    EXPECT_EQ(empty.Write(in, 1) + empty.Read(out, 1), 0u);
 }
 
 TEST(CARingBuffer, ChannelsUnderrunAndPositions) {
@@ -44,31 +42,27 @@ TEST(CARingBuffer, ChannelsUnderrunAndPositions) {
     EXPECT_EQ(ring.WriteFromChannels(mono, 3, 1), 3u);  // copied to both channels
     float out[8];
     EXPECT_EQ(ring.Read(out, 1), 1u);
-    EXPECT_EQ(out[0], 0.1f);
-    EXPECT_EQ(out[1], 0.1f);
+    EXPECT_EQ(std::make_tuple(out[0], out[1]), std::make_tuple(0.1f, 0.1f));
     float three[6] = {1, 2, 3, 4, 5, 6};
     EXPECT_EQ(ring.WriteFromChannels(three, 2, 3), 2u);  // the third channel dropped
-    EXPECT_EQ(ring.FreeFrames(), 0u);
-    EXPECT_EQ(ring.WriteFromChannels(three, 1, 3), 0u);
+    EXPECT_EQ(ring.FreeFrames() + ring.WriteFromChannels(three, 1, 3), 0u);
 
     // To a mono device: the first channel; past the end, silence.
     float dev[6];
     std::fill(dev, dev + 6, 9.0f);
     EXPECT_EQ(ring.ReadInto(dev, 6, 1), 4u);
     EXPECT_EQ(std::vector<float>(dev, dev + 6), (std::vector<float>{0.2f, 0.3f, 1, 4, 0, 0}));
-    EXPECT_EQ(ring.FramesQueued(), 5u);
-    EXPECT_EQ(ring.FramesPlayed(), 5u);
+    EXPECT_EQ(std::make_tuple(ring.FramesQueued(), ring.FramesPlayed()), std::make_tuple(5ul, 5ul));
 
     ring.Reset(1000);  // a seek: positions start again from the new source frame
-    EXPECT_EQ(ring.FilledFrames(), 0u);
-    EXPECT_EQ(ring.PlayedPosition(), 1000);
+    EXPECT_EQ(std::make_tuple(ring.FilledFrames(), ring.PlayedPosition()),
+              std::make_tuple(0ul, 1000l));
     float frame[2] = {0.5f, -0.5f};
     ring.Write(frame, 1);
-    EXPECT_EQ(ring.QueuedPosition(), 1001);
-    EXPECT_EQ(ring.PlayedPosition(), 1000);
+    EXPECT_EQ(std::make_tuple(ring.QueuedPosition(), ring.PlayedPosition()),
+              std::make_tuple(1001l, 1000l));
     EXPECT_FALSE(ring.WaitForData(2, 20));  // only one frame queued: times out
-    EXPECT_TRUE(ring.WaitForData(1, 0));
-    EXPECT_TRUE(ring.WaitForSpace(3, 0));
+    EXPECT_TRUE(ring.WaitForData(1, 0) && ring.WaitForSpace(3, 0));
     EXPECT_FALSE(ring.WaitForSpace(4, 20));
 }
 

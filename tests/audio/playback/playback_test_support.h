@@ -128,6 +128,38 @@ inline int HeardMs(const std::vector<int>& steps) {
     return int(steps.size()) * 10;
 }
 
+// `seconds` of each frequency in turn (half scale), as a 16-bit WAV made by sox.
+inline std::string ToneFile(const TempDir& dir, const std::string& name, uint32_t rate,
+                            int channels, std::vector<int> frequencies, double seconds) {
+    std::vector<std::string> argv = {
+        "sox", "-n", "-r",          std::to_string(rate), "-c", std::to_string(channels),
+        "-b",  "16", dir.File(name)};
+    for (int f : frequencies) {
+        if (argv.size() > 9) argv.push_back(":");  // the next part of the same file
+        argv.insert(argv.end(),
+                    {"synth", std::to_string(seconds), "sine", std::to_string(f), "vol", "0.5"});
+    }
+    Tool(argv);
+    return dir.File(name);
+}
+
+// A decoder that breaks after `goodFrames` frames of 0.25, as a damaged file does.
+struct BrokenSource : LSoundSourceBase {
+    uint64_t good, at = 0;
+    BrokenSource(uint64_t goodFrames, uint64_t totalFrames) : good(goodFrames) {
+        sampleRate_ = kTestRate;
+        channels_ = 1;
+        totalFrames_ = totalFrames;
+    }
+    int64_t Read(float* out, uint64_t frames) override {
+        if (at >= good) return lastError_ = "bad block at byte 4711", -1;
+        uint64_t n = std::min(frames, good - at);
+        std::fill(out, out + n, 0.25f);
+        return at += n, int64_t(n);
+    }
+    bool Seek(uint64_t frame) override { return (at = frame) <= totalFrames_; }
+};
+
 // Waits until `done()` or `timeoutMs`; true when done.
 template <typename F>
 bool WaitFor(F done, int timeoutMs) {

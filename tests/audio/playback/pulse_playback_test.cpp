@@ -38,18 +38,6 @@ class PulsePlayback : public ::testing::Test {
         setenv("XDG_RUNTIME_DIR", runtime_.c_str(), 1);
     }
 
-    // A WAV of `seconds` of each frequency in turn, made by sox.
-    std::string ToneFile(const std::string& name, std::vector<int> frequencies, double seconds) {
-        std::vector<std::string> argv = {"sox", "-n", "-r", "48000",        "-c",
-                                         "1",   "-b", "16", dir_.File(name)};
-        for (int f : frequencies) {
-            if (argv.size() > 9) argv.push_back(":");  // the next part of the same file
-            argv.insert(argv.end(), {"synth", std::to_string(seconds), "sine", std::to_string(f),
-                                     "vol", "0.5"});
-        }
-        Tool(argv);
-        return dir_.File(name);
-    }
     // Plays a file (or a source) and returns what the monitor of `sink` heard.
     std::vector<float> Heard(const std::string& file, LSoundSource source = {},
                              const std::string& sink = "out") {
@@ -69,26 +57,10 @@ class PulsePlayback : public ::testing::Test {
     std::string server_, runtime_;
 };
 
-TEST_F(PulsePlayback, AFileOfA1kHzToneIsHeardForItsLength) {
-    std::string wav = ToneFile("tone.wav", {1000}, 1.0), flac = dir_.File("tone.flac");
-    Tool({"sox", wav, flac});
-    for (const std::string& file : {wav, flac}) {
-        SCOPED_TRACE(file);
-        std::vector<float> heard = Heard(file);
-        std::vector<int> at = HeardAt(heard, 1000, 0.25);
-        EXPECT_NEAR(HeardMs(at), 1000, 40);
-        EXPECT_LE(LongestGap(at), 0);                     // no drop-out
-        EXPECT_TRUE(HeardAt(heard, 1000, 0.75).empty());  // not louder than the file
-    }
-    std::string error;
-    EXPECT_FALSE(PlayRecordingFile(*player_, dir_.File("missing.wav"), &error));
-    EXPECT_NE(error.find("missing.wav"), std::string::npos) << error;
-}
-
 TEST_F(PulsePlayback, PauseThenResumeGoesOnWhereItStoppedAndStopSilencesAtOnce) {
     // One second of 1000 Hz, then one of 1500 Hz: a restart or a skip would
     // change how much of each is heard.
-    std::string file = ToneFile("two.wav", {1000, 1500}, 1.0), error;
+    std::string file = ToneFile(dir_, "two.wav", kTestRate, 1, {1000, 1500}, 1.0), error;
     MonitorRecorder monitor("out", dir_.File("heard.wav"));
     ASSERT_TRUE(PlayRecordingFile(*player_, file, &error)) << error;
     std::this_thread::sleep_for(std::chrono::milliseconds(600));
@@ -99,8 +71,7 @@ TEST_F(PulsePlayback, PauseThenResumeGoesOnWhereItStoppedAndStopSilencesAtOnce) 
     ASSERT_TRUE(WaitFor([&] { return player_->HasEnded(); }, 5000));
     std::vector<float> heard = monitor.Finish();
     std::vector<int> low = HeardAt(heard, 1000, 0.25), high = HeardAt(heard, 1500, 0.25);
-    ASSERT_FALSE(low.empty());
-    ASSERT_FALSE(high.empty());
+    ASSERT_TRUE(!low.empty() && !high.empty());
     EXPECT_NEAR(HeardMs(low), 1000, 50);
     EXPECT_NEAR(HeardMs(high), 1000, 50);
     EXPECT_NEAR(LongestGap(low), 800, 100);  // the pause, in the first part
@@ -143,13 +114,13 @@ TEST_F(PulsePlayback, EachToneIsHeardShortAndInOrderBesidePlayback) {
         std::vector<float> heard = monitor.Finish();
         std::vector<int> music = HeardAt(heard, 440, 0.25);
         EXPECT_NEAR(HeardMs(music), 1000, 40);
-        EXPECT_LE(LongestGap(music), 0);
+        EXPECT_LE(LongestGap(music), 0);                 // no drop-out
+        EXPECT_TRUE(HeardAt(heard, 440, 0.75).empty());  // not louder than the source
         int first = 1 << 30, last = 0;
         std::vector<double> meanTimes;
         for (double f : c.notes) {
             std::vector<int> note = HeardAt(heard, f, kToneAmplitude / 2);
-            EXPECT_GE(HeardMs(note), 30) << f << " Hz";
-            EXPECT_LE(HeardMs(note), 80) << f << " Hz";
+            EXPECT_NEAR(HeardMs(note), 55, 25) << f << " Hz";
             if (note.empty()) continue;
             first = std::min(first, note.front());
             last = std::max(last, note.back());
@@ -178,8 +149,10 @@ TEST_F(PulsePlayback, TheChosenDeviceIsUsedAndItsLossEndsPlaybackWithAReason) {
     std::this_thread::sleep_for(std::chrono::milliseconds(400));
     ASSERT_TRUE(pulse_->UnloadModule(second));
     ASSERT_TRUE(WaitFor([&] { return player_->HasEnded(); }, 3000));
-    EXPECT_TRUE(player_->HasFailed());
-    EXPECT_EQ(player_->LastErrorText(), "The playback device \"second\" is no longer available.");
+    EXPECT_TRUE(player_->HasFailed() &&
+                player_->LastErrorText() ==
+                    "The playback device \"second\" is no longer available.")
+        << player_->LastErrorText();
     auto start = Clock::now();
     player_->Stop();
     EXPECT_LT(MsSince(start), 1000);

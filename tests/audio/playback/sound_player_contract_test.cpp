@@ -13,34 +13,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// A decoder that breaks after `goodFrames` frames, as a damaged file does.
-class BrokenSource : public LSoundSourceBase {
-  public:
-    explicit BrokenSource(uint64_t goodFrames) : good_(goodFrames) {
-        sampleRate_ = kTestRate;
-        channels_ = 1;
-        totalFrames_ = goodFrames * 2;
-    }
-    int64_t Read(float* samples, uint64_t frames) override {
-        if (at_ >= good_) {
-            lastError_ = "bad block at byte 4711";
-            return -1;
-        }
-        uint64_t n = std::min(frames, good_ - at_);
-        std::fill(samples, samples + n, 0.25f);
-        at_ += n;
-        return int64_t(n);
-    }
-    bool Seek(uint64_t frame) override {
-        at_ = frame;
-        return true;
-    }
-
-  private:
-    uint64_t good_;
-    uint64_t at_ = 0;
-};
-
 class SoundPlayerContract : public ::testing::TestWithParam<std::string> {
   protected:
     void SetUp() override {
@@ -100,12 +72,10 @@ TEST_P(SoundPlayerContract, PauseHoldsThePositionResumeGoesOnFromItAndStopEndsAt
     std::this_thread::sleep_for(std::chrono::milliseconds(400));
     EXPECT_FALSE(player_->Resume());  // not paused
     ASSERT_TRUE(player_->Pause()) << player_->LastErrorText();
-    EXPECT_TRUE(player_->IsPaused());
-    EXPECT_FALSE(player_->IsPlaying());
+    EXPECT_TRUE(player_->IsPaused() && !player_->IsPlaying());
     EXPECT_FALSE(player_->Pause());  // already paused
     int64_t held = player_->Position().Milliseconds();
-    EXPECT_GT(held, 150);
-    EXPECT_LT(held, 700);
+    EXPECT_TRUE(held > 150 && held < 700) << held;
     std::this_thread::sleep_for(std::chrono::milliseconds(600));
     EXPECT_NEAR(double(player_->Position().Milliseconds()), double(held), 30.0);
     EXPECT_FALSE(player_->HasEnded());
@@ -126,10 +96,8 @@ TEST_P(SoundPlayerContract, PauseHoldsThePositionResumeGoesOnFromItAndStopEndsAt
     auto start = Clock::now();
     player_->Stop();
     EXPECT_LT(MsSince(start), 1000);  // a hang guard, not a speed target
-    EXPECT_FALSE(player_->IsPlaying());
-    EXPECT_FALSE(player_->HasEnded());
+    EXPECT_FALSE(player_->IsPlaying() || player_->HasEnded() || player_->Pause());
     EXPECT_EQ(player_->Position().Milliseconds(), 0);
-    EXPECT_FALSE(player_->Pause());
     player_->Stop();  // twice is harmless
     std::this_thread::sleep_for(std::chrono::milliseconds(100));
     EXPECT_EQ(ends_.load(), ends);
@@ -148,7 +116,7 @@ TEST_P(SoundPlayerContract, RefusesWhatCannotBePlayedAndADecoderThatBreaksLaterE
         {LSoundSource(MakeMemorySource(std::vector<float>(40), 44100, 40)),
          "This recording's format cannot be played (40 channels at 44100 Hz)."},
         // A decoder that fails at once: refused before any sound is made.
-        {LSoundSource(std::make_shared<BrokenSource>(100)),
+        {LSoundSource(std::make_shared<BrokenSource>(100, 200)),
          "Cannot play this recording: bad block at byte 4711"}};
     for (const auto& [source, reason] : refused) {
         EXPECT_FALSE(player_->Play(source));
@@ -157,13 +125,13 @@ TEST_P(SoundPlayerContract, RefusesWhatCannotBePlayedAndADecoderThatBreaksLaterE
     }
     EXPECT_EQ(ends_.load(), 0);
 
-    ASSERT_TRUE(player_->Play(LSoundSource(std::make_shared<BrokenSource>(kTestRate))));
+    ASSERT_TRUE(
+        player_->Play(LSoundSource(std::make_shared<BrokenSource>(kTestRate, 2 * kTestRate))));
     ASSERT_TRUE(WaitFor([&] { return player_->HasEnded(); }, 5000));
     EXPECT_TRUE(player_->HasFailed());
     EXPECT_EQ(player_->LastErrorText(), "Playback stopped: bad block at byte 4711");
     // What decoded before the damage was played.
-    EXPECT_GE(player_->Position().Milliseconds(), 900);
-    EXPECT_LE(player_->Position().Milliseconds(), 1000);
+    EXPECT_NEAR(double(player_->Position().Milliseconds()), 950.0, 50.0);
     ASSERT_TRUE(WaitFor([&] { return failedEnds_.load() == 1; }, 1000));
 }
 

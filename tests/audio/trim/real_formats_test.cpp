@@ -33,15 +33,6 @@ struct Made {
     std::vector<std::string> soxArgs;
 };
 
-void PrintTo(const Made& m, std::ostream* out) {
-    *out << m.name;
-}
-
-uint16_t FormatTagOf(const std::string& path) {
-    const std::string bytes = test::ReadFile(path);
-    return bytes.size() < 22 ? 0 : uint16_t(uint8_t(bytes[20]) | (uint8_t(bytes[21]) << 8));
-}
-
 // A 440 Hz tone on the channels given an amplitude, or a pause.
 void Add(test::Signal& s, uint64_t ms, float left = 0, float right = 0) {
     for (uint64_t f = 0; f < Ms(ms); ++f) {
@@ -55,7 +46,7 @@ std::vector<std::string> FormatOf(const std::string& path) {
     std::vector<std::string> f;
     for (const char* what : {"-r", "-c", "-b", "-e"}) f.push_back(test::Soxi(what, path));
     if (path.ends_with(".mp3")) f.push_back(test::Soxi("-B", path));
-    if (path.ends_with(".wav")) f.push_back(std::to_string(FormatTagOf(path)));
+    if (path.ends_with(".wav")) f.push_back(test::ReadFile(path).substr(20, 2));  // the format tag
     return f;
 }
 
@@ -70,14 +61,13 @@ class RealFormats : public ::testing::TestWithParam<Made> {
             return path;
         }
         const std::string ours = dir_.File("ours.wav");
-        EXPECT_TRUE(test::WriteRecording(ours, audio));
+        test::WriteRecording(ours, audio);
         std::vector<std::string> sox = {"sox", ours};
         sox.insert(sox.end(), m.soxArgs.begin(), m.soxArgs.end());
         sox.push_back(path);
         test::Tool(sox);
         return path;
     }
-    bool IsMp3() const { return std::string(GetParam().extension) == ".mp3"; }
     test::TempDir dir_;
 };
 
@@ -98,15 +88,15 @@ TEST_P(RealFormats, PausesShortenedChannelsAndFormatKept) {
     settings.newFixedLengthMs = 0;
     settings.newLengthFractionThousandths = 500;
     TrimOutcome outcome = TrimRecording(path, settings, RealTrimFileIo(), {});
-    ASSERT_EQ(outcome.status, TrimStatus::Ok) << outcome.tag << ": " << outcome.error;
-    EXPECT_TRUE(outcome.replaced);
+    EXPECT_TRUE(outcome.status == TrimStatus::Ok && outcome.replaced) << outcome.error;
     EXPECT_EQ(FormatOf(path), format);
 
     const test::Runs want = {{false, 1000}, {true, 1000}, {false, 150},
                              {true, 1000},  {false, 500}, {true, 1000}};
     // ADPCM fills its last block with whatever decodes from its padding: only
     // what ends within 20 ms of the sound counts.
-    const bool adpcm = std::string(GetParam().name).ends_with("Adpcm");
+    const bool adpcm = std::string(GetParam().name).ends_with("Adpcm"),
+               mp3 = std::string(GetParam().extension) == ".mp3";
     std::vector<float> decoded = test::Decode(path);
     if (adpcm) decoded.resize(std::min(decoded.size(), size_t(2 * Ms(4650 + 20))));
     test::Runs runs = test::MsRuns(decoded, 2);
@@ -114,14 +104,14 @@ TEST_P(RealFormats, PausesShortenedChannelsAndFormatKept) {
     ASSERT_EQ(runs.size(), want.size()) << testing::PrintToString(runs);
     for (size_t i = 0; i < runs.size(); ++i) {
         // MP3 adds its encoder delay and padding at the ends.
-        const int tolerance = IsMp3() ? (i == 0 || i + 1 == runs.size() ? 80 : 4) : 2;
+        const int tolerance = mp3 ? (i == 0 || i + 1 == runs.size() ? 80 : 4) : 2;
         EXPECT_EQ(runs[i].first, want[i].first) << i;
         EXPECT_NEAR(double(runs[i].second), double(want[i].second), tolerance)
             << i << ": " << testing::PrintToString(runs);
     }
     const test::Runs left = test::MsRuns(decoded, 2, 0);
     ASSERT_GE(left.size(), 2u);
-    EXPECT_NEAR(double(left[0].second), 1000 + 1000 + 150, IsMp3() ? 80 : 2)
+    EXPECT_NEAR(double(left[0].second), 1000 + 1000 + 150, mp3 ? 80 : 2)
         << "the first sound moved to the left channel";
 }
 
@@ -134,38 +124,6 @@ INSTANTIATE_TEST_SUITE_P(
                       Made{"Extensible24", ".wav", {"-e", "signed", "-b", "24"}},
                       Made{"Float64", ".wav", {"-e", "float", "-b", "64"}}),
     [](const auto& info) { return std::string(info.param.name); });
-
-// A damaged recording is left exactly as it is: never replaced by whatever part
-// of it could be decoded.
-class DamagedFormats : public RealFormats {};
-
-TEST_P(DamagedFormats, DamagedRecordingIsLeftAlone) {
-    test::Signal audio{2, {}};
-    Add(audio, 500, 0.5f, 0.5f);
-    Add(audio, 1500);
-    Add(audio, 2000, 0.5f, 0.5f);
-    const std::string path = Recording("damaged", audio);
-    std::string bytes = test::ReadFile(path);
-    // Cut off in the middle, and garbage where the audio was.
-    bytes.resize(bytes.size() * 2 / 3);
-    for (size_t i = bytes.size() / 2; i < bytes.size() / 2 + 4000; ++i) bytes[i] = char(i * 7919);
-    ASSERT_TRUE(test::WriteFile(path, bytes));
-
-    TrimOutcome outcome = TrimRecording(path, TrimSettings{}, RealTrimFileIo(), {});
-    if (outcome.status == TrimStatus::Ok && outcome.replaced) {
-        // PCM cut off by a crash plays to its end, so a decoder may read all that
-        // is there; then the new file must hold exactly what the trim kept.
-        EXPECT_NEAR(double(test::Decode(path).size() / 2), double(outcome.framesAfter),
-                    IsMp3() ? 2500 : 0);
-    } else {
-        EXPECT_EQ(test::ReadFile(path), bytes) << outcome.tag << ": " << outcome.error;
-    }
-}
-
-INSTANTIATE_TEST_SUITE_P(Trim, DamagedFormats,
-                         ::testing::Values(Made{"wav", ".wav", {}}, Made{"flac", ".flac", {}},
-                                           Made{"aiff", ".aiff", {}}, Made{"mp3", ".mp3", {}}),
-                         [](const auto& info) { return std::string(info.param.name); });
 
 // A WAV in an encoding that neither our writer nor libsndfile writes (here MPEG
 // audio, tag 0x55) is never rewritten in another encoding: no sink opens, and a
@@ -180,14 +138,12 @@ TEST(OtherWavCodecs, AnEncodingNothingWritesIsNeverRewrittenInAnother) {
     ASSERT_TRUE(test::WriteFile(mpeg, bytes));
     std::string error;
     auto source = OpenSoundSource(pcm, &error);
-    ASSERT_TRUE(source) << error;
     EXPECT_FALSE(OpenSinkLike(mpeg, *source, dir.File("new.wav"), &error));
     EXPECT_NE(error.find("mpeg.wav"), std::string::npos) << error;
     EXPECT_FALSE(std::filesystem::exists(dir.File("new.wav")));
 
     TrimOutcome outcome = TrimRecording(mpeg, TrimSettings{}, RealTrimFileIo(), {});
-    EXPECT_EQ(outcome.status, TrimStatus::Failed);
-    EXPECT_FALSE(outcome.error.empty());
+    EXPECT_TRUE(outcome.status == TrimStatus::Failed && !outcome.error.empty());
     EXPECT_EQ(test::ReadFile(mpeg), bytes);
 }
 

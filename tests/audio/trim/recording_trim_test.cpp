@@ -12,6 +12,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -42,12 +43,20 @@ class RecordingTrimTest : public ::testing::Test {
         EXPECT_EQ(test::FilesIn(dir_.Path()), std::vector<std::string>{"take 1.wav"});
     }
     void ExpectFailure(const TrimOutcome& outcome, const char* section, const char* tag) {
-        EXPECT_EQ(outcome.status, TrimStatus::Failed);
-        EXPECT_EQ(outcome.section, section);
-        EXPECT_EQ(outcome.tag, tag);
-        EXPECT_EQ(GetSettingString("UsageStats", "LastFailed"), section);
-        EXPECT_EQ(GetSettingString("UsageStats", "LastFailedReason"), tag);
+        EXPECT_EQ(std::make_tuple(outcome.status, outcome.section, outcome.tag,
+                                  GetSettingString("UsageStats", "LastFailed"),
+                                  GetSettingString("UsageStats", "LastFailedReason")),
+                  std::make_tuple(TrimStatus::Failed, section, tag, section, tag));
         ExpectUntouched(outcome);
+    }
+    TrimOutcome Trim(const TrimProgress& progress = {}, const TrimFileIo& io = RealTrimFileIo()) {
+        return TrimRecording(path_, settings_, io, progress);
+    }
+    // Progress that calls `f` with the name of each pass as it starts.
+    static TrimProgress OnPass(std::function<void(const std::string&)> f) {
+        TrimProgress progress;
+        progress.passStarted = [f](const char* text) { f(text); };
+        return progress;
     }
 
     test::TempDir dir_;
@@ -62,49 +71,42 @@ TEST_F(RecordingTrimTest, ReplacesTheRecordingOnlyWhenSomethingIsCut) {
     ASSERT_EQ(utimensat(AT_FDCWD, path_.c_str(), old, 0), 0);
 
     std::vector<std::string> passes;
-    TrimProgress progress;
-    progress.passStarted = [&](const char* text) { passes.push_back(text); };
-    TrimOutcome outcome = TrimRecording(path_, settings_, RealTrimFileIo(), progress);
-    ASSERT_EQ(outcome.status, TrimStatus::Ok) << outcome.error;
-    EXPECT_TRUE(outcome.replaced);
+    TrimOutcome outcome = Trim(OnPass([&](const std::string& text) { passes.push_back(text); }));
+    EXPECT_EQ(std::make_tuple(outcome.status, outcome.replaced, outcome.framesBefore,
+                              outcome.framesAfter),
+              std::make_tuple(TrimStatus::Ok, true, Ms(5300), Ms(3100)));
     EXPECT_EQ(passes, (std::vector<std::string>{kTrimPeakText, kTrimSearchText, kTrimRemoveText}));
-
     Signal trimmed = test::ReadRecording(path_);
-    EXPECT_EQ(trimmed.channels, 2u);
-    EXPECT_EQ(test::RunsOf(trimmed.samples, 2, 0.001f),
+    EXPECT_EQ(test::RunsOf(trimmed.samples, trimmed.channels, 0.001f),
               test::StretchRuns("L1000 S400 L1000 S400 L300"));
-    EXPECT_EQ(outcome.framesBefore, Ms(5300));
-    EXPECT_EQ(outcome.framesAfter, Ms(3100));
 
     struct stat st {};
     ASSERT_EQ(stat(path_.c_str(), &st), 0);
-    EXPECT_EQ(st.st_mode & 07777, 0640u);
-    EXPECT_EQ(st.st_mtim.tv_sec, 1000000000);  // still dated when it was recorded
+    // Still dated when it was recorded.
+    EXPECT_EQ(std::make_tuple(st.st_mode & 07777, st.st_mtim.tv_sec),
+              std::make_tuple(0640u, 1000000000l));
     EXPECT_EQ(test::FilesIn(dir_.Path()), std::vector<std::string>{"take 1.wav"});
 
     // Nothing left to cut: the file is not rewritten at all.
-    ASSERT_EQ(stat(path_.c_str(), &st), 0);
-    outcome = TrimRecording(path_, settings_, RealTrimFileIo(), {});
-    EXPECT_EQ(outcome.status, TrimStatus::Ok);
-    EXPECT_FALSE(outcome.replaced);
+    outcome = Trim();
     struct stat after {};
     ASSERT_EQ(stat(path_.c_str(), &after), 0);
-    EXPECT_EQ(after.st_ino, st.st_ino);
+    EXPECT_EQ(std::make_tuple(outcome.status, outcome.replaced, after.st_ino),
+              std::make_tuple(TrimStatus::Ok, false, st.st_ino));
 
     // Nor is an empty one.
     ASSERT_TRUE(test::WriteRecording(path_, Signal{2, {}}));
     original_ = test::ReadFile(path_);
-    outcome = TrimRecording(path_, settings_, RealTrimFileIo(), {});
+    outcome = Trim();
     EXPECT_EQ(outcome.status, TrimStatus::Ok);
     ExpectUntouched(outcome);
 }
 
-TEST_F(RecordingTrimTest, FailuresWhileOpening) {
+TEST_F(RecordingTrimTest, FailuresLeaveTheRecordingAndSayWhere) {
     // Not audio the decoder knows.
     ASSERT_TRUE(test::WriteFile(path_, "RIF"));
     original_ = "RIF";
-    ExpectFailure(TrimRecording(path_, settings_, RealTrimFileIo(), {}), "TrimSilence",
-                  "OpenSourceFailed");
+    ExpectFailure(Trim(), "TrimSilence", "OpenSourceFailed");
 
     // Decoded, but the file itself cannot be opened (it is gone).
     TrimFileIo io = RealTrimFileIo();
@@ -113,14 +115,12 @@ TEST_F(RecordingTrimTest, FailuresWhileOpening) {
         return LSoundSource(std::make_shared<test::MemorySource>(Signal{1, {0, 0, 0}}));
     };
     TrimOutcome outcome = TrimRecording(gone, settings_, io, {});
-    EXPECT_EQ(outcome.status, TrimStatus::Failed);
-    EXPECT_EQ(outcome.section, "TrimSilence");
-    EXPECT_EQ(outcome.tag, "OpenFileFailed");
-}
+    EXPECT_EQ(std::make_tuple(outcome.status, outcome.section, outcome.tag),
+              std::make_tuple(TrimStatus::Failed, "TrimSilence", "OpenFileFailed"));
 
-TEST_F(RecordingTrimTest, FailuresOfTheTrimItself) {
     // The recording cannot be read to the end (a damaged file).
-    TrimFileIo io = RealTrimFileIo();
+    ASSERT_TRUE(test::WriteRecording(path_, test::SignalOf("L1000 S1000 L1000 S2000 L300", 2)));
+    original_ = test::ReadFile(path_);
     std::shared_ptr<test::MemorySource> memory;
     auto openMemory = [&](uint64_t failReadAt) {
         return [&, failReadAt](const std::string& path, std::string&) {
@@ -130,21 +130,17 @@ TEST_F(RecordingTrimTest, FailuresOfTheTrimItself) {
         };
     };
     io.openSource = openMemory(Ms(2500));
-    ExpectFailure(TrimRecording(path_, settings_, io, {}), "TrimSilnce", "CutListFailed");
+    ExpectFailure(Trim({}, io), "TrimSilnce", "CutListFailed");
 
     // Readable for the search, but not when the edited audio is read back.
     io.openSource = openMemory(UINT64_MAX);
-    TrimProgress breakAtRemoval;
-    breakAtRemoval.passStarted = [&](const char* text) {
-        if (std::string(text) == kTrimRemoveText) memory->failSeek = true;
-    };
-    ExpectFailure(TrimRecording(path_, settings_, io, breakAtRemoval), "TrimSilnce",
-                  "OpenTrimmedSourceFailed");
-    breakAtRemoval.passStarted = [&](const char* text) {
-        if (std::string(text) == kTrimRemoveText) memory->failReadAt = Ms(2000);
-    };
-    ExpectFailure(TrimRecording(path_, settings_, io, breakAtRemoval), "TrimSilnce",
-                  "OpenTrimmedSourceFailed");
+    for (bool seek : {true, false})
+        ExpectFailure(Trim(OnPass([&](const std::string& text) {
+                               if (text != kTrimRemoveText) return;
+                               (seek ? memory->failSeek = true : memory->failReadAt = Ms(2000));
+                           }),
+                           io),
+                      "TrimSilnce", "OpenTrimmedSourceFailed");
 
     // A disk that fills up half way through the new file.
     signal(SIGXFSZ, SIG_IGN);  // over the limit, write() fails instead of killing us
@@ -152,22 +148,18 @@ TEST_F(RecordingTrimTest, FailuresOfTheTrimItself) {
     getrlimit(RLIMIT_FSIZE, &old);
     rlimit full{original_.size() / 2, old.rlim_max};
     setrlimit(RLIMIT_FSIZE, &full);
-    TrimOutcome outcome = TrimRecording(path_, settings_, RealTrimFileIo(), {});
+    outcome = Trim();
     setrlimit(RLIMIT_FSIZE, &old);
     ExpectFailure(outcome, "TrimSilnce", "OpenTrimmedSinkFailed");
-}
 
-TEST_F(RecordingTrimTest, ARecordingReplacedMeanwhileIsNotOverwritten) {
     // The user saved another file over the recording while it was being trimmed.
-    TrimProgress progress;
-    progress.passStarted = [&](const char* text) {
-        if (std::string(text) != kTrimRemoveText) return;
-        ASSERT_TRUE(test::WriteRecording(dir_.File("new.wav"), Signal{1, {0.25f}}));
-        ASSERT_EQ(rename(dir_.File("new.wav").c_str(), path_.c_str()), 0);
+    auto replace = OnPass([&](const std::string& text) {
+        if (text != kTrimRemoveText) return;
+        test::WriteRecording(dir_.File("new.wav"), Signal{1, {0.25f}});
+        rename(dir_.File("new.wav").c_str(), path_.c_str());
         original_ = test::ReadFile(path_);
-    };
-    ExpectFailure(TrimRecording(path_, settings_, RealTrimFileIo(), progress), "TrimSilnce",
-                  "OpenFileFailed");
+    });
+    ExpectFailure(Trim(replace), "TrimSilnce", "OpenFileFailed");
 }
 
 TEST_F(RecordingTrimTest, CancellingAnyStepLeavesTheRecording) {
@@ -182,13 +174,13 @@ TEST_F(RecordingTrimTest, CancellingAnyStepLeavesTheRecording) {
         };
         progress.progress = [&](double) { reports += removing; };
         progress.cancelRequested = [&] { return reports >= cancelAt; };
-        TrimOutcome outcome = TrimRecording(path_, settings_, RealTrimFileIo(), progress);
+        TrimOutcome outcome = Trim(progress);
         EXPECT_EQ(outcome.status, TrimStatus::Cancelled) << cancelAt;
         ExpectUntouched(outcome);
     }
     TrimProgress atOnce;
     atOnce.cancelRequested = [] { return true; };
-    ExpectUntouched(TrimRecording(path_, settings_, RealTrimFileIo(), atOnce));
+    ExpectUntouched(Trim(atOnce));
 }
 
 TEST_F(RecordingTrimTest, LeftoversOfAKilledTrimAreRemovedNextTime) {
@@ -200,8 +192,7 @@ TEST_F(RecordingTrimTest, LeftoversOfAKilledTrimAreRemovedNextTime) {
     int liveFd = open(live.c_str(), O_RDONLY);
     ASSERT_EQ(flock(liveFd, LOCK_EX), 0);  // another trim is writing this one
 
-    TrimOutcome outcome = TrimRecording(path_, settings_, RealTrimFileIo(), {});
-    EXPECT_EQ(outcome.status, TrimStatus::Ok);
+    EXPECT_EQ(Trim().status, TrimStatus::Ok);
     EXPECT_EQ(test::FilesIn(dir_.Path()),
               (std::vector<std::string>{".vctrim", ".vctrim-Xy34Zw.wav", "take 1.wav"}));
     close(liveFd);

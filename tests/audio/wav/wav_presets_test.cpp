@@ -35,8 +35,6 @@ WavEncoderChoice Fixed(int codec, uint16_t channels, uint32_t rate, uint16_t bit
 // The names in the lists are the window's own text; what is tested is the
 // logic: which entry a stored tag selects, and a source's rate among the offers.
 TEST(WavPresets, EncodingOfATagAndRatesOffered) {
-    const uint16_t tags[] = {1, 49, 6, 7};
-    for (int i = 0; i < kWavEncodingCount; ++i) EXPECT_EQ(WavEncodingAt(i).tag, tags[i]);
     EXPECT_EQ(WavEncodingIndexOfTag(7), 3);
     EXPECT_EQ(WavEncodingIndexOfTag(3), 0);  // float shows as PCM
     auto rates = WavSampleRates(12345);
@@ -46,22 +44,23 @@ TEST(WavPresets, EncodingOfATagAndRatesOffered) {
 }
 
 TEST(WavPresets, PresetDerivedFromTheControls) {
-    WavEncoderChoice autoChoice;  // PCM, Match Source twice, 16 bits
-    EXPECT_EQ(DeriveWavPreset(autoChoice), WavPreset::Auto);
-    EXPECT_EQ(DeriveWavPreset(Fixed(0, 2, 44100, 16)), WavPreset::High);
-    EXPECT_EQ(DeriveWavPreset(Fixed(0, 2, 22050, 16)), WavPreset::Medium);
-    EXPECT_EQ(DeriveWavPreset(Fixed(0, 1, 8000, 8)), WavPreset::Low);
-    // One control off makes it Custom.
-    WavEncoderChoice c = autoChoice;
-    c.bits = 24;
-    EXPECT_EQ(DeriveWavPreset(c), WavPreset::Custom);
-    c = Fixed(0, 2, 44100, 16);
-    c.matchChannels = true;
-    EXPECT_EQ(DeriveWavPreset(c), WavPreset::Custom);
-    EXPECT_EQ(DeriveWavPreset(Fixed(0, 1, 44100, 16)), WavPreset::Custom);
-    EXPECT_EQ(DeriveWavPreset(Fixed(0, 2, 48000, 16)), WavPreset::Custom);
-    EXPECT_EQ(DeriveWavPreset(Fixed(0, 1, 8000, 16)), WavPreset::Custom);
-    EXPECT_EQ(DeriveWavPreset(Fixed(2, 1, 8000, 8)), WavPreset::Custom);  // A-law, not PCM
+    WavEncoderChoice autoChoice, bits24, matching = Fixed(0, 2, 44100, 16);  // PCM, Match Source
+    bits24.bits = 24;
+    matching.matchChannels = true;
+    // One control off makes it Custom (the last: A-law, not PCM).
+    const std::pair<WavEncoderChoice, WavPreset> rows[] = {
+        {autoChoice, WavPreset::Auto},
+        {Fixed(0, 2, 44100, 16), WavPreset::High},
+        {Fixed(0, 2, 22050, 16), WavPreset::Medium},
+        {Fixed(0, 1, 8000, 8), WavPreset::Low},
+        {bits24, WavPreset::Custom},
+        {matching, WavPreset::Custom},
+        {Fixed(0, 1, 44100, 16), WavPreset::Custom},
+        {Fixed(0, 2, 48000, 16), WavPreset::Custom},
+        {Fixed(0, 1, 8000, 16), WavPreset::Custom},
+        {Fixed(2, 1, 8000, 8), WavPreset::Custom}};
+    for (size_t i = 0; i < std::size(rows); ++i)
+        EXPECT_EQ(DeriveWavPreset(rows[i].first), rows[i].second) << i;
 
     // Choosing a preset sets controls that derive to it again; Custom keeps them.
     WavEncoderChoice gsm = ConformWavChoice(Fixed(1, 1, 8000, 0));
@@ -77,17 +76,10 @@ TEST(WavPresets, PresetDerivedFromTheControls) {
 TEST(WavPresets, ControlsFollowTheEncoding) {
     WavEncoderChoice c;  // PCM following the source
     c.codecIndex = 1;    // GSM 6.10
-    c = ConformWavChoice(c);
-    EXPECT_FALSE(c.matchChannels || c.matchRate);
-    EXPECT_EQ(c.channels, 1);
-    EXPECT_EQ(c.sampleRate, 8000u);
-    EXPECT_EQ(c.bits, 0);
+    EXPECT_EQ(ConformWavChoice(c), Fixed(1, 1, 8000, 0));
     EXPECT_TRUE(WavSampleSizes(1).empty());
-
     c = ConformWavChoice(Fixed(3, 2, 22050, 24));  // µ-law keeps rate and channels
-    EXPECT_EQ(c.bits, 8);
-    EXPECT_EQ(c.channels, 2);
-    EXPECT_EQ(c.sampleRate, 22050u);
+    EXPECT_EQ(c, Fixed(3, 2, 22050, 8));
 
     c.codecIndex = 0;  // back to PCM: 8 bits are offered, so they stay
     EXPECT_EQ(ConformWavChoice(c).bits, 8);
@@ -121,8 +113,7 @@ TEST(WavPresets, OkStoresKeysAndRecord) {
     EXPECT_EQ(keys(), std::make_tuple(1, false, false, true));
     EXPECT_EQ(Fields(LoadWavFormat()), std::make_tuple(1, 48000u, 2, 24));
     WavEncoderChoice loaded = LoadWavEncoderChoice();
-    EXPECT_TRUE(loaded.matchChannels && !loaded.matchRate);
-    EXPECT_EQ(loaded.sampleRate, 48000u);
+    EXPECT_TRUE(loaded.matchChannels && !loaded.matchRate && loaded.sampleRate == 48000u);
 
     // Custom GSM 6.10: no automatic keys even where a control followed the source.
     WavEncoderChoice gsm;
@@ -130,9 +121,8 @@ TEST(WavPresets, OkStoresKeysAndRecord) {
     ASSERT_TRUE(SaveWavEncoderChoice(WavPreset::Custom, gsm));
     EXPECT_EQ(keys(), std::make_tuple(1, false, false, false));
     EXPECT_EQ(GetSettingInt(s, "CodecIndex", -1), 1);
-    LSoundFormat f = LoadWavFormat();
-    EXPECT_EQ(Fields(f), std::make_tuple(49, 8000u, 1, 0));
-    EXPECT_EQ(f.blockAlign, 65);
+    EXPECT_EQ(std::tuple_cat(Fields(LoadWavFormat()), std::make_tuple(LoadWavFormat().blockAlign)),
+              std::make_tuple(49, 8000u, 1, 0, 65));
     EXPECT_EQ(LoadWavEncoderChoice(), ConformWavChoice(gsm));
     // FormatAuto alone turns the record into PCM; GSM's 0 bits become 16.
     SetSettingBool(s, kWavFormatAutoKey, true);

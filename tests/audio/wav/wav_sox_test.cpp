@@ -48,9 +48,9 @@ TEST(WavCodecs, EachCodecReadsBackInSoxAndInOurReader) {
         const uint64_t frames = 2 * c.rate + (gsm ? 0 : 1);
         const auto tone = Tone(1000, 0.5, c.rate, c.channels, frames);
         ASSERT_TRUE(WriteWav(path, Format(c.tag, c.rate, c.channels, c.bits), tone));
-        EXPECT_EQ(Soxi("-r", path), std::to_string(c.rate));
-        EXPECT_EQ(Soxi("-c", path), std::to_string(channels));
-        EXPECT_EQ(Soxi("-s", path), std::to_string(frames));
+        EXPECT_EQ(
+            Soxi("-r", path) + " " + Soxi("-c", path) + " " + Soxi("-s", path),
+            std::to_string(c.rate) + " " + std::to_string(channels) + " " + std::to_string(frames));
         EXPECT_NE(Soxi("-e", path).find(c.encoding), std::string::npos);
         auto decoded = Decode(path);
         ASSERT_EQ(decoded.size(), frames * channels);
@@ -58,23 +58,19 @@ TEST(WavCodecs, EachCodecReadsBackInSoxAndInOurReader) {
         EXPECT_NEAR(measured.hz, 1000.0, 1.0);
         EXPECT_NEAR(20 * std::log10(measured.rms / (0.5 / std::sqrt(2.0))), 0.0, c.levelDb);
 
-        std::string error;
-        auto source = OpenWavSource(path, &error);
-        ASSERT_TRUE(source) << error;
-        EXPECT_EQ(source->SampleRate(), c.rate);
-        EXPECT_EQ(source->Channels(), channels);
-        EXPECT_EQ(source->TotalFrames(), frames);
-        EXPECT_EQ(source->Length().Milliseconds(), 2000);
-        EXPECT_EQ(source->FormatDescription(), c.description);
+        auto source = OpenWavSource(path, nullptr);
+        ASSERT_TRUE(source);
+        EXPECT_EQ(
+            std::make_tuple(source->SampleRate(), unsigned(source->Channels()),
+                            source->TotalFrames(), source->Length().Milliseconds(),
+                            source->FormatDescription()),
+            std::make_tuple(c.rate, channels, frames, int64_t(2000), std::string(c.description)));
         auto back = ReadAll(*source, 777);  // an odd size crosses every boundary
         ASSERT_EQ(back.size(), frames * channels);
-        if (gsm) {
-            ToneMeasure ours = MeasureTone(back, 1, c.rate);
-            EXPECT_NEAR(ours.hz, 1000.0, 1.0);
-            EXPECT_NEAR(20 * std::log10(ours.rms / (0.5 / std::sqrt(2.0))), 0.0, 2.0);
-        } else {
-            EXPECT_LE(MaxError(back, tone), c.tolerance);
-        }
+        ToneMeasure ours = MeasureTone(back, channels, c.rate);
+        EXPECT_NEAR(ours.hz, 1000.0, 1.0);
+        EXPECT_NEAR(20 * std::log10(ours.rms / (0.5 / std::sqrt(2.0))), 0.0, 2.0);
+        EXPECT_TRUE(gsm || MaxError(back, tone) <= c.tolerance) << MaxError(back, tone);
         // Seeking, into the middle of a GSM block too, reads what reading on does.
         ASSERT_TRUE(source->Seek(4321));
         std::vector<float> after(100 * channels);
@@ -91,10 +87,10 @@ TEST(WavSox, G711MatchesSoxOnEverySample) {
     std::string linear;
     for (int v = -32768; v < 32768; ++v)
         linear += std::string{char(v & 0xFF), char((v >> 8) & 0xFF)};
-    ASSERT_TRUE(WriteFile(dir.File("all.raw"), linear));
+    WriteFile(dir.File("all.raw"), linear);
     std::string codes;
     for (int c = 0; c < 256; ++c) codes += char(c);
-    ASSERT_TRUE(WriteFile(dir.File("codes.raw"), codes));
+    WriteFile(dir.File("codes.raw"), codes);
     // Mono 8 kHz raw audio from one encoding to another, without dither.
     auto soxRaw = [](const std::string& in, const std::string& inEncoding, const char* inBits,
                      const std::string& out, const std::string& outEncoding, const char* outBits) {
