@@ -145,6 +145,10 @@ class SessionTest : public ::testing::Test {
         const auto size = std::filesystem::file_size(path, missing);
         return missing ? -1 : (int64_t(size) - 44) / 2 * 1000 / kRate;
     }
+    void ExpectState(int state, SessionLook look) {
+        EXPECT_EQ(dialog->RecorderState(), state);
+        EXPECT_EQ(view.look, look);
+    }
     static bool Exists(const std::string& path) { return std::filesystem::exists(path); }
     std::string Take(int number) const {
         return folder.File(StringPrintf("Untitled %03d.wav", number));
