@@ -123,6 +123,27 @@ TEST_F(SessionTest, OpenSinkFailureIsRecordedAndNothingStarts) {
                 view.messages.back().text.find("x.wav") != std::string::npos);
 }
 
+TEST_F(SessionTest, DeviceThatCannotOpenPutsTheNumberBackAndSaysWhy) {
+    SetSettingInt("Settings", "AutoNumber", 7);
+    deviceIndex = -1;
+    Open();
+    Record();
+    EXPECT_FALSE(dialog->IsRecordingInProgress() || Exists(Take(7)));
+    EXPECT_EQ(GetSettingInt("Settings", "AutoNumber", 0), 7);
+    EXPECT_EQ(GetSettingString("UsageStats", "LastFailed"), "StrtRcrdng");
+    EXPECT_FALSE(GetSettingString("UsageStats", "LastFailedReason").empty());
+    ASSERT_EQ(view.messages.size(), 1u);
+    EXPECT_EQ(view.messages[0].text.rfind("Vocarta cannot open the sound device for recording."
+                                          "\r\n\r\nPlease check you have selected the correct "
+                                          "Sound Record Device in Settings",
+                                          0),
+              0u);
+    deviceIndex = 0;  // the number given back is taken
+    Record();
+    EXPECT_EQ(dialog->OutputPath(), Take(7));
+    dialog->Stop();
+}
+
 TEST_F(SessionTest, IntervalToneRunsOnlyWhileRecording) {
     SetSettings("Settings", "IntervalTone=1;IntervalSecs=2");
     Open();

@@ -82,7 +82,7 @@ class SessionTest : public ::testing::Test {
         services.recorder = std::move(made);
         services.prepareDevice = [this] {
             LResolvedRecordDevice resolved;
-            resolved.device.index = 0;
+            resolved.device.index = deviceIndex;
             resolved.deviceName = "simulated";
             return resolved;
         };
@@ -160,6 +160,7 @@ class SessionTest : public ::testing::Test {
     LogTail log;
     std::shared_ptr<SwitchedSine> sound = std::make_shared<SwitchedSine>();
     int64_t loseDeviceAfterFrames = -1;
+    int deviceIndex = 0;  // -1: no device to open
     std::atomic<uint64_t> freeBytes{uint64_t(1) << 40};
     uint64_t trashHolds = 0;
     int trashEmptied = 0;
