@@ -182,7 +182,7 @@ TEST_P(SettingsContract, ProtectedValuesRoundTripWithoutClearText) {
     for (const std::string& value : values) {
         ASSERT_TRUE(SetProtectedSetting("DropboxV2", "Token", value));
         const std::string stored = Long("DropboxV2", "__Token").second;
-        if (value.size() > 3) EXPECT_EQ(stored.find(value.substr(0, 4)), std::string::npos);
+        EXPECT_TRUE(value.size() <= 3 || stored.find(value.substr(0, 4)) == std::string::npos);
         EXPECT_EQ(Protected("DropboxV2", "Token"), Got(true, value.substr(0, 259)));
     }
     EXPECT_EQ(Protected("DropboxV2", "Missing"), Got(false, "def"));
@@ -207,7 +207,6 @@ TEST_P(SettingsContract, KeyObjectLeavesAMarkerForEveryLevel) {
 }
 
 TEST_P(SettingsContract, CompanionDomainsAreSeparate) {
-    EXPECT_EQ(OtherDomainName("Player"), std::string(kMakerPrefix) + ".Player");
     SettingsDomain other(OtherDomainName("Player"));
     other.SetString("Settings", "Volume", "7");
     EXPECT_FALSE(SettingExists("Settings", "Volume"));
@@ -291,14 +290,8 @@ TEST_F(PreferencesFile, KilledWriterLeavesAReadableFileAndCopyWithEveryFinishedW
         while (done.ReceiveByte() == 'd') ++finished;
         EXPECT_EQ(WaitChild(pid), 128 + SIGKILL);
 
-        std::string text = ReadFile(Path());
-        for (std::size_t pos = 0, end; pos < text.size(); pos = end + 1) {
-            end = text.find('\n', pos);
-            ASSERT_NE(end, std::string::npos) << "the file ends mid-line";
-            std::string line = text.substr(pos, end - pos);
-            ASSERT_TRUE(line[0] == '#' || line.find('=') != std::string::npos) << line;
-        }
-        EXPECT_EQ(FilePreferencesStore::DamageIn(text), "");
+        // Whole lines, each Section/Key=value, and the closing line.
+        EXPECT_EQ(FilePreferencesStore::DamageIn(ReadFile(Path())), "");
         EXPECT_EQ(FilePreferencesStore::DamageIn(ReadFile(Path() + ".bak")), "")
             << "the last good copy is not whole";
         int counter = GetSettingInt("Kill", "Counter", -1) - round * 100000;
