@@ -102,17 +102,13 @@ TEST(CommandLine, LaunchOptionsAreTakenOutAndPathsMarked) {
     EXPECT_FALSE(p.help) << "-h in the MP3 options is the high-quality word, not help";
     EXPECT_EQ(p.forward, Line("-record mp3 -cbr -b 128 -h -m j -p -outdir rel -recordfile a.wav "
                               "-playfile b.ogg"));
-    ASSERT_EQ(p.pathPositions.size(), 3u);
-    EXPECT_EQ(p.forward[p.pathPositions[0]], "rel");
-    EXPECT_EQ(p.forward[p.pathPositions[1]], "a.wav");
-    EXPECT_EQ(p.forward[p.pathPositions[2]], "b.ogg");
-    EXPECT_TRUE(ParseCommandLine(Line("-h")).help);
-    EXPECT_TRUE(ParseCommandLine(Line("--help")).help);
-    EXPECT_TRUE(ParseCommandLine(Line("-V")).version);
-    EXPECT_TRUE(ParseCommandLine(Line("--VERSION")).version);
-    EXPECT_FALSE(IsProgramSwitch("-h"));
-    EXPECT_TRUE(IsProgramSwitch("-MS"));
-    EXPECT_FALSE(IsProgramSwitch("-runinbackground"));
+    std::vector<std::string> marked;
+    for (std::size_t at : p.pathPositions) marked.push_back(p.forward.at(at));
+    EXPECT_EQ(marked, (std::vector<std::string>{"rel", "a.wav", "b.ogg"}));
+    for (const char* h : {"-h", "--help"}) EXPECT_TRUE(ParseCommandLine(Line(h)).help) << h;
+    for (const char* v : {"-V", "--VERSION"}) EXPECT_TRUE(ParseCommandLine(Line(v)).version) << v;
+    EXPECT_TRUE(!IsProgramSwitch("-h") && IsProgramSwitch("-MS") &&
+                !IsProgramSwitch("-runinbackground"));
 }
 
 // The help text and manual page are written by hand: every switch they name

@@ -16,6 +16,8 @@ using namespace vocarta::test;
 
 namespace {
 
+using Box = std::pair<std::string, std::string>;  // a message box's title and text
+
 class FileNamingTest : public ::testing::Test {
   protected:
     void SetUp() override {
@@ -30,6 +32,12 @@ class FileNamingTest : public ::testing::Test {
     }
     int AutoNumber() { return GetSettingInt("Settings", "AutoNumber", -99); }
     void SetAutoNumber(int value) { SetSettingInt("Settings", "AutoNumber", value); }
+    // The last message box as {title, text}.
+    Box Said() const {
+        if (view.messages.empty()) return {};
+        return {view.messages.back().title, view.messages.back().text};
+    }
+    LResult<RecordingTarget> Choose() { return ChooseRecordingPath(view, OutputFormat::kWav); }
 
     TempDir folder{"vocarta-names"};
     FakeView view;
@@ -47,9 +55,9 @@ TEST_F(FileNamingTest, DefaultPatternCountsFromZeroAndSkipsTakenNames) {
     EXPECT_EQ(Expand(FileNamePattern()), "Untitled 000");
     EXPECT_EQ(AutoNumber(), 1);
     SetAutoNumber(0);
-    WriteFile(folder.File("Untitled 000.mp3"), "x");
-    WriteFile(folder.File("Untitled 001.mp3"), "x");
-    WriteFile(folder.File("Untitled 002.wav"), "x");  // another format does not count
+    // Another format does not count.
+    for (const char* taken : {"Untitled 000.mp3", "Untitled 001.mp3", "Untitled 002.wav"})
+        WriteFile(folder.File(taken), "x");
     EXPECT_EQ(Expand(FileNamePattern()), "Untitled 002");
     EXPECT_EQ(AutoNumber(), 3);
     EXPECT_EQ(MakeRecordingPath("Untitled 002", OutputFormat::kMp3),
@@ -57,14 +65,18 @@ TEST_F(FileNamingTest, DefaultPatternCountsFromZeroAndSkipsTakenNames) {
 }
 
 TEST_F(FileNamingTest, TokensAndOddPercentSigns) {
-    SetAutoNumber(1234);
-    EXPECT_EQ(Expand("%autonumber%"), "1234");
-    EXPECT_EQ(Expand("%YYYY%-%MM%-%DD% %HH%.%MIN%.%SS% take"), "2024-05-01 09.05.07 take");
-    EXPECT_EQ(Expand("a%Foo%b%yyyy%c"), "abc");  // unknown (and wrongly cased) tokens vanish
-    EXPECT_EQ(Expand("100%% sure"), "100% sure");
-    EXPECT_EQ(Expand("50% off"), "50% off");
-    SetAutoNumber(5);
-    EXPECT_EQ(Expand("%autonumber%-%autonumber%"), "005-006");
+    // Unknown (and wrongly cased) tokens vanish; each %autonumber% takes a number.
+    const std::tuple<int, const char*, const char*> rows[] = {
+        {1234, "%autonumber%", "1234"},
+        {0, "%YYYY%-%MM%-%DD% %HH%.%MIN%.%SS% take", "2024-05-01 09.05.07 take"},
+        {0, "a%Foo%b%yyyy%c", "abc"},
+        {0, "100%% sure", "100% sure"},
+        {0, "50% off", "50% off"},
+        {5, "%autonumber%-%autonumber%", "005-006"}};
+    for (const auto& [number, pattern, expected] : rows) {
+        SetAutoNumber(number);
+        EXPECT_EQ(Expand(pattern), expected);
+    }
     EXPECT_EQ(AutoNumber(), 7);
     // Without a counter the name is used once, even if taken, and takes no number.
     DeleteSetting("Settings", "AutoNumber");
@@ -106,47 +118,41 @@ TEST_F(FileNamingTest, LongNamesGiveWayBeforeTheNumberAndTheExtension) {
     std::string message;
     for (const char* bad : {"../../evil/%autonumber%", "a/b %SS%", "..%SS%", ""})
         EXPECT_FALSE(ValidateFileNamePattern(bad, message)) << bad;
-    SetSettingString("Settings", "FileNameFormat", "../../evil/%autonumber%");
-    EXPECT_EQ(FileNamePattern(), "Untitled %autonumber%");
-    SetSettingString("Settings", "FileNameFormat", "");
-    EXPECT_EQ(FileNamePattern(), "Untitled %autonumber%");
+    for (const char* stored : {"../../evil/%autonumber%", ""}) {
+        SetSettingString("Settings", "FileNameFormat", stored);
+        EXPECT_EQ(FileNamePattern(), "Untitled %autonumber%");
+    }
     EXPECT_EQ(Expand("%Unknown%"), "Untitled") << "never a hidden \".mp3\"";
 }
 
 TEST_F(FileNamingTest, CounterResetAndPutBack) {
-    SetAutoNumber(7);
-    PutBackAutoNumber();
-    EXPECT_EQ(AutoNumber(), 6);
-    DeleteSetting("Settings", "AutoNumber");
-    PutBackAutoNumber();  // read with default 1
-    EXPECT_EQ(AutoNumber(), 0);
-    PutBackAutoNumber();
-    EXPECT_EQ(AutoNumber(), 0);
+    // {before (-1: none), after}: a missing counter reads as 1; never below 0.
+    for (const auto& [before, after] : {std::pair{7, 6}, {-1, 0}, {0, 0}}) {
+        if (before < 0) DeleteSetting("Settings", "AutoNumber");
+        if (before >= 0) SetAutoNumber(before);
+        PutBackAutoNumber();
+        EXPECT_EQ(AutoNumber(), after) << before;
+    }
     SetAutoNumber(41);
     ResetAutoNumber(view);
     EXPECT_EQ(AutoNumber(), 0);
-    ASSERT_EQ(view.messages.size(), 1u);
-    EXPECT_EQ(view.messages[0].text, "Auto number has been reset to 0.");
-    EXPECT_EQ(view.messages[0].title, "Reset");
+    EXPECT_EQ(Said(), Box("Reset", "Auto number has been reset to 0."));
 }
 
 TEST_F(FileNamingTest, NamePromptAndReplaceQuestion) {
     SetSettingBool("Settings", "PromptForName", true);
-    auto choose = [&] { return ChooseRecordingPath(view, OutputFormat::kWav); };
     view.prompts = {std::nullopt, std::string("   "), std::string("../elsewhere"),
                     std::string("  Interview ")};
-    EXPECT_TRUE(choose().Error().IsCancelled());
-    EXPECT_EQ(view.promptTitles.back(), "Enter File Name");
-    EXPECT_EQ(view.promptInitials.back(), "Untitled 000");
+    EXPECT_TRUE(Choose().Error().IsCancelled());
+    EXPECT_EQ(view.promptTitles.back() + "|" + view.promptInitials.back(),
+              "Enter File Name|Untitled 000");
     EXPECT_FALSE(SettingExists("Settings", "AutoNumber"));  // the suggestion takes no number
-    EXPECT_FALSE(choose());
-    EXPECT_EQ(view.messages.back().text, "The name must contain text.");
-    EXPECT_EQ(view.messages.back().title, "Name Invalid");
-    EXPECT_FALSE(choose());
+    EXPECT_FALSE(Choose());
+    EXPECT_EQ(Said(), Box("Name Invalid", "The name must contain text."));
+    EXPECT_FALSE(Choose());
     EXPECT_EQ(view.messages.at(1).title, "Name Invalid");
-    auto chosen = choose();
-    ASSERT_TRUE(chosen);
-    EXPECT_EQ(chosen.Value().path, folder.File("Interview.wav"));
+    auto chosen = Choose();
+    EXPECT_EQ(chosen ? chosen.Value().path : "", folder.File("Interview.wav"));
 
     // An existing recording is replaced only on "Replace"; the answer that keeps
     // it (the one nobody at the keyboard gets) records under the next free name.
@@ -154,31 +160,28 @@ TEST_F(FileNamingTest, NamePromptAndReplaceQuestion) {
     WriteFile(folder.File("Interview 001.wav"), "x");
     view.prompts = {std::string("Interview"), std::string("Interview"), std::string("Interview")};
     view.answers = {2, 0, 1};  // "Cancel", "Replace", "Record as ..."
-    EXPECT_TRUE(choose().Error().IsCancelled());
+    EXPECT_TRUE(Choose().Error().IsCancelled());
     const MessageBoxRequest& asked = view.messages.back();
-    EXPECT_EQ(asked.title, "File Exists");
-    EXPECT_EQ(asked.text,
-              "Another file with the same name and format already "
-              "exists. Do you want to replace it? ");
+    EXPECT_EQ(Said(), Box("File Exists",
+                          "Another file with the same name and format already exists. Do you "
+                          "want to replace it? "));
     EXPECT_EQ(asked.buttons,
               (std::vector<std::string>{"Replace", "Record as \"Interview 002.wav\"", "Cancel"}));
     EXPECT_EQ(asked.UnattendedChoice(), 1);
-    chosen = choose();
+    chosen = Choose();
     EXPECT_TRUE(chosen && chosen.Value().replaces);
-    chosen = choose();
-    ASSERT_TRUE(chosen);
-    EXPECT_EQ(chosen.Value().path, folder.File("Interview 002.wav"));
-    EXPECT_FALSE(chosen.Value().replaces);
+    chosen = Choose();
+    EXPECT_TRUE(chosen && !chosen.Value().replaces);
+    EXPECT_EQ(chosen ? chosen.Value().path : "", folder.File("Interview 002.wav"));
 
     // A pattern's name is asked about the same way.
     SetSettingBool("Settings", "PromptForName", false);
     SetSettingString("Settings", "FileNameFormat", "Interview");
-    EXPECT_FALSE(choose());
+    EXPECT_FALSE(Choose());
     EXPECT_EQ(view.messages.back().title, "File Exists");
     SetSettingString("Settings", "FileNameFormat", "Take %autonumber%");
-    chosen = choose();
-    ASSERT_TRUE(chosen);
-    EXPECT_EQ(chosen.Value().path, folder.File("Take 000.wav"));
+    chosen = Choose();
+    EXPECT_EQ(chosen ? chosen.Value().path : "", folder.File("Take 000.wav"));
 }
 
 // "-recordfile /dev/null" as root once deleted /dev/null after an empty take.
@@ -190,9 +193,8 @@ TEST_F(FileNamingTest, OnlyFilesOrFreeNamesAreRecordingTargets) {
          {std::string("/dev/null"), folder.File("pipe.wav"), folder.File("null.wav"),
           folder.File("dir.wav"), folder.Path()}) {
         auto target = PrepareRecordingTarget(view, bad);
-        ASSERT_FALSE(target) << bad;
-        EXPECT_EQ(target.Error().Code(), LErrorCode::kInvalid);
-        EXPECT_NE(view.messages.back().text.find("records only into files"), std::string::npos);
+        EXPECT_TRUE(!target && target.Error().Code() == LErrorCode::kInvalid) << bad;
+        EXPECT_NE(Said().second.find("records only into files"), std::string::npos);
     }
     RemoveTakeFile(folder.File("pipe.wav"), "test");
     EXPECT_TRUE(FileExists(folder.File("pipe.wav"))) << "only a regular file is ever removed";
@@ -205,24 +207,22 @@ TEST_F(FileNamingTest, OutputFolderChecks) {
         return CheckOutputFolder(view, path, OutputFolderUse::RecordCommand);
     };
     EXPECT_EQ(check(missing), OutputFolderCheck::Cancelled);
-    EXPECT_EQ(view.messages.back().text,
+    EXPECT_EQ(Said().second,
               "The specified output folder doesn't exist. Do you want to create it now?");
     EXPECT_EQ(view.messages.back().buttons, (std::vector<std::string>{"Create Folder", "Cancel"}));
     EXPECT_FALSE(DirExists(missing));
     view.answers = {0};
     EXPECT_EQ(check(missing), OutputFolderCheck::Ready);
-    EXPECT_TRUE(DirExists(missing));
     EXPECT_EQ(RecordFolder(), missing);
 
     EXPECT_EQ(check("relative/dir"), OutputFolderCheck::Refused);
-    EXPECT_EQ(view.messages.back().text,
-              "Cannot create the specified folder. Please enter a valid folder.");
+    EXPECT_EQ(Said().second, "Cannot create the specified folder. Please enter a valid folder.");
     // A file where a parent folder should be: creating fails.
     WriteFile(folder.File("plain"), "x");
     view.answers = {0};
     EXPECT_EQ(check(folder.File("plain/sub")), OutputFolderCheck::Refused);
-    EXPECT_EQ(view.messages.back().text, "Cannot create the specified folder. Please try again.");
+    EXPECT_EQ(Said().second, "Cannot create the specified folder. Please try again.");
     EXPECT_EQ(check(folder.File("plain")), OutputFolderCheck::Refused);
-    EXPECT_EQ(view.messages.back().title, "Invalid output folder");
+    EXPECT_EQ(Said().first, "Invalid output folder");
     EXPECT_EQ(RecordFolder(), missing);  // nothing refused was stored
 }

@@ -74,8 +74,7 @@ TEST(CommandRecord, PackCapsCountAndCutsArguments) {
     std::string why;
     ASSERT_TRUE(UnpackCommandLine(&record, sizeof record, out, why)) << why;
     ASSERT_EQ(out.size(), 128u);
-    EXPECT_EQ(out[127], "arg127");
-    EXPECT_EQ(out[5], std::string(259, 'x'));
+    EXPECT_TRUE(out[127] == "arg127" && out[5] == std::string(259, 'x'));
 
     PackCommandLine({"vocarta", "-stop"}, record);
     static CommandLineRecord expected;  // all zero
@@ -94,8 +93,7 @@ TEST(CommandRecord, RefusesBadRecords) {
     for (int32_t count : {-1, 0, 129, 0x7fffffff, int32_t(0x80000000)}) {
         CommandLineRecord bad = record;
         bad.count = count;
-        EXPECT_FALSE(UnpackCommandLine(&bad, sizeof bad, out, why)) << count;
-        EXPECT_TRUE(out.empty());
+        EXPECT_TRUE(!UnpackCommandLine(&bad, sizeof bad, out, why) && out.empty()) << count;
     }
     // Short and over-long records.
     EXPECT_FALSE(UnpackCommandLine(&record, sizeof record - 1, out, why));
@@ -113,12 +111,10 @@ TEST(CommandRecord, RefusesBadRecords) {
     // Random bytes, many times over.
     std::mt19937 random(7);
     std::vector<unsigned char> garbage(sizeof record);
-    int accepted = 0;
     for (int round = 0; round < 200; ++round) {
         for (auto& b : garbage) b = static_cast<unsigned char>(random());
-        if (UnpackCommandLine(garbage.data(), garbage.size(), out, why)) ++accepted;
+        EXPECT_FALSE(UnpackCommandLine(garbage.data(), garbage.size(), out, why)) << round;
     }
-    EXPECT_EQ(accepted, 0);
 }
 
 TEST(SingleInstance, SecondLaunchForwardsItsCommandLine) {
@@ -131,25 +127,24 @@ TEST(SingleInstance, SecondLaunchForwardsItsCommandLine) {
     EXPECT_EQ(running.received, std::vector<std::vector<std::string>>{args});
     // Open to all: the listener checks each peer's user itself.
     struct stat st {};
-    ASSERT_EQ(lstat(InstanceSocketPath(kInstanceName).c_str(), &st), 0);
+    lstat(InstanceSocketPath(kInstanceName).c_str(), &st);
     EXPECT_EQ(st.st_mode & 0777, 0777u);
 }
 
 TEST(SingleInstance, RefusesBadRecordsAndKeepsServing) {
     TestRunningCopy running;
     LogTail errors(ErrorLogPath());
-    CommandLineRecord record, bad;
+    CommandLineRecord record;
     PackCommandLine({"vocarta", "-stop"}, record);
-    bad = record;
+    CommandLineRecord bad = record;
     bad.count = -3;
     const std::string garbage(sizeof record, '\xff');
-    ASSERT_TRUE(running.SendRaw(&record, 1000));  // short
-    ASSERT_TRUE(running.SendRaw(&bad, sizeof bad));
-    ASSERT_TRUE(running.SendRaw(garbage.data(), garbage.size()));
+    running.SendRaw(&record, 1000);  // short
+    running.SendRaw(&bad, sizeof bad);
+    running.SendRaw(garbage.data(), garbage.size());
     ASSERT_TRUE(
-        errors.WaitFor("LMainWindowPipeListenerThread::Run: forwarded command line "
-                       "refused"));
-    ASSERT_TRUE(running.SendRaw(&record, sizeof record));
+        errors.WaitFor("LMainWindowPipeListenerThread::Run: forwarded command line refused"));
+    running.SendRaw(&record, sizeof record);
     running.loop.RunPosted(1);
     EXPECT_EQ(running.received, (std::vector<std::vector<std::string>>{{"vocarta", "-stop"}}));
     int refusals = 0;
@@ -187,8 +182,7 @@ TEST(SingleInstance, ConnectionFromAnotherUserIsRefused) {
     waitpid(child, &status, 0);
     ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
     EXPECT_TRUE(errors.WaitFor("LPipeListener::Run: connection from user 65534 refused"));
-    EXPECT_EQ(running.loop.RunPosted(0, 0), 0);
-    EXPECT_TRUE(running.received.empty());
+    EXPECT_TRUE(running.loop.RunPosted(0, 0) == 0 && running.received.empty());
 }
 
 TEST(SendBudget, CountsHalfWaitsAndHonoursStop) {

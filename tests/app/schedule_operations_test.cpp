@@ -63,14 +63,11 @@ TEST(ScheduleSwitches, AreReadAsTheLaunchingProcesssOwnOperation) {
         const ParsedCommandLine parsed = ParseCommandLine(row.args);
         const std::string line = Joined(row.args);
         EXPECT_EQ(parsed.scheduleOperation, row.operation) << line;
-        if (!row.error) {
-            EXPECT_EQ(Joined(parsed.scheduleArgs), row.scheduleArgs) << line;
-        }
         EXPECT_EQ(!parsed.errors.empty(), row.error) << line;
+        if (row.error) continue;
+        EXPECT_EQ(Joined(parsed.scheduleArgs), row.scheduleArgs) << line;
         // A schedule's words never reach a running copy.
-        if (parsed.scheduleOperation != Op::kNone && !row.error) {
-            EXPECT_EQ(parsed.forward.size(), 1u) << line;
-        }
+        EXPECT_EQ(parsed.forward.size(), 1u) << line;
     }
     // The words are never taken as another switch's value.
     EXPECT_FALSE(ParseCommandLine(Words({"-outdir", "-schedules"})).errors.empty());
@@ -85,20 +82,16 @@ class ScheduleOperationTest : public ::testing::Test {
     int Run(std::initializer_list<const char*> words) {
         const ParsedCommandLine parsed = ParseCommandLine(Words(words));
         EXPECT_TRUE(parsed.errors.empty());
-        char* outText = nullptr;
-        char* errText = nullptr;
-        size_t outSize = 0, errSize = 0;
-        std::FILE* out = open_memstream(&outText, &outSize);
-        std::FILE* err = open_memstream(&errText, &errSize);
+        char* text[2] = {};
+        size_t size[2] = {};
+        std::FILE* out = open_memstream(&text[0], &size[0]);
+        std::FILE* err = open_memstream(&text[1], &size[1]);
         ScheduledRecordingList list;
         const int status = RunScheduleOperation(parsed.scheduleOperation, parsed.scheduleArgs, list,
                                                 launcher_, now_, out, err);
-        std::fclose(out);
-        std::fclose(err);
-        out_ = outText;
-        err_ = errText;
-        free(outText);
-        free(errText);
+        std::fclose(out), std::fclose(err);
+        out_ = text[0], err_ = text[1];
+        free(text[0]), free(text[1]);
         return status;
     }
 
@@ -117,20 +110,16 @@ TEST_F(ScheduleOperationTest, AddListRemoveEndWithTheirStatusAndTheWindowsTexts)
               "Name\tStart\tEnd\tState\tDuration\tNext start\n"
               "Night?line\tEveryday 22:00:00\t08:00:00\tActive\t10-00-00\t2030-06-05 12:00:00\n");
 
-    // The window's checks, texts and titles; each refusal ends with 2.
+    // The window's checks and titles, each refusal ending with 2 (the texts:
+    // schedule_record_test.cpp); one line as a whole.
     EXPECT_EQ(Run({"-schedule-add", "Late", "daily", "23:00", "+10:00:01"}), 2);
-    EXPECT_EQ(err_,
-              "vocarta: Please make sure that the start and end time values are not equal, and "
-              "the recording length is less than or equal to 10 hours. (Invalid start or end "
-              "time.)\n");
+    EXPECT_NE(err_.find("10 hours. (Invalid start or end time.)\n"), std::string::npos) << err_;
     EXPECT_EQ(Run({"-schedule-add", "Overlap", "daily", "23:00", "23:30"}), 2);
     EXPECT_EQ(err_,
               "vocarta: An overlap detected between this schedule and Night?line. "
               "(Overlap Detected)\n");
     EXPECT_EQ(Run({"-schedule-add", "Past", "once", "2030-06-05", "11:59:59", "+1m"}), 2);
-    EXPECT_EQ(err_,
-              "vocarta: Please make sure that the start time is greater than the current time. "
-              "(Invalid start time.)\n");
+    EXPECT_NE(err_.find("current time. (Invalid start time.)\n"), std::string::npos) << err_;
     // An inactive schedule is not looked at for overlaps and gets no job.
     EXPECT_EQ(Run({"-schedule-add", "Spare", "daily", "07:00", "07:30", "-inactive"}), 0);
     EXPECT_EQ(out_, "Schedule \"Spare\" added.\n");
@@ -147,12 +136,9 @@ TEST_F(ScheduleOperationTest, ListThatCannotBeWrittenEndsWithOne) {
     const std::string folder = JoinPath(AppDataDir(), ScheduledRecordingList::kListName);
     std::filesystem::create_directories(AppDataDir());
     // A file where the list's folder belongs: nothing can be stored.
-    FILE* blocker = std::fopen(folder.c_str(), "w");
-    ASSERT_NE(blocker, nullptr);
-    std::fclose(blocker);
+    std::fclose(std::fopen(folder.c_str(), "w"));
     EXPECT_EQ(Run({"-schedule-add", "n", "daily", "07:00", "08:00"}), 1);
-    EXPECT_FALSE(err_.empty());
-    EXPECT_TRUE(launcher_.jobs.empty());
+    EXPECT_TRUE(!err_.empty() && launcher_.jobs.empty());
     std::filesystem::remove(folder);
 }
 

@@ -26,6 +26,14 @@ if os.path.exists(os.path.join(here, "slow")):
 """
 
 
+def read_lines(path):
+    """The lines of `path` (split at "\n" only); none when it does not exist."""
+    if not os.path.exists(path):
+        return []
+    with open(path, encoding="utf-8") as f:
+        return [line for line in f.read().split("\n") if line]
+
+
 class SendEnv(SessionEnv):
     def __init__(self):
         super().__init__(modules=False, mic=True)
@@ -51,11 +59,7 @@ class SendEnv(SessionEnv):
         self.write_settings("Settings", SendFolder=1, SendFolderDir=self.mirror)
 
     def calls(self):
-        try:
-            with open(os.path.join(self.tools, "calls.jsonl")) as f:
-                return [json.loads(line) for line in f]
-        except FileNotFoundError:
-            return []
+        return [json.loads(line) for line in read_lines(os.path.join(self.tools, "calls.jsonl"))]
 
     def record_and_stop(self, *record_args, path=None):
         """A recording started by `record_args` (default -record wav) on the
@@ -73,11 +77,7 @@ class SendEnv(SessionEnv):
 
     def sent(self):
         """The send log's lines as lists of fields."""
-        try:
-            with open(self.sent_log, encoding="utf-8") as f:
-                return [line.rstrip("\n").split("\t") for line in f]
-        except FileNotFoundError:
-            return []
+        return [line.split("\t") for line in read_lines(self.sent_log)]
 
     def wait_sent(self, lines, timeout=30):
         """Until the send log has `lines` lines and the queue is finished."""
@@ -111,15 +111,12 @@ class SendEnv(SessionEnv):
             proc.kill()
             proc.wait()
             proc.stdout.close()
-        try:  # the run method leaves its programs running when the program ends
-            with open(os.path.join(self.tools, "pids")) as f:
-                for pid in f:
-                    try:
-                        os.kill(int(pid), signal.SIGKILL)
-                    except ProcessLookupError:
-                        pass
-        except FileNotFoundError:
-            pass
+        # The run method leaves its programs running when the program ends.
+        for pid in read_lines(os.path.join(self.tools, "pids")):
+            try:
+                os.kill(int(pid), signal.SIGKILL)
+            except ProcessLookupError:
+                pass
         super().close()
 
 

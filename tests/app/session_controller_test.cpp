@@ -44,20 +44,17 @@ TEST_F(SessionTest, RecordPauseResumeRetakeStopFollowTheStateTable) {
     view.visible = true;
     EXPECT_TRUE(view.buttons.record && !view.buttons.stop);
     Record();
-    EXPECT_EQ(dialog->RecorderState(), MainDialog::kRecorderRecording);
-    EXPECT_EQ(view.look, SessionLook::Recording);
+    ExpectState(MainDialog::kRecorderRecording, SessionLook::Recording);
     EXPECT_TRUE(view.indicatorLit);
     loop.Fire(SessionPresenter::kTimerBlink);
     EXPECT_FALSE(view.indicatorLit);
     Pump(1.5);
-    EXPECT_TRUE(loop.IsTimerRunning(SessionPresenter::kTimerTimeDisplay));
+    EXPECT_TRUE(loop.IsTimerRunning(SessionPresenter::kTimerTimeDisplay) && !view.levels.empty());
     EXPECT_EQ(tones, std::vector<LToneKind>{LToneKind::Start});
-    EXPECT_FALSE(view.levels.empty());
     EXPECT_TRUE(view.buttons.pause && view.buttons.stop && !view.buttons.play);
 
     dialog->Pause();
-    EXPECT_EQ(dialog->RecorderState(), MainDialog::kRecorderPaused);
-    EXPECT_EQ(view.look, SessionLook::Paused);
+    ExpectState(MainDialog::kRecorderPaused, SessionLook::Paused);
     EXPECT_FALSE(loop.IsTimerRunning(SessionPresenter::kTimerBlink));
     EXPECT_TRUE(view.buttons.record) << "Record resumes a paused recording";
     Record();
@@ -69,21 +66,19 @@ TEST_F(SessionTest, RecordPauseResumeRetakeStopFollowTheStateTable) {
     Pump(2.5);
 
     dialog->Stop();
-    EXPECT_EQ(dialog->RecorderState(), MainDialog::kRecorderStopped);
-    EXPECT_EQ(view.look, SessionLook::Idle);
-    EXPECT_TRUE(dialog->SessionEnded());
-    EXPECT_FALSE(dialog->IsSinkOpen());
+    ExpectState(MainDialog::kRecorderStopped, SessionLook::Idle);
+    EXPECT_TRUE(dialog->SessionEnded() && !dialog->IsSinkOpen());
     EXPECT_FALSE(loop.IsTimerRunning(SessionPresenter::kTimerTimeDisplay));
     // Only the retake is in the file: 2.5 s pumped, 0.5 s of it dropped at the start.
     EXPECT_NEAR(double(WavMs(Take(0))), 2000.0, 150.0);
     EXPECT_EQ(Queued(), std::vector<std::string>{Take(0)});
     EXPECT_EQ(view.finished, std::vector<std::string>{Take(0)});
     EXPECT_EQ(tones.back(), LToneKind::Stop);
-    EXPECT_EQ(UsageCount("CmRecord"), 2);
-    EXPECT_EQ(UsageCount("CmRestart"), 1);
-    EXPECT_EQ(UsageCount("StrtRcrdng"), 3) << "each device start counts";
-    EXPECT_TRUE(view.buttons.play);
-    EXPECT_EQ(dialog->LastRecordingPath(), Take(0));
+    // Each device start counts.
+    EXPECT_EQ((std::vector<int>{UsageCount("CmRecord"), UsageCount("CmRestart"),
+                                UsageCount("StrtRcrdng")}),
+              (std::vector<int>{2, 1, 3}));
+    EXPECT_TRUE(view.buttons.play && dialog->LastRecordingPath() == Take(0));
     Record();
     EXPECT_EQ(dialog->OutputPath(), Take(1)) << "the next recording takes the next number";
     dialog->AfterStop(true);
@@ -101,7 +96,6 @@ TEST_F(SessionTest, FilesRecordedStopsCountingAtFive) {
     EXPECT_EQ(Queued().size(), 2u);
 }
 
-// A stop from Paused with nothing recorded: test_session_recording.py.
 TEST_F(SessionTest, AFileUnder1024BytesIsNotKept) {
     LSoundFormat aLaw;  // 8 bits a sample: 100 ms make 800 bytes
     ASSERT_TRUE(MakeWavFormat(6, kRate, 1, 8, aLaw));
@@ -121,13 +115,33 @@ TEST_F(SessionTest, AFileUnder1024BytesIsNotKept) {
 
 TEST_F(SessionTest, OpenSinkFailureIsRecordedAndNothingStarts) {
     Open();
-    dialog->RecordToFile(folder.File("missing/x.wav"),
-                         CurrentRecordingSpec());  // a folder that does not exist
-    EXPECT_EQ(GetSettingString("UsageStats", "LastFailed"), "RcrdFile");
-    EXPECT_EQ(GetSettingString("UsageStats", "LastFailedReason"), "OpenSinkFailed");
+    // A folder that does not exist.
+    dialog->RecordToFile(folder.File("missing/x.wav"), CurrentRecordingSpec());
+    ExpectSettings("UsageStats", "LastFailed=RcrdFile;LastFailedReason=OpenSinkFailed");
     EXPECT_EQ(dialog->RecorderState(), MainDialog::kRecorderStopped);
-    ASSERT_FALSE(view.messages.empty());
-    EXPECT_NE(view.messages.back().text.find("x.wav"), std::string::npos);
+    EXPECT_TRUE(!view.messages.empty() &&
+                view.messages.back().text.find("x.wav") != std::string::npos);
+}
+
+TEST_F(SessionTest, DeviceThatCannotOpenPutsTheNumberBackAndSaysWhy) {
+    SetSettingInt("Settings", "AutoNumber", 7);
+    deviceIndex = -1;
+    Open();
+    Record();
+    EXPECT_FALSE(dialog->IsRecordingInProgress() || Exists(Take(7)));
+    EXPECT_EQ(GetSettingInt("Settings", "AutoNumber", 0), 7);
+    EXPECT_EQ(GetSettingString("UsageStats", "LastFailed"), "StrtRcrdng");
+    EXPECT_FALSE(GetSettingString("UsageStats", "LastFailedReason").empty());
+    ASSERT_EQ(view.messages.size(), 1u);
+    EXPECT_EQ(view.messages[0].text.rfind("Vocarta cannot open the sound device for recording."
+                                          "\r\n\r\nPlease check you have selected the correct "
+                                          "Sound Record Device in Settings",
+                                          0),
+              0u);
+    deviceIndex = 0;  // the number given back is taken
+    Record();
+    EXPECT_EQ(dialog->OutputPath(), Take(7));
+    dialog->Stop();
 }
 
 TEST_F(SessionTest, IntervalToneRunsOnlyWhileRecording) {
@@ -159,12 +173,7 @@ TEST_F(SessionTest, PlayAfterStopAndTheButtonsThatHoldPlayback) {
     EXPECT_FALSE(view.buttons.playbackPaused);
     dialog->Stop();
     EXPECT_TRUE(view.buttons.play && !view.buttons.stop);
-    EXPECT_EQ(dialog->RecorderState(), MainDialog::kRecorderStopped);
 }
-
-}  // namespace
-
-namespace {
 
 // A paused recording looked like a running one: status "Recording...", meters
 // frozen at their last value.
@@ -173,7 +182,6 @@ TEST_F(SessionTest, PausedLooksPausedAndASilentTakeSaysWhyItLeftNothing) {
     view.visible = true;
     Record();
     Pump(1.5);
-    ASSERT_FALSE(view.levels.empty());
     dialog->Pause();
     EXPECT_TRUE(view.levels.empty()) << "the meters drop";
     EXPECT_TRUE(view.buttons.recordingPaused) << "the pause button shows pressed";
@@ -181,8 +189,8 @@ TEST_F(SessionTest, PausedLooksPausedAndASilentTakeSaysWhyItLeftNothing) {
     loop.Fire(SessionPresenter::kTimerPausedBlink);
     EXPECT_TRUE(view.timeDimmed) << "the time display blinks";
     Record();
-    EXPECT_FALSE(loop.IsTimerRunning(SessionPresenter::kTimerPausedBlink));
-    EXPECT_FALSE(view.timeDimmed || view.buttons.recordingPaused);
+    EXPECT_FALSE(loop.IsTimerRunning(SessionPresenter::kTimerPausedBlink) || view.timeDimmed ||
+                 view.buttons.recordingPaused);
     dialog->Stop();
 
     // Voice activation never heard anything: no file, and the window says why
@@ -195,6 +203,13 @@ TEST_F(SessionTest, PausedLooksPausedAndASilentTakeSaysWhyItLeftNothing) {
     EXPECT_EQ(view.status, "Nothing was recorded: the input was silent");
     EXPECT_EQ(view.time, "0:00:00.000");
     EXPECT_FALSE(Exists(Take(1)));
+    Record();  // the same from Paused, and neither take is counted
+    Pump(1.5);
+    dialog->Pause();
+    const std::string paused = dialog->OutputPath();
+    dialog->Stop();
+    EXPECT_FALSE(Exists(paused));
+    EXPECT_EQ(GetSettingInt("Settings", "FilesRecorded", 0), 1);
 }
 
 // "-recordfile" onto an existing 30-second recording overwrote it, and a short

@@ -77,9 +77,6 @@ class SessionEnv(VocartaEnv):
         self.wait_until(lambda: self.pulse.pactl("list", "short", "sink-inputs").stdout.strip(),
                         10, "paplay's stream")
 
-    def play(self, path):
-        self._players.append(self.pulse.play(path, "nul", wait=False))
-
     def close(self):
         for proc in self._procs + self._players:  # nothing may outlive the daemon
             if proc.poll() is None:

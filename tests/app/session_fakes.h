@@ -82,7 +82,7 @@ class SessionTest : public ::testing::Test {
         services.recorder = std::move(made);
         services.prepareDevice = [this] {
             LResolvedRecordDevice resolved;
-            resolved.device.index = 0;
+            resolved.device.index = deviceIndex;
             resolved.deviceName = "simulated";
             return resolved;
         };
@@ -145,6 +145,10 @@ class SessionTest : public ::testing::Test {
         const auto size = std::filesystem::file_size(path, missing);
         return missing ? -1 : (int64_t(size) - 44) / 2 * 1000 / kRate;
     }
+    void ExpectState(int state, SessionLook look) {
+        EXPECT_EQ(dialog->RecorderState(), state);
+        EXPECT_EQ(view.look, look);
+    }
     static bool Exists(const std::string& path) { return std::filesystem::exists(path); }
     std::string Take(int number) const {
         return folder.File(StringPrintf("Untitled %03d.wav", number));
@@ -156,6 +160,7 @@ class SessionTest : public ::testing::Test {
     LogTail log;
     std::shared_ptr<SwitchedSine> sound = std::make_shared<SwitchedSine>();
     int64_t loseDeviceAfterFrames = -1;
+    int deviceIndex = 0;  // -1: no device to open
     std::atomic<uint64_t> freeBytes{uint64_t(1) << 40};
     uint64_t trashHolds = 0;
     int trashEmptied = 0;

@@ -9,6 +9,19 @@
 
 using namespace vocarta;
 
+namespace {
+
+// What was written to `out`, which is closed.
+std::string Printed(std::FILE* out) {
+    std::rewind(out);
+    char text[512] = {};
+    std::fread(text, 1, sizeof text - 1, out);
+    std::fclose(out);
+    return text;
+}
+
+}  // namespace
+
 TEST(HeadlessView, StatusLineShowsStateTimeLevelsAndFormat) {
     HeadlessView view(stderr, nullptr, false);
     view.SetStatusText("Recording...");
@@ -28,7 +41,6 @@ TEST(HeadlessView, StatusLineShowsStateTimeLevelsAndFormat) {
 
 TEST(HeadlessView, QuestionsTakeTheirUnattendedAnswer) {
     std::FILE* out = std::tmpfile();
-    ASSERT_NE(out, nullptr);
     HeadlessView view(out, nullptr, false);
     EXPECT_EQ(
         view.MessageBox({.text = "recording",
@@ -45,21 +57,15 @@ TEST(HeadlessView, QuestionsTakeTheirUnattendedAnswer) {
     // A prompt takes its suggestion: a headless recording with "prompt for a
     // name" on was refused every time when the prompt cancelled.
     std::string answer = "x";
-    EXPECT_TRUE(view.PromptText("Enter File Name", "Name", "Untitled 000", answer));
-    EXPECT_EQ(answer, "Untitled 000");
+    EXPECT_TRUE(view.PromptText("Enter File Name", "Name", "Untitled 000", answer) &&
+                answer == "Untitled 000");
     EXPECT_FALSE(view.PromptText("Enter File Name", "Name", "", answer));
-    std::rewind(out);
-    char text[512] = {};
-    std::fread(text, 1, sizeof text - 1, out);
-    EXPECT_NE(
-        std::string(text).find("Close To Tray: recording [answered \"Stop Recording and Close\"]"),
-        std::string::npos);
-    std::fclose(out);
+    EXPECT_NE(Printed(out).find("Close To Tray: recording [answered \"Stop Recording and Close\"]"),
+              std::string::npos);
 }
 
 TEST(HeadlessView, SendingShowsOnTheStatusLineAndItsQuestionsSend) {
     std::FILE* out = std::tmpfile();
-    ASSERT_NE(out, nullptr);
     HeadlessView view(out, nullptr, false);
     view.SetStatusText("Ready");
     view.SetTimeText("0:00:00.000");
@@ -74,11 +80,7 @@ TEST(HeadlessView, SendingShowsOnTheStatusLineAndItsQuestionsSend) {
     ViewTransmitUi ui(view);
     EXPECT_TRUE(ui.AskYesNo("Would you like this recording sent?", "Send to folder?"));
     ui.ShowMessage("But sending failed", "Transmit error");
-    std::rewind(out);
-    char text[512] = {};
-    std::fread(text, 1, sizeof text - 1, out);
-    EXPECT_EQ(std::string(text),
+    EXPECT_EQ(Printed(out),
               "Send to folder?: Would you like this recording sent? [answered \"Yes\"]\n"
               "Transmit error: But sending failed\n");
-    std::fclose(out);
 }

@@ -54,14 +54,13 @@ TEST(AfterRecordingQueue, RunsEveryStepInOrderOffTheCallingThread) {
     LAfterRecordingQueue queue({step("trim"), step("send")},
                                [&](const std::string& text) { statuses.Add(text); });
     EXPECT_EQ(queue.Pending(), 0u);
-    ASSERT_TRUE(queue.Add("a.wav"));
-    ASSERT_TRUE(queue.Add("b.wav"));
+    queue.Add("a.wav");
+    queue.Add("b.wav");
     ASSERT_TRUE(queue.WaitIdle(10000));
     EXPECT_EQ(steps.Lines(),
               (std::vector<std::string>{"trim a.wav", "send a.wav", "trim b.wav", "send b.wav"}));
     EXPECT_EQ(statuses.Lines(), steps.Lines());
-    EXPECT_FALSE(onCaller);
-    EXPECT_EQ(queue.Pending(), 0u);
+    EXPECT_TRUE(!onCaller && queue.Pending() == 0u);
 }
 
 TEST(AfterRecordingQueue, ProgramEndStopsTheRunningStepAndDropsTheRest) {
@@ -86,12 +85,11 @@ TEST(AfterRecordingQueue, ProgramEndStopsTheRunningStepAndDropsTheRest) {
     queue.Shutdown(50);  // the grace runs out: the step is told to stop
     EXPECT_TRUE(sawStop);
     EXPECT_EQ(ran.Lines(), std::vector<std::string>{"first.wav"});
-    EXPECT_TRUE(
-        log.Has("After-recording step after not run at program end: first.wav kept as it is"));
-    EXPECT_TRUE(
-        log.Has("After-recording steps not run at program end: second.wav kept as recorded"));
-    EXPECT_FALSE(queue.Add("third.wav"));
-    EXPECT_EQ(queue.Pending(), 0u);
+    for (const char* line :
+         {"After-recording step after not run at program end: first.wav kept as it is",
+          "After-recording steps not run at program end: second.wav kept as recorded"})
+        EXPECT_TRUE(log.Has(line)) << line;
+    EXPECT_TRUE(!queue.Add("third.wav") && queue.Pending() == 0u);
 }
 
 TEST(AfterRecordingQueue, TrimStepRunsOnlyWithAutotrimAndShowsItsStatus) {
@@ -103,7 +101,7 @@ TEST(AfterRecordingQueue, TrimStepRunsOnlyWithAutotrimAndShowsItsStatus) {
     const std::string path = folder.File("take.wav");
     auto opened = OpenRecordingSink(LoadRecordingSpec(OutputFormat::kWav), path);
     ASSERT_TRUE(opened);
-    std::shared_ptr<LSoundSinkBase> sink = opened.Value();
+    const std::shared_ptr<LSoundSinkBase>& sink = opened.Value();
     std::vector<float> samples(8000 * 5, 0.0f);  // 1 s of tone, 3 s of silence, 1 s of tone
     for (int i = 0; i < 8000 * 5; ++i)
         if (i < 8000 || i >= 8000 * 4) samples[i] = 0.5f * float(std::sin(i * 0.3));
@@ -128,8 +126,8 @@ TEST(AfterRecordingQueue, TrimStepRunsOnlyWithAutotrimAndShowsItsStatus) {
 
 TEST(Trash, EmptyingRemovesFilesAndRecordsButNeverFollowsALink) {
     const std::string trash = UserTrashFolder();
-    ASSERT_TRUE(MakeDirs(trash + "/files/folder/inner"));
-    ASSERT_TRUE(MakeDirs(trash + "/info"));
+    MakeDirs(trash + "/files/folder/inner");
+    MakeDirs(trash + "/info");
     WriteFile(trash + "/files/old.wav", std::string(5000, 'x'));
     WriteFile(trash + "/files/folder/inner/deep.txt", "x");
     WriteFile(trash + "/info/old.wav.trashinfo", "[Trash Info]\nPath=/x/old.wav\n");
@@ -141,10 +139,9 @@ TEST(Trash, EmptyingRemovesFilesAndRecordsButNeverFollowsALink) {
     // The home Trash is on the file system of a folder beside it.
     auto emptied = EmptyTrashFor(outside.Path());
     ASSERT_TRUE(emptied) << emptied.Error().Message();
-    EXPECT_EQ(emptied.Value().trashes, std::vector<std::string>{trash});
-    EXPECT_EQ(emptied.Value().items, 3u);
-    EXPECT_EQ(emptied.Value().bytes, 5001u);
-    EXPECT_TRUE(emptied.Value().complete);
+    const TrashEmptied& e = emptied.Value();
+    EXPECT_EQ(e.trashes, std::vector<std::string>{trash});
+    EXPECT_TRUE(e.items == 3u && e.bytes == 5001u && e.complete) << e.items << " " << e.bytes;
     for (const char* gone : {"/files/old.wav", "/files/folder", "/info/old.wav.trashinfo",
                              "/directorysizes", "/files/link"})
         EXPECT_FALSE(FileExists(trash + gone)) << gone;
@@ -153,8 +150,7 @@ TEST(Trash, EmptyingRemovesFilesAndRecordsButNeverFollowsALink) {
 
     RemoveTree(trash);
     emptied = EmptyTrashFor(outside.Path());
-    ASSERT_TRUE(emptied) << "no Trash at all is an empty one";
-    EXPECT_TRUE(emptied.Value().trashes.empty());
+    EXPECT_TRUE(emptied && emptied.Value().trashes.empty()) << "no Trash at all is an empty one";
     EXPECT_FALSE(EmptyTrashFor(outside.File("missing")));
 }
 

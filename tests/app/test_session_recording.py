@@ -1,6 +1,8 @@
 """End to end: the headless program's recording session, driven by real second
-launches, recording from a private PulseAudio daemon. A scheduled end on real
-audio: tests/schedule (cron); -exitifstop at a real stop: session_limits_test.cpp."""
+launches, recording from a private PulseAudio daemon: what only real audio,
+files and signals show. The state table, counters, voice time-out, an empty
+take and a device that cannot open: session_*_test.cpp; a scheduled end on real
+audio: tests/schedule (cron)."""
 
 import os
 import signal
@@ -41,67 +43,6 @@ class SessionRecordingTest(unittest.TestCase):
             # until then is all written, but for the device's first half second.
             self.assertAlmostEqual(env.duration(env.take(0)), t1 - t0 - DISCARDED, delta=0.4)
             self.assertGreater(env.rms(env.take(0)), 0.2, "the tone was recorded")
-            # The count follows the log line; it is waited for, not raced.
-            for section, key in (("Settings", "AutoNumber"), ("Settings", "FilesRecorded"),
-                                 ("UsageStats", "StrtRcrdng")):
-                env.wait_until(lambda: env.read_setting(section, key) == "1", 5,
-                               "%s/%s = 1" % (section, key))
-
-    def test_voice_timeout_splits_the_recording_into_files(self):
-        with SessionEnv(sine=False) as env:
-            env.write_settings("Settings", VoiceActivate=1, VoiceActivateLevel=-18,
-                               PauseWaitSeconds=1, VoiceActivateTimeoutRestart=1)
-            sound = os.path.join(env.root, "speech.wav")
-            # Two "sentences" of 1.5 s, each followed by 2.5 s of silence.
-            run("sox", "-n", "-r", "44100", "-c", "2", sound, "synth", "1.5", "sine", "440",
-                "vol", "0.5", "pad", "0", "2.5", "repeat", "1")
-            env.start("-record", "wav")
-            env.wait_for_log("Recording into")
-            time.sleep(2.5)  # the monitor's first sound comes late
-            env.play(sound)
-            env.wait_for_log("Voice time-out:", count=2, timeout=15)
-            env.command("-stop")
-            env.wait_for_log(COMPLETE + env.take(2))
-            # The third file never heard a voice: it is gone.
-            self.assertEqual(env.files(), ["Untitled 000.wav", "Untitled 001.wav"])
-            for number in (0, 1):
-                self.assertGreater(env.duration(env.take(number)), 1.2)
-                self.assertLess(env.duration(env.take(number)), 3.2)
-                self.assertGreater(env.rms(env.take(number), 0, 1.0), 0.05)
-
-    def test_stop_from_paused_with_nothing_recorded_deletes_the_file(self):
-        with SessionEnv(sine=False) as env:
-            env.write_settings("Settings", VoiceActivate=1, FilesRecorded=3)
-            env.start("-record", "wav")
-            env.wait_for_log("Recording into")
-            time.sleep(3)  # the monitor has been delivering silence by now
-            env.command("-pause")
-            env.wait_for_log("Pause")
-            env.command("-stop")
-            env.wait_for_log("Nothing was recorded: " + env.take(0) + " deleted")
-            self.assertEqual(env.files(), [])
-            self.assertEqual(env.read_setting("Settings", "FilesRecorded"), "3")
-
-    def test_failed_device_start_puts_the_number_back_and_says_why(self):
-        with SessionEnv(modules=False) as env:  # a sound server without any input
-            env.write_settings("Settings", AutoNumber=7)
-            copy = env.popen("-record", "wav")
-            # Headless, a recording that cannot start ends the launch with 1.
-            self.assertEqual(copy.wait(timeout=30), 1, env.describe())
-            env.wait_for_log('Message "Vocarta Sound Recorder": Vocarta cannot open the sound '
-                             "device for recording.")
-            self.assertEqual(env.read_setting("Settings", "AutoNumber"), "7")
-            self.assertEqual(env.files(), [])
-            self.assertEqual(env.read_setting("UsageStats", "LastFailed"), "StrtRcrdng")
-            self.assertTrue(env.read_setting("UsageStats", "LastFailedReason"))
-            self.assertIn("Vocarta cannot open the sound device for recording.\n\nPlease check "
-                          "you have selected the correct Sound Record Device in Settings",
-                          env.stderr_of(0))
-            # With a device, the number given back is taken.
-            env.pulse.load_module("module-null-sink", "sink_name=nul rate=44100")
-            env.write_settings("Settings", RecordDevice="nul.monitor")
-            copy = env.start("-record")
-            env.wait_for_log("Recording into " + env.take(7), proc=copy)
 
     def test_termination_signal_finishes_the_file_and_cleans_up(self):
         # A closed terminal (SIGHUP) ends a headless recording as SIGTERM does.

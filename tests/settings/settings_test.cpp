@@ -54,6 +54,14 @@ class PreferencesFile : public ::testing::Test {
         return FilePreferencesStore::Parse(ReadFile(Path()));
     }
     static std::vector<std::string> Keys() { return AppSettings().KeyList(); }
+    // The names in the preferences folder, sorted.
+    static std::vector<std::string> Names() {
+        std::vector<std::string> names;
+        for (const auto& entry : std::filesystem::directory_iterator(AppConfigDir()))
+            names.push_back(entry.path().filename());
+        std::sort(names.begin(), names.end());
+        return names;
+    }
 
     std::unique_ptr<TempDir> config_;
     std::string saved_;
@@ -71,6 +79,28 @@ class SettingsContract : public PreferencesFile, public ::testing::WithParamInte
     }
 };
 
+// A read with an out parameter as {found, text}.
+using Got = std::pair<bool, std::string>;
+template <class Read>
+Got ReadWith(Read read, const std::string& section, const std::string& key,
+             const std::string& def = "") {
+    std::string out;
+    const bool found = read(section, key, def, out);
+    return {found, out};
+}
+Got Short(const std::string& s, const std::string& k, const std::string& d = "") {
+    return ReadWith([](auto&... a) { return GetSettingString(a...); }, s, k, d);
+}
+Got Long(const std::string& s, const std::string& k, const std::string& d = "") {
+    return ReadWith([](auto&... a) { return GetSettingStringLong(a...); }, s, k, d);
+}
+Got Protected(const std::string& s, const std::string& k, const std::string& d = "def") {
+    return ReadWith([](auto&... a) { return GetProtectedSetting(a...); }, s, k, d);
+}
+Got Shared(const std::string& s, const std::string& k, const std::string& d = "") {
+    return ReadWith([](auto&... a) { return GetSharedSetting(a...); }, s, k, d);
+}
+
 }  // namespace
 
 INSTANTIATE_TEST_SUITE_P(Backends, SettingsContract,
@@ -79,15 +109,14 @@ INSTANTIATE_TEST_SUITE_P(Backends, SettingsContract,
                          });
 
 TEST_P(SettingsContract, BoolLooksAtTheFirstCharacterAndNumbersParseLikeStrtol) {
-    const std::pair<const char*, bool> cases[] = {{"0", false},  {"false", true}, {"0.5", false},
-                                                  {"00", false}, {"no", true},    {"1", true}};
-    for (const auto& [text, expected] : cases) {
+    // {text, default, expected}: empty gives the default.
+    const std::tuple<const char*, bool, bool> cases[] = {
+        {"0", true, false},  {"false", false, true}, {"0.5", true, false}, {"00", true, false},
+        {"no", false, true}, {"1", false, true},     {"", true, true},     {"", false, false}};
+    for (const auto& [text, def, expected] : cases) {
         SetSettingString("Recorder", "Autotrim", text);
-        EXPECT_EQ(GetSettingBool("Recorder", "Autotrim", !expected), expected) << text;
+        EXPECT_EQ(GetSettingBool("Recorder", "Autotrim", def), expected) << text << def;
     }
-    SetSettingString("Recorder", "Autotrim", "");
-    EXPECT_TRUE(GetSettingBool("Recorder", "Autotrim", true)) << "empty must give the default";
-    EXPECT_FALSE(GetSettingBool("Recorder", "Autotrim", false));
     EXPECT_TRUE(GetSettingBool("Recorder", "Missing", true));
     SetSettingBool("Recorder", "Autotrim", false);
     EXPECT_EQ(GetSettingString("Recorder", "Autotrim", "x"), "0");
@@ -112,16 +141,12 @@ TEST_P(SettingsContract, BoolLooksAtTheFirstCharacterAndNumbersParseLikeStrtol) 
 TEST_P(SettingsContract, ShortReadsCutTo259BytesAndLongReadsDoNot) {
     std::string long300(300, 'v');
     long300[258] = 'L';
-    ASSERT_TRUE(SetSettingString("Settings", "OutputFolder", long300));
-    std::string out;
-    EXPECT_TRUE(GetSettingString("Settings", "OutputFolder", "", out));
-    EXPECT_EQ(out, long300.substr(0, 259));
-    EXPECT_TRUE(GetSettingStringLong("Settings", "OutputFolder", "", out));
-    EXPECT_EQ(out, long300);
-    EXPECT_FALSE(GetSettingString("Settings", "Missing", long300, out));
-    EXPECT_EQ(out.size(), 259u) << "a default is cut the same way";
-    EXPECT_FALSE(GetSettingStringLong("Settings", "Missing", long300, out));
-    EXPECT_EQ(out, long300);
+    SetSettingString("Settings", "OutputFolder", long300);
+    EXPECT_EQ(Short("Settings", "OutputFolder"), Got(true, long300.substr(0, 259)));
+    EXPECT_EQ(Long("Settings", "OutputFolder"), Got(true, long300));
+    EXPECT_EQ(Short("Settings", "Missing", long300), Got(false, long300.substr(0, 259)))
+        << "a default is cut the same way";
+    EXPECT_EQ(Long("Settings", "Missing", long300), Got(false, long300));
 }
 
 TEST_P(SettingsContract, KeysJoinWithOneSlashDeleteTakesTheTwinAndDeleteTreeKeepsToItsSection) {
@@ -134,13 +159,12 @@ TEST_P(SettingsContract, KeysJoinWithOneSlashDeleteTakesTheTwinAndDeleteTreeKeep
     SetProtectedSetting("DropboxV2", "Token", "secret");
     SetSettingString("DropboxV2", "Other", "kept");
     SetProtectedSetting("DropboxV2", "OnlyTwin", "x");
-    ASSERT_TRUE(SettingExists("DropboxV2", "__Token"));
     EXPECT_TRUE(DeleteSetting("DropboxV2", "Token"));
     EXPECT_TRUE(DeleteSetting("DropboxV2", "OnlyTwin"));
     EXPECT_EQ(Keys(), (std::vector<std::string>{"DropboxV2/Other", "Settings/Format"}));
     // DeleteSettingTree ignores case but not section boundaries.
-    ASSERT_TRUE(DeleteSettingTree("DropboxV2"));
-    ASSERT_TRUE(DeleteSettingTree("Settings"));
+    DeleteSettingTree("DropboxV2");
+    DeleteSettingTree("Settings");
     for (const char* key : {"FindPlay/SaveFolder", "findplay/Sort", "FINDPLAY/Sub/Deep",
                             "FindPlayer/SaveFolder", "FindPlayDlg/Width", "Settings/FindPlay"})
         AppSettings().SetRaw(key, "v");
@@ -157,20 +181,13 @@ TEST_P(SettingsContract, ProtectedValuesRoundTripWithoutClearText) {
                                   std::string(300, 'z')};
     for (const std::string& value : values) {
         ASSERT_TRUE(SetProtectedSetting("DropboxV2", "Token", value));
-        std::string stored, back;
-        GetSettingStringLong("DropboxV2", "__Token", "", stored);
-        if (value.size() > 3) {
-            EXPECT_EQ(stored.find(value.substr(0, 4)), std::string::npos);
-        }
-        EXPECT_TRUE(GetProtectedSetting("DropboxV2", "Token", "def", back));
-        EXPECT_EQ(back, value.substr(0, 259));
+        const std::string stored = Long("DropboxV2", "__Token").second;
+        EXPECT_TRUE(value.size() <= 3 || stored.find(value.substr(0, 4)) == std::string::npos);
+        EXPECT_EQ(Protected("DropboxV2", "Token"), Got(true, value.substr(0, 259)));
     }
-    std::string out;
-    EXPECT_FALSE(GetProtectedSetting("DropboxV2", "Missing", "def", out));
-    EXPECT_EQ(out, "def");
+    EXPECT_EQ(Protected("DropboxV2", "Missing"), Got(false, "def"));
     SetSettingString("DropboxV2", "__Token", "not scrambled by us");
-    EXPECT_FALSE(GetProtectedSetting("DropboxV2", "Token", "def", out));
-    EXPECT_EQ(out, "def");
+    EXPECT_EQ(Protected("DropboxV2", "Token"), Got(false, "def"));
     EXPECT_NE(ScrambleProtectedValue("token-a"), ScrambleProtectedValue("token-b"));
 }
 
@@ -183,16 +200,13 @@ TEST_P(SettingsContract, KeyObjectLeavesAMarkerForEveryLevel) {
     AppSettings().SetRaw("Cloud", "kept");  // an existing value is never replaced
     ASSERT_TRUE(key.SetString("User", "me"));
     std::string out;
-    EXPECT_TRUE(key.GetString("User", "", out));
-    EXPECT_EQ(out, "me");
-    EXPECT_TRUE(AppSettings().GetRaw("Cloud", out));
-    EXPECT_EQ(out, "kept");
+    EXPECT_TRUE(key.GetString("User", "", out) && out == "me") << out;
+    EXPECT_TRUE(AppSettings().GetRaw("Cloud", out) && out == "kept") << out;
     EXPECT_TRUE(SettingExists("Cloud", "Dropbox"));
     EXPECT_EQ(GetSettingString("Cloud/Dropbox", "Account"), "Account");
 }
 
 TEST_P(SettingsContract, CompanionDomainsAreSeparate) {
-    EXPECT_EQ(OtherDomainName("Player"), std::string(kMakerPrefix) + ".Player");
     SettingsDomain other(OtherDomainName("Player"));
     other.SetString("Settings", "Volume", "7");
     EXPECT_FALSE(SettingExists("Settings", "Volume"));
@@ -276,14 +290,8 @@ TEST_F(PreferencesFile, KilledWriterLeavesAReadableFileAndCopyWithEveryFinishedW
         while (done.ReceiveByte() == 'd') ++finished;
         EXPECT_EQ(WaitChild(pid), 128 + SIGKILL);
 
-        std::string text = ReadFile(Path());
-        for (std::size_t pos = 0, end; pos < text.size(); pos = end + 1) {
-            end = text.find('\n', pos);
-            ASSERT_NE(end, std::string::npos) << "the file ends mid-line";
-            std::string line = text.substr(pos, end - pos);
-            ASSERT_TRUE(line[0] == '#' || line.find('=') != std::string::npos) << line;
-        }
-        EXPECT_EQ(FilePreferencesStore::DamageIn(text), "");
+        // Whole lines, each Section/Key=value, and the closing line.
+        EXPECT_EQ(FilePreferencesStore::DamageIn(ReadFile(Path())), "");
         EXPECT_EQ(FilePreferencesStore::DamageIn(ReadFile(Path() + ".bak")), "")
             << "the last good copy is not whole";
         int counter = GetSettingInt("Kill", "Counter", -1) - round * 100000;
@@ -295,13 +303,9 @@ TEST_F(PreferencesFile, KilledWriterLeavesAReadableFileAndCopyWithEveryFinishedW
     // A process starting now clears the temporary files the dead writers left.
     FilePreferencesStore fresh(Path());
     ASSERT_TRUE(fresh.SetValue("Settings/Fresh", "1"));
-    std::vector<std::string> names;
-    for (const auto& entry : std::filesystem::directory_iterator(AppConfigDir()))
-        names.push_back(entry.path().filename());
-    std::sort(names.begin(), names.end());
-    EXPECT_EQ(names, (std::vector<std::string>{std::string(kAppDomain) + ".conf",
-                                               std::string(kAppDomain) + ".conf.bak",
-                                               std::string(kAppDomain) + ".conf.lock"}));
+    EXPECT_EQ(Names(), (std::vector<std::string>{std::string(kAppDomain) + ".conf",
+                                                 std::string(kAppDomain) + ".conf.bak",
+                                                 std::string(kAppDomain) + ".conf.lock"}));
 }
 
 // Binary junk, a cut in the middle of a line (the auto-number 12 read as 1), a
@@ -334,19 +338,22 @@ TEST_F(PreferencesFile, DamagedFileIsKeptAsideAndTheLastGoodCopyRestored) {
 
         EXPECT_EQ(GetSettingInt("Settings", "AutoNumber", 0), 11);
         EXPECT_EQ(GetSettingString("Settings", "OutputFolder"), "/music");
-        std::vector<std::string> kept;
-        for (const auto& entry : std::filesystem::directory_iterator(AppConfigDir()))
-            if (entry.path().filename().string().find(".conf.damaged-") != std::string::npos)
-                kept.push_back(entry.path());
-        ASSERT_EQ(kept.size(), 1u);
-        EXPECT_EQ(ReadFile(kept[0]), damaged) << "the damaged file was not kept as it was";
+        const std::vector<std::string> names = Names();
+        const auto damagedName = std::find_if(names.begin(), names.end(), [](const auto& n) {
+            return n.find(".conf.damaged-") != std::string::npos;
+        });
+        ASSERT_NE(damagedName, names.end());
+        ASSERT_EQ(names.size(), 4u)
+            << "one kept copy: the file, its copy, its lock, the damaged one";
+        const std::string kept = JoinPath(AppConfigDir(), *damagedName);
+        EXPECT_EQ(ReadFile(kept), damaged) << "the damaged file was not kept as it was";
         EXPECT_EQ(FilePreferencesStore::DamageIn(ReadFile(Path())), "");
         EXPECT_EQ(ReadFresh().at("Settings/AutoNumber"), "11");
         EXPECT_EQ(TakeSettingsDamageNotice(),
                   "The settings file was damaged; the last good settings were restored from " +
-                      Path() + ".bak. The damaged file was kept as " + kept[0] + ".");
+                      Path() + ".bak. The damaged file was kept as " + kept + ".");
         EXPECT_EQ(TakeSettingsDamageNotice(), "") << "said more than once";
-        ASSERT_TRUE(SetSettingInt("Settings", "AutoNumber", 12));
+        SetSettingInt("Settings", "AutoNumber", 12);
         EXPECT_EQ(GetSettingInt("Settings", "AutoNumber", 0), 12);
     }
     const std::string log = ReadFile(ErrorLogPath());
@@ -399,25 +406,20 @@ TEST_F(PreferencesFile, LinkedPreferencesFileStaysALink) {
     ASSERT_EQ(symlink(real.c_str(), Path().c_str()), 0);
     EXPECT_EQ(GetSettingInt("Settings", "Format", 1), 2);
     ASSERT_TRUE(SetSettingInt("Settings", "Format", 3));
-    struct stat st;
-    ASSERT_EQ(lstat(Path().c_str(), &st), 0);
-    EXPECT_TRUE(S_ISLNK(st.st_mode)) << "the write replaced the link with a file";
+    EXPECT_TRUE(std::filesystem::is_symlink(Path())) << "the write replaced the link with a file";
     EXPECT_NE(ReadFile(real).find("Settings/Format=3"), std::string::npos);
 }
 
 TEST_F(PreferencesFile, SharedMissingFileSectionOrKeyGivesTheDefault) {
-    std::string out;
-    EXPECT_FALSE(GetSharedSetting("ComponentVersions", "Encoder", std::string(300, 'd'), out));
-    EXPECT_EQ(out, std::string(259, 'd'));
-    ASSERT_TRUE(SetSharedSetting("ComponentVersions", "Encoder", "1.2.3"));
-    ASSERT_TRUE(SetSharedSetting("Software", "Recorder", "4"));
-    ASSERT_TRUE(SetSharedSetting("ComponentVersions", "Encoder", "1.2.4"));
-    EXPECT_TRUE(GetSharedSetting("ComponentVersions", "Encoder", "", out));
-    EXPECT_EQ(out, "1.2.4");
-    EXPECT_FALSE(GetSharedSetting("ComponentVersions", "Burner", "none", out));
-    EXPECT_EQ(out, "none");
-    EXPECT_FALSE(GetSharedSetting("Other", "Encoder", "none", out));
-    EXPECT_EQ(out, "none");
+    EXPECT_EQ(Shared("ComponentVersions", "Encoder", std::string(300, 'd')),
+              Got(false, std::string(259, 'd')));
+    for (const char* version : {"1.2.3", "1.2.4"}) {
+        ASSERT_TRUE(SetSharedSetting("ComponentVersions", "Encoder", version));
+        ASSERT_TRUE(SetSharedSetting("Software", "Recorder", "4"));
+    }
+    EXPECT_EQ(Shared("ComponentVersions", "Encoder"), Got(true, "1.2.4"));
+    EXPECT_EQ(Shared("ComponentVersions", "Burner", "none"), Got(false, "none"));
+    EXPECT_EQ(Shared("Other", "Encoder", "none"), Got(false, "none"));
     EXPECT_FALSE(SetSharedSetting("1 bad", "Key", "x")) << "not an XML name";
 
     std::string xml = ReadFile(SharedSettingsPath());
@@ -433,22 +435,17 @@ TEST_F(PreferencesFile, SharedDamagedFileKeepsWhatPrecedesTheFault) {
     ASSERT_TRUE(WriteFile(SharedSettingsPath(),
                           "<SharedSettings><Software><Recorder value=\"4\"/></Software>"
                           "<Broken><Key val"));
-    std::string out;
-    EXPECT_TRUE(GetSharedSetting("Software", "Recorder", "", out));
-    EXPECT_EQ(out, "4");
+    EXPECT_EQ(Shared("Software", "Recorder"), Got(true, "4"));
     ASSERT_TRUE(SetSharedSetting("ComponentVersions", "Encoder", "2"));
-    EXPECT_TRUE(GetSharedSetting("Software", "Recorder", "", out)) << "a value was lost";
-    EXPECT_EQ(out, "4");
+    EXPECT_EQ(Shared("Software", "Recorder"), Got(true, "4")) << "a value was lost";
 
     // Shorter new contents must not leave the old tail behind.
     ASSERT_TRUE(WriteFile(
         SharedSettingsPath(),
         "<SharedSettings><A><B value=\"" + std::string(5000, 'x') + "\"/></A></SharedSettings>"));
     ASSERT_TRUE(SetSharedSetting("A", "B", "short"));
-    std::string xml = ReadFile(SharedSettingsPath());
-    EXPECT_EQ(xml.find("xxxx"), std::string::npos) << xml;
-    EXPECT_TRUE(GetSharedSetting("A", "B", "", out));
-    EXPECT_EQ(out, "short");
+    EXPECT_EQ(ReadFile(SharedSettingsPath()).find("xxxx"), std::string::npos);
+    EXPECT_EQ(Shared("A", "B"), Got(true, "short"));
 }
 
 TEST_F(PreferencesFile, SharedLinkPlantedInTheSharedFolderIsNotFollowed) {
@@ -458,7 +455,6 @@ TEST_F(PreferencesFile, SharedLinkPlantedInTheSharedFolderIsNotFollowed) {
     unlink(SharedSettingsPath().c_str());
     ASSERT_EQ(symlink(victim.c_str(), SharedSettingsPath().c_str()), 0);
     EXPECT_FALSE(SetSharedSetting("Software", "Recorder", "5"));
-    std::string out;
-    EXPECT_FALSE(GetSharedSetting("Software", "Recorder", "def", out));
+    EXPECT_FALSE(Shared("Software", "Recorder").first);
     EXPECT_EQ(ReadFile(victim), "precious");
 }

@@ -40,14 +40,14 @@ class DefaultsTool(unittest.TestCase):
         self.assertIn("Usage:", self.ok("--help"))
 
     def test_write_read_and_listing(self):
-        self.ok("write", "Settings/Format", "3")
-        self.ok("write", "Email/Subject", "a = b & c\nsecond line")
-        self.ok("write", "Settings/Empty", "")
-        self.ok("write", "Cloud/Dropbox/Account/User", "me")
-        self.ok("write", "Odd//Key", "v")  # a section ending in "/" is kept as given
-        self.assertEqual(self.ok("read", "Email/Subject"), "a = b & c\nsecond line\n")
-        self.assertEqual(self.ok("read", "Settings/Empty"), "\n")
-        self.assertEqual(self.ok("read", "Odd//Key"), "v\n")
+        # A section ending in "/" is kept as given.
+        for key, value in (("Settings/Format", "3"), ("Email/Subject", "a = b & c\nsecond line"),
+                           ("Settings/Empty", ""), ("Cloud/Dropbox/Account/User", "me"),
+                           ("Odd//Key", "v")):
+            self.ok("write", key, value)
+        for key, out in (("Email/Subject", "a = b & c\nsecond line\n"), ("Settings/Empty", "\n"),
+                         ("Odd//Key", "v\n")):
+            self.assertEqual(self.ok("read", key), out)
         for missing in ("Settings/Nope", "Odd/Key"):
             self.assertEqual(self.run_tool("read", missing).returncode, 1, missing)
         self.assertEqual(self.ok("read").splitlines(), [
@@ -84,8 +84,8 @@ class DefaultsTool(unittest.TestCase):
             stored = f.read()
         self.assertIn("Ftp/__Password=v", stored)
         self.assertNotIn("pa ss", stored)
-        self.assertEqual(self.ok("read", "Ftp/Password"), "(protected)\n")
-        self.assertEqual(self.ok("read", "Ftp/__Password"), "(protected)\n")
+        for key in ("Ftp/Password", "Ftp/__Password"):
+            self.assertEqual(self.ok("read", key), "(protected)\n")
         # A clear password put in the file by hand is hidden too, and replaced.
         with open(self.conf, "a", encoding="utf-8") as f:
             f.write("Proxy/Password=clear-text\n")

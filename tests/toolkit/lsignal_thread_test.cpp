@@ -29,9 +29,8 @@ TEST(LSignalObject, ManualResetWaitTimeOutAndWaitEither) {
     EXPECT_FALSE(signal.Wait(60));
     EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(55));
     signal.Set();
-    signal.Set();  // stays one byte in the pipe
-    EXPECT_TRUE(signal.Wait(0));
-    EXPECT_TRUE(signal.Wait(-1));  // manual reset: still set
+    signal.Set();                                    // stays one byte in the pipe
+    EXPECT_TRUE(signal.Wait(0) && signal.Wait(-1));  // manual reset: still set
     signal.Reset();
     EXPECT_FALSE(signal.Wait(0));
     pollfd fd{signal.Descriptor(), POLLIN, 0};
@@ -84,18 +83,16 @@ TEST(LThread, StopRequestReachesRunAndThreadsRestart) {
         EXPECT_FALSE(thread.Start()) << "a running thread must not start twice";
         EXPECT_TRUE(thread.IsRunning());
         EXPECT_FALSE(thread.Wait(50)) << "Wait returned before Run ended";
-        EXPECT_TRUE(thread.Stop(10000));
-        EXPECT_TRUE(thread.sawStop);
-        EXPECT_FALSE(thread.IsRunning());
+        EXPECT_TRUE(thread.Stop(10000) && thread.sawStop && !thread.IsRunning());
         EXPECT_EQ(thread.runs, round);
     }
 
     TestThread brief(false);
     EXPECT_TRUE(brief.Wait(0)) << "a thread never started counts as ended";
-    ASSERT_TRUE(brief.Start());
-    EXPECT_TRUE(brief.Wait(10000));
-    ASSERT_TRUE(brief.Start());  // restart after a natural end, without Stop()
-    EXPECT_TRUE(brief.Wait(10000));
+    for (int run = 1; run <= 2; ++run) {  // the second after a natural end, without Stop()
+        ASSERT_TRUE(brief.Start());
+        EXPECT_TRUE(brief.Wait(10000));
+    }
     EXPECT_EQ(brief.runs, 2);
     EXPECT_FALSE(brief.SetPriority(LThread::Priority::Low)) << "not running any more";
 }
