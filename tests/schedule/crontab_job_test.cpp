@@ -15,16 +15,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
-#include <thread>
-
 #include "schedule/crontab_job_launcher.h"
-#include "schedule/job_start.h"
 #include "schedule/schedule_time.h"
 #include "schedule_test_support.h"
 #include "toolkit/log.h"
 #include "toolkit/paths.h"
-#include "toolkit/text.h"
 
 using namespace vocarta;
 using namespace vocarta::test;
@@ -44,59 +39,50 @@ constexpr const char* kUsersLines =
     "*/5 * * * * echo 'still here' >/dev/null\t\n";
 
 ScheduleJob OneTimeJob(const std::string& name, const std::string& program, int64_t start) {
-    ScheduledRecording record;
-    record.SetOneTime(name, start, start + 600);
-    return JobForRecord(record, program);
+    return TestJob(name, ScheduleType::OneTime, program, start, start + 600, 0, false);
 }
 
 // Debian's crontab and cron with this test's own spool, cron tables and /run.
 class PrivateCron {
+    static constexpr const char* kMounts[] = {"/var/spool/cron/crontabs", "/etc/crontab",
+                                              "/etc/cron.d", "/run"};
+
   public:
     std::string Setup() {
         if (geteuid() != 0) return "a private cron spool needs root";
         if (!FileExists("/usr/bin/crontab") || !FileExists("/usr/sbin/cron"))
             return "Debian's cron package is not installed";
-        if (unshare(CLONE_NEWNS) != 0) return std::string("unshare: ") + strerror(errno);
-        if (mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
-            return std::string("mount private: ") + strerror(errno);
+        if (unshare(CLONE_NEWNS) != 0 ||
+            mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
+            return std::string("private mounts: ") + strerror(errno);
         const group* crontab = getgrnam("crontab");
         chown(spool_.Path().c_str(), 0, crontab ? crontab->gr_gid : 0);
         chmod(spool_.Path().c_str(), 01730);
         WriteFile(tables_.File("crontab"), "");
         mkdir(tables_.File("cron.d").c_str(), 0755);
-        const std::pair<std::string, const char*> binds[] = {
-            {spool_.Path(), "/var/spool/cron/crontabs"},
-            {tables_.File("crontab"), "/etc/crontab"},
-            {tables_.File("cron.d"), "/etc/cron.d"},
-            {run_.Path(), "/run"}};
-        for (const auto& [from, to] : binds)
+        for (const auto& [from, to] : {std::pair{spool_.Path(), kMounts[0]},
+                                       {tables_.File("crontab"), kMounts[1]},
+                                       {tables_.File("cron.d"), kMounts[2]},
+                                       {run_.Path(), kMounts[3]}})
             if (mount(from.c_str(), to, nullptr, MS_BIND, nullptr) != 0)
                 return std::string("mount ") + to + ": " + strerror(errno);
         return {};
     }
     // Starts cron with its clock `offset` seconds ahead of ours.
     void StartDaemon(int offset) {
-        const std::string faked = StringPrintf("+%ds", offset);
-        daemon_ = fork();
-        if (daemon_ == 0) {
+        if ((daemon_ = fork()) == 0) {
             setenv("LD_PRELOAD", kFakeTimeLibrary, 1);
-            setenv("FAKETIME", faked.c_str(), 1);
+            setenv("FAKETIME", StringPrintf("+%ds", offset).c_str(), 1);
             const int null = open("/dev/null", O_WRONLY);
-            dup2(null, 1);
-            dup2(null, 2);
+            dup2(null, 1), dup2(null, 2);
             execl("/usr/sbin/cron", "cron", "-f", nullptr);
             _exit(127);
         }
     }
     ~PrivateCron() {
-        if (daemon_ > 0) {
-            kill(daemon_, SIGTERM);
-            waitpid(daemon_, nullptr, 0);
-        }
+        if (daemon_ > 0) kill(daemon_, SIGTERM), waitpid(daemon_, nullptr, 0);
         // The folders go with this object: a later test must not meet their mounts.
-        for (const char* target :
-             {"/run", "/etc/cron.d", "/etc/crontab", "/var/spool/cron/crontabs"})
-            umount2(target, MNT_DETACH);
+        for (const char* target : kMounts) umount2(target, MNT_DETACH);
     }
 
   private:
@@ -112,11 +98,9 @@ std::string CrontabNow() {
 
 TEST(CrontabJob, LineFormatAndNextStart) {
     ScopedTimeZone zone("Europe/Berlin");
-    ScheduledRecording record;
-    record.SetWeekly("Morning news", (1 << 1) | (1 << 5), ReferenceDayInstant(7, 30, 45),
-                     ReferenceDayInstant(8, 0, 0));
-    LResult<std::string> line =
-        CrontabJobLauncher::CronLine(JobForRecord(record, "/opt/voc/vocarta"));
+    LResult<std::string> line = CrontabJobLauncher::CronLine(TestJob(
+        "Morning news", ScheduleType::Weekly, "/opt/voc/vocarta", ReferenceDayInstant(7, 30, 45),
+        ReferenceDayInstant(8, 0, 0), (1 << 1) | (1 << 5), false));
     ASSERT_TRUE(line);
     EXPECT_EQ(
         line.Value(),
@@ -125,17 +109,15 @@ TEST(CrontabJob, LineFormatAndNextStart) {
         "'/opt/voc/vocarta' '-scheduled_launch' '08:00:00 Morning news' "
         "# vocarta-schedule:com.vocarta.SoundRecorder.schedule.Morning\\x20news");
     const int64_t wednesday = InstantFromTexts("2030-06-05", "12:00:00");
-    EXPECT_EQ(CrontabJobLauncher::NextStartOfLine(line.Value(), wednesday),
-              InstantFromTexts("2030-06-07", "07:30:00"));
-    EXPECT_EQ(CrontabJobLauncher::NextStartOfLine("0 0 29 2 * x", wednesday),
-              InstantFromTexts("2032-02-29", "00:00:00"));
-    EXPECT_EQ(CrontabJobLauncher::NextStartOfLine("5 12 * * * x", wednesday),
-              InstantFromTexts("2030-06-05", "12:05:00"));
-    EXPECT_EQ(CrontabJobLauncher::NextStartOfLine("*/5 12 * * * x", wednesday), 0);
+    for (auto [text, next] : {std::pair{line.Value(), "2030-06-07 07:30:00"},
+                              {"0 0 29 2 * x", "2032-02-29 00:00:00"},
+                              {"5 12 * * * x", "2030-06-05 12:05:00"},
+                              {"*/5 12 * * * x", ""}}) {
+        const int64_t at = CrontabJobLauncher::NextStartOfLine(text, wednesday);
+        EXPECT_EQ(ScheduleDateText(at) + (at ? " " : "") + ScheduleTimeText(at), next) << text;
+    }
     // Cron takes no command longer than 999 bytes: refused, not cut.
-    record.SetWeekly(std::string(259, '\n'), 1, ReferenceDayInstant(7, 0, 0),
-                     ReferenceDayInstant(8, 0, 0));
-    EXPECT_FALSE(CrontabJobLauncher::CronLine(JobForRecord(record, "/opt/voc/vocarta")));
+    EXPECT_FALSE(CrontabJobLauncher::CronLine(OneTimeJob(std::string(259, '\n'), "/v", wednesday)));
 }
 
 TEST(CrontabJob, OnlyTaggedLinesChangeAndUsersLinesStay) {
@@ -143,16 +125,15 @@ TEST(CrontabJob, OnlyTaggedLinesChangeAndUsersLinesStay) {
     const std::string failure = cron.Setup();
     ASSERT_EQ(failure, "") << "Debian's crontab with a private spool is needed";
     ASSERT_EQ(RunTool({"crontab", "-"}, kUsersLines).exitCode, 0);
-    const std::string users = CrontabNow();
-    ASSERT_EQ(users, std::string(kUsersLines));  // as the user wrote it
+    const std::string users = kUsersLines;
+    ASSERT_EQ(CrontabNow(), users);  // as the user wrote it
 
     CrontabJobLauncher launcher;
     const int64_t start = InstantFromTexts("2030-06-05", "12:00:00");
     const ScheduleJob a = OneTimeJob("a", "/opt/vocarta", start);
     const ScheduleJob b = OneTimeJob("a; b", "/opt/vocarta", start + 3600);
-    ASSERT_TRUE(launcher.CreateScheduleJob(a));
-    ASSERT_TRUE(launcher.CreateScheduleJob(b));
-    ASSERT_TRUE(launcher.CreateScheduleJob(a));  // loading again replaces, never doubles
+    for (const ScheduleJob* job : {&a, &b, &a})  // loading again replaces, never doubles
+        ASSERT_TRUE(launcher.CreateScheduleJob(*job));
     const std::string lineA = CrontabJobLauncher::CronLine(a).Value();
     const std::string lineB = CrontabJobLauncher::CronLine(b).Value();
     EXPECT_EQ(CrontabNow(), users + lineB + "\n" + lineA + "\n");
@@ -175,7 +156,6 @@ TEST(CrontabJob, OnlyTaggedLinesChangeAndUsersLinesStay) {
     EXPECT_FALSE(launcher.Unload(b.Label()));  // not in the crontab any more
     launcher.RemoveScheduleJob("a; b");
     EXPECT_FALSE(launcher.Unload(b.Label()));  // no job file
-    // The user's crontab holds only the user's lines again.
     EXPECT_EQ(CrontabNow(), users);
 }
 
@@ -203,7 +183,6 @@ TEST(CrontabJob, CronHandsHostileNamesOverExactly) {
     ASSERT_TRUE(FileExists(kFakeTimeLibrary)) << "libfaketime (package faketime) is needed";
     ASSERT_EQ(RunTool({"crontab", "-"}, kUsersLines).exitCode, 0);
     unlink("/tmp/vocarta-pwned");
-
     // Cron's clock two seconds before a minute: the jobs are set for that minute.
     const std::time_t now = time(nullptr);
     const int offset = int(58 - now % 60 + 60) % 60;
@@ -211,23 +190,18 @@ TEST(CrontabJob, CronHandsHostileNamesOverExactly) {
     TempDir dir("vocarta cron 'progs'");
     CrontabJobLauncher launcher;
     std::vector<std::pair<ScheduleJob, std::string>> jobs;
-    int n = 0;
     for (const std::string& name : HostileNames()) {
-        const std::string out = dir.File(StringPrintf("out%d", n));
-        const std::string program = ArgumentDumper(dir, StringPrintf("vocarta %d $x", n++), out);
+        const std::string out = dir.File(StringPrintf("out%zu", jobs.size()));
+        const std::string program =
+            ArgumentDumper(dir, StringPrintf("vocarta %zu $x", jobs.size()), out);
         jobs.emplace_back(OneTimeJob(name, program, minute), out);
         ASSERT_TRUE(launcher.CreateScheduleJob(jobs.back().first));
         ASSERT_TRUE(launcher.List(jobs.back().first.Label()).Value().listed) << name;
     }
     cron.StartDaemon(offset);
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(15);
     for (const auto& [job, out] : jobs) {
-        SCOPED_TRACE(job.name);
-        while (std::chrono::steady_clock::now() < deadline &&
-               ReadFile(out).find("WINDOW=") == std::string::npos)
-            std::this_thread::sleep_for(std::chrono::milliseconds(100));
-        EXPECT_EQ(ReadFile(out), Hex("-scheduled_launch") + "\n" + Hex(job.argument) + "\nJOB=" +
-                                     JobId(job.Label()) + "\nWINDOW=" + job.window + "\n");
+        WaitUntil([&] { return ReadFile(out).find("WINDOW=") != std::string::npos; }, 15000);
+        EXPECT_EQ(ReadFile(out), DumpOf(job)) << job.name;
     }
     EXPECT_FALSE(FileExists("/tmp/vocarta-pwned"));
 }

@@ -1,9 +1,12 @@
 // The systemd user units of schedules: names as systemd-escape makes them, units
 // that systemd-analyze accepts and whose calendar gives the expected next start,
 // the exact systemctl commands of each operation (against a stand-in first on
-// PATH), and a real user manager that hands hostile names to the program byte
-// for byte and runs nothing else.
+// PATH), and a real user manager (started by the test in a mount namespace of
+// its own, as root; systemd runs a user manager on a machine not booted with
+// systemd when /run/systemd/system is there) that hands hostile names to the
+// program byte for byte, runs nothing else and names the promised next start.
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <signal.h>
@@ -11,57 +14,84 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <filesystem>
-#include <set>
-#include <thread>
+#include <iterator>
+#include <sstream>
 
-#include "schedule/job_start.h"
 #include "schedule/schedule_time.h"
 #include "schedule/systemd_job_launcher.h"
 #include "schedule_test_support.h"
 #include "toolkit/log.h"
 #include "toolkit/paths.h"
-#include "toolkit/text.h"
 
 using namespace vocarta;
 using namespace vocarta::test;
+namespace fs = std::filesystem;
 
 namespace {
-
-ScheduleJob MakeJob(const std::string& name, ScheduleType type, const std::string& program,
-                    int64_t start, int64_t end, int weekdays = 0) {
-    ScheduledRecording record;
-    if (type == ScheduleType::OneTime) record.SetOneTime(name, start, end);
-    if (type == ScheduleType::Daily) record.SetDaily(name, start, end);
-    if (type == ScheduleType::Weekly) record.SetWeekly(name, weekdays, start, end);
-    record.SetRunIfNotLoggedIn(true);
-    return JobForRecord(record, program);
-}
 
 std::string Unit(const std::string& name, const char* suffix) {
     return JobId(JobLabel(name)) + suffix;
 }
 
-std::string Call(const std::vector<std::string>& words) {
-    std::string line = "systemctl [--user]";
-    for (const std::string& w : words) line += " [" + w + "]";
-    return line;
-}
-
 std::vector<std::string> Calls(std::initializer_list<std::vector<std::string>> calls) {
     std::vector<std::string> out;
-    for (const auto& c : calls) out.push_back(Call(c));
+    for (const auto& c : calls) {
+        out.push_back("systemctl [--user]");
+        for (const std::string& w : c) out.back() += " [" + w + "]";
+    }
     return out;
 }
 
-std::string NextElapse(const std::string& calendar, const char* baseTime) {
-    const ProcessOutput out = RunTool({"systemd-analyze", "calendar", "--iterations=1",
-                                       std::string("--base-time=") + baseTime, calendar});
+std::string NextElapse(const std::string& calendar, int64_t base) {
+    const ProcessOutput out =
+        RunTool({"systemd-analyze", "calendar", "--iterations=1",
+                 StringPrintf("--base-time=@%lld", (long long)base), calendar});
     const std::size_t at = out.out.find("Next elapse: ");
     if (at == std::string::npos) return "<none> " + out.err;
     return out.out.substr(at + 13, out.out.find('\n', at) - at - 13);
 }
+
+// A daily job from 07:00 to 08:00 under `name`.
+ScheduleJob Daily(const std::string& name, const std::string& program) {
+    return TestJob(name, ScheduleType::Daily, program, ReferenceDayInstant(7, 0, 0),
+                   ReferenceDayInstant(8, 0, 0));
+}
+
+class UserManager {
+  public:
+    // Empty on success, else why the manager could not be had.
+    std::string Start() {
+        if (geteuid() != 0) return "a private mount namespace needs root";
+        if (unshare(CLONE_NEWNS) != 0 ||
+            mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+            mount(run_.Path().c_str(), "/run", nullptr, MS_BIND, nullptr) != 0)
+            return std::string("private /run: ") + strerror(errno);
+        fs::create_directories("/run/systemd/system");
+        unsetenv("DBUS_SESSION_BUS_ADDRESS");
+        if ((pid_ = fork()) == 0) {
+            const int null = open("/dev/null", O_WRONLY);
+            dup2(null, 1), dup2(null, 2);
+            execl("/lib/systemd/systemd", "systemd", "--user", nullptr);
+            _exit(127);
+        }
+        const bool up = WaitUntil(
+            [] {
+                const std::string state = RunTool({"systemctl", "--user", "is-system-running"}).out;
+                return state == "running\n" || state == "degraded\n";
+            },
+            15000);
+        return up ? "" : "systemd --user did not answer within 15 s";
+    }
+    ~UserManager() {
+        if (pid_ > 0) kill(pid_, SIGTERM), waitpid(pid_, nullptr, 0);
+        umount2("/run", MNT_DETACH);
+    }
+
+  private:
+    TempDir run_{"vocarta-run"};
+    pid_t pid_ = -1;
+};
 
 }  // namespace
 
@@ -69,8 +99,7 @@ TEST(SystemdJob, IdsAreWhatSystemdEscapeMakes) {
     for (const std::string& name : HostileNames()) {
         const std::string label = JobLabel(name);
         EXPECT_EQ(label.rfind("com.vocarta.SoundRecorder.schedule.", 0), 0u);
-        const ProcessOutput out = RunTool({"systemd-escape", "--", label});
-        EXPECT_EQ(JobId(label) + "\n", out.out) << name;
+        EXPECT_EQ(JobId(label) + "\n", RunTool({"systemd-escape", "--", label}).out) << name;
         EXPECT_EQ(JobId(label).find('/'), std::string::npos);
     }
     // Too long for a unit name: cut at an escape, told apart by a hash.
@@ -89,23 +118,22 @@ TEST(SystemdJob, UnitsPassVerifyAndGiveTheExpectedNextStart) {
     TempDir programs("vocarta prog 'dir' $x %y");
     const std::string program = ArgumentDumper(programs, "vocarta", programs.File("out"));
     const int64_t base = InstantFromTexts("2030-06-05", "12:00:00");  // a Wednesday
-    const std::string baseTime = StringPrintf("@%lld", (long long)base);
-    int64_t s = 0, e = 0;
-    ReferenceDaySpan(23 * 3600 + 30 * 60, 1800, s, e);  // daily past midnight
-    int64_t ws = 0, we = 0;
+    int64_t s = 0, e = 0, ws = 0, we = 0;
+    ReferenceDaySpan(23 * 3600 + 30 * 60, 1800, s, e);    // daily past midnight
     ReferenceDaySpan(10 * 3600 + 15, 11 * 3600, ws, we);  // seconds are not carried
+    const int64_t once = InstantFromTexts("2030-12-01", "00:30:59");
+    using T = ScheduleType;
+    // Monday's line before Friday's, as the days run from Sunday.
     const struct {
         ScheduleJob job;
         std::vector<std::string> next;
     } cases[] = {
-        {MakeJob("once", ScheduleType::OneTime, program, InstantFromTexts("2030-12-01", "00:30:59"),
-                 InstantFromTexts("2030-12-01", "01:00:00")),
-         {"Sun 2030-12-01 00:30:00 CET"}},
-        {MakeJob("night", ScheduleType::Daily, program, s, e), {"Wed 2030-06-05 23:30:00 CEST"}},
-        {MakeJob("after midnight", ScheduleType::Daily, program, ReferenceDayInstant(0, 30, 0),
+        {TestJob("once", T::OneTime, program, once, once + 1741), {"Sun 2030-12-01 00:30:00 CET"}},
+        {TestJob("night", T::Daily, program, s, e), {"Wed 2030-06-05 23:30:00 CEST"}},
+        {TestJob("after midnight", T::Daily, program, ReferenceDayInstant(0, 30, 0),
                  ReferenceDayInstant(1, 0, 0)),
          {"Thu 2030-06-06 00:30:00 CEST"}},
-        {MakeJob("Morning news", ScheduleType::Weekly, program, ws, we, (1 << 1) | (1 << 5)),
+        {TestJob("Morning news", T::Weekly, program, ws, we, (1 << 1) | (1 << 5)),
          {"Mon 2030-06-10 10:00:00 CEST", "Fri 2030-06-07 10:00:00 CEST"}},
     };
     SystemdJobLauncher launcher;
@@ -113,27 +141,19 @@ TEST(SystemdJob, UnitsPassVerifyAndGiveTheExpectedNextStart) {
         ASSERT_TRUE(launcher.CreateScheduleJob(c.job));
         const std::vector<std::string> calendar = SystemdJobLauncher::CalendarLines(c.job);
         ASSERT_EQ(calendar.size(), c.next.size()) << c.job.name;
-        for (std::size_t i = 0; i < calendar.size(); ++i)
-            EXPECT_EQ(NextElapse(calendar[i], baseTime.c_str()), c.next[i]) << calendar[i];
         const std::string timer = ReadFile(SystemdJobLauncher::TimerPath(c.job.Label()));
-        for (const std::string& line : calendar)
-            EXPECT_NE(timer.find("OnCalendar=" + line + "\n"), std::string::npos) << timer;
+        for (std::size_t i = 0; i < calendar.size(); ++i) {
+            EXPECT_EQ(NextElapse(calendar[i], base), c.next[i]) << calendar[i];
+            EXPECT_NE(timer.find("OnCalendar=" + calendar[i] + "\n"), std::string::npos) << timer;
+        }
     }
-    // Monday's line before Friday's, as the days run from Sunday.
-    EXPECT_EQ(SystemdJobLauncher::CalendarLines(cases[3].job),
-              std::vector<std::string>({"Mon *-*-* 10:00:00", "Fri *-*-* 10:00:00"}));
-
     // Every unit, hostile names included, passes systemd's own check.
     for (const std::string& name : HostileNames())
-        ASSERT_TRUE(
-            launcher.CreateScheduleJob(MakeJob(name, ScheduleType::Weekly, program, ws, we, 0x7f)));
+        ASSERT_TRUE(launcher.CreateScheduleJob(TestJob(name, T::Weekly, program, ws, we, 0x7f)));
     std::vector<std::string> verify = {"systemd-analyze", "--user", "verify", "--man=no",
                                        "--generators=no"};
-    for (const auto& entry : std::filesystem::directory_iterator(SystemdJobLauncher::UnitFolder()))
+    for (const auto& entry : fs::directory_iterator(SystemdJobLauncher::UnitFolder()))
         verify.push_back(entry.path().string());
-    std::set<std::string> names = {"once", "night", "after midnight"};
-    for (const std::string& name : HostileNames()) names.insert(name);
-    EXPECT_EQ(verify.size(), 5 + 2 * names.size());
     const ProcessOutput verified = RunTool(verify);
     EXPECT_EQ(verified.exitCode, 0) << verified.err;
     EXPECT_EQ(verified.err, "");
@@ -143,15 +163,11 @@ TEST(SystemdJob, CommandSequencesOfCreateEditRemove) {
     ToolRecorder tools;
     tools.Add("systemctl");
     ClearStartedByJob();
-    TempDir programs;
-    const std::string program = ArgumentDumper(programs, "vocarta", programs.File("out"));
-    SystemdJobLauncher launcher;
-    const ScheduleJob job = MakeJob("Morning news", ScheduleType::Daily, program,
-                                    ReferenceDayInstant(7, 0, 0), ReferenceDayInstant(8, 0, 0));
+    const ScheduleJob job = Daily("Morning news", "/opt/vocarta");
     const std::string timer = Unit("Morning news", ".timer");
     const std::string service = Unit("Morning news", ".service");
     EXPECT_EQ(timer, "com.vocarta.SoundRecorder.schedule.Morning\\x20news.timer");
-
+    SystemdJobLauncher launcher;
     ASSERT_TRUE(launcher.CreateScheduleJob(job));
     EXPECT_EQ(tools.Take(), Calls({{"disable", "--now", timer},
                                    {"stop", service},
@@ -183,16 +199,15 @@ TEST(SystemdJob, CommandSequencesOfCreateEditRemove) {
     ASSERT_TRUE(launcher.CreateScheduleJob(job));
     tools.Take();
     const std::string wants = JoinPath(ConfigHome(), "systemd/user/timers.target.wants");
-    std::filesystem::create_directories(wants);
-    std::filesystem::create_symlink(SystemdJobLauncher::TimerPath(job.Label()),
-                                    wants + "/" + timer);
-    std::filesystem::create_symlink("/elsewhere", wants + "/" + Unit("other", ".timer"));
+    fs::create_directories(wants);
+    fs::create_symlink(SystemdJobLauncher::TimerPath(job.Label()), wants + "/" + timer);
+    fs::create_symlink("/elsewhere", wants + "/" + Unit("other", ".timer"));
     tools.Answer("systemctl", "show", 0, "ActiveState=inactive\nUnitFileState=disabled\n");
     launcher.RemoveScheduleJob("Morning news");
     EXPECT_EQ(tools.Take().size(), 1u);
     EXPECT_FALSE(launcher.HasJobFile(job.Label()));
-    EXPECT_FALSE(std::filesystem::is_symlink(wants + "/" + timer));
-    EXPECT_TRUE(std::filesystem::is_symlink(wants + "/" + Unit("other", ".timer")));
+    EXPECT_FALSE(fs::is_symlink(wants + "/" + timer));
+    EXPECT_TRUE(fs::is_symlink(wants + "/" + Unit("other", ".timer")));
 
     // Unload and load fail quietly without the file; failed tools still report
     // success from Create, and the failure is logged.
@@ -201,67 +216,116 @@ TEST(SystemdJob, CommandSequencesOfCreateEditRemove) {
     EXPECT_TRUE(tools.Take().empty());
     tools.Answer("systemctl", "daemon-reload", 1);
     EXPECT_TRUE(launcher.CreateScheduleJob(job));
-    EXPECT_EQ(tools.Take().back(), Call({"daemon-reload"}));
+    EXPECT_EQ(tools.Take().back(), Calls({{"daemon-reload"}})[0]);
     EXPECT_NE(ReadFile(ErrorLogPath()).find("daemon-reload FAILED: exit 1"), std::string::npos);
 }
 
 TEST(SystemdJob, UnloadFromInsideWaitsForTheProcessToEnd) {
     ToolRecorder tools;
     tools.Add("systemctl");
-    TempDir programs;
-    const std::string program = ArgumentDumper(programs, "vocarta", programs.File("out"));
     SystemdJobLauncher launcher;
-    const ScheduleJob job = MakeJob("inside", ScheduleType::Daily, program,
-                                    ReferenceDayInstant(7, 0, 0), ReferenceDayInstant(8, 0, 0));
+    const ScheduleJob job = Daily("inside", "/opt/vocarta"), other = Daily("other", "/opt/v");
     ASSERT_TRUE(launcher.CreateScheduleJob(job));
+    ASSERT_TRUE(launcher.CreateScheduleJob(other));
     tools.Take();
     // This process's stand-in: a child that lives until we end it.
     const pid_t self = fork();
-    if (self == 0) {
-        execlp("sleep", "sleep", "30", nullptr);
-        _exit(127);
-    }
+    if (self == 0) execlp("sleep", "sleep", "30", nullptr), _exit(127);
     SetStartedByJob(JobId(job.Label()), self);
     ASSERT_TRUE(launcher.Unload(job.Label()));
     // The timer goes at once; the service, whose process would end, not yet.
     EXPECT_EQ(tools.Take(), Calls({{"disable", "--now", Unit("inside", ".timer")}}));
     std::string script;
-    for (const auto& entry : std::filesystem::directory_iterator(getenv("XDG_RUNTIME_DIR")))
+    for (const auto& entry : fs::directory_iterator(getenv("XDG_RUNTIME_DIR")))
         if (entry.path().filename().string().rfind("vocarta-unload-", 0) == 0)
             script = entry.path().string();
     ASSERT_FALSE(script.empty());
-    EXPECT_EQ(std::filesystem::status(script).permissions() & std::filesystem::perms::all,
-              std::filesystem::perms(0770));
-    EXPECT_EQ(ReadFile(script),
-              "echo \"Waiting for process $1\"\n"
-              "# Wait until the process is not alive any more\n"
-              "while kill -0 \"$1\"; do\n"
-              "  sleep 0.5\n"
-              "done\n"
-              "\n"
-              "echo \"Process $1 has terminated, unloading it from systemd\"\n"
-              "systemctl --user stop \"$2\"\n"
-              "rm -f \"$0\"\n");
-    std::this_thread::sleep_for(std::chrono::milliseconds(700));
-    EXPECT_TRUE(tools.Take().empty()) << "stopped while the process still runs";
+    EXPECT_EQ(fs::status(script).permissions() & fs::perms::all, fs::perms(0770));
+    EXPECT_FALSE(WaitUntil([&] { return !tools.Take().empty(); }, 700))
+        << "stopped while the process still runs";
     kill(self, SIGTERM);
     waitpid(self, nullptr, 0);
     std::vector<std::string> later;
-    for (int i = 0; i < 50 && later.empty(); ++i) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
-        later = tools.Take();
-    }
+    WaitUntil([&] { return !(later = tools.Take()).empty(); });
     EXPECT_EQ(later, Calls({{"stop", Unit("inside", ".service")}}));
-    for (int i = 0; i < 20 && FileExists(script); ++i)
-        std::this_thread::sleep_for(std::chrono::milliseconds(50));
-    EXPECT_FALSE(FileExists(script));
+    EXPECT_TRUE(WaitUntil([&] { return !FileExists(script); }, 1000)) << "the script stays";
     // Another job than the one that started us is unloaded at once.
-    const ScheduleJob other = MakeJob("other", ScheduleType::Daily, program,
-                                      ReferenceDayInstant(9, 0, 0), ReferenceDayInstant(9, 30, 0));
-    ASSERT_TRUE(launcher.CreateScheduleJob(other));
-    tools.Take();
     ASSERT_TRUE(launcher.Unload(other.Label()));
     EXPECT_EQ(tools.Take(), Calls({{"disable", "--now", Unit("other", ".timer")},
                                    {"stop", Unit("other", ".service")}}));
     ClearStartedByJob();
+}
+
+TEST(SystemdManager, HostileNamesReachTheProgramExactly) {
+    ScopedTimeZone zone("Europe/Berlin");
+    UserManager manager;
+    const std::string failure = manager.Start();
+    ASSERT_EQ(failure, "") << "a real systemd user manager is needed";
+    ASSERT_TRUE(UserManagerAnswers());
+    unlink("/tmp/vocarta-pwned");
+    TempDir plain("vocarta-prog"), odd("vocarta prog 'quoted' \\ $HOME %h");
+    const std::string out = plain.File("out");
+    const std::string programs[] = {ArgumentDumper(plain, "vocarta", out),
+                                    ArgumentDumper(odd, "vocarta", out)};
+    const int64_t start = InstantFromTexts("2030-12-01", "00:30:20");
+    const std::time_t now = time(nullptr);
+    std::tm today{};
+    localtime_r(&now, &today);
+    int64_t nextFirstOfDecember = LocalInstant(today.tm_year + 1900, 12, 1, 0, 30, 0);
+    if (nextFirstOfDecember <= now)
+        nextFirstOfDecember = LocalInstant(today.tm_year + 1901, 12, 1, 0, 30, 0);
+    SystemdJobLauncher launcher;
+    int index = 0;
+    for (const std::string& name : HostileNames()) {
+        SCOPED_TRACE(name);
+        const bool background = index % 2 == 0;
+        const ScheduleJob job = TestJob(name, ScheduleType::OneTime, programs[index++ % 2], start,
+                                        start + 1780, 0, background);
+        EXPECT_EQ(job.argument, "01:00:00 " + name + (background ? " -RunInBackground" : ""));
+        ASSERT_TRUE(launcher.CreateScheduleJob(job));
+        LResult<JobListing> listing = launcher.List(job.Label());
+        ASSERT_TRUE(listing);
+        EXPECT_TRUE(listing.Value().listed);
+        // No year: the next 1 December, at the start minute.
+        EXPECT_EQ(listing.Value().nextStart, nextFirstOfDecember);
+        unlink(out.c_str());
+        ASSERT_EQ(
+            RunTool({"systemctl", "--user", "start", JobId(job.Label()) + ".service"}).exitCode, 0);
+        WaitUntil([&] { return ReadFile(out).find("WINDOW=") != std::string::npos; });
+        EXPECT_EQ(ReadFile(out), DumpOf(job));
+        launcher.RemoveScheduleJob(name);
+        listing = launcher.List(job.Label());
+        ASSERT_TRUE(listing);
+        EXPECT_FALSE(listing.Value().listed);
+        EXPECT_FALSE(launcher.HasJobFile(job.Label()));
+    }
+    EXPECT_FALSE(FileExists("/tmp/vocarta-pwned"));
+
+    // A program that stays on in a child after its job's process ended: the job
+    // ends, the child lives (KillMode=process), and the job starts again.
+    const std::string stays = plain.File("stays"), children = plain.File("children");
+    WriteFile(stays,
+              "#!/bin/sh\nsleep 60 </dev/null >/dev/null 2>&1 &\necho $! >> '" + children + "'\n");
+    chmod(stays.c_str(), 0755);
+    const ScheduleJob job = Daily("stays", stays);
+    ASSERT_TRUE(launcher.CreateScheduleJob(job));
+    const std::string service = JobId(job.Label()) + ".service";
+    std::vector<int> pids;
+    for (int start = 1; start <= 2; ++start) {
+        ASSERT_EQ(RunTool({"systemctl", "--user", "start", service}).exitCode, 0);
+        WaitUntil([&] {
+            std::istringstream in(ReadFile(children));
+            pids.assign(std::istream_iterator<int>(in), std::istream_iterator<int>());
+            return pids.size() >= std::size_t(start);
+        });
+        WaitUntil([&] {
+            return RunTool({"systemctl", "--user", "is-active", service}).out == "inactive\n";
+        });
+    }
+    ASSERT_EQ(pids.size(), 2u);
+    for (int child : pids) {
+        EXPECT_EQ(kill(child, 0), 0) << "the job's stop ended the program's child";
+        kill(child, SIGTERM);
+    }
+    launcher.RemoveScheduleJob("stays");
 }
