@@ -1,16 +1,21 @@
-// The systemd user units of schedules: names as systemd-escape makes them, units
-// that systemd-analyze accepts and whose calendar gives the expected next start,
-// the exact systemctl commands of each operation (against a stand-in first on
-// PATH), and a real user manager (started by the test in a mount namespace of
-// its own, as root; systemd runs a user manager on a machine not booted with
-// systemd when /run/systemd/system is there) that hands hostile names to the
-// program byte for byte, runs nothing else and names the promised next start.
+// The two job launchers. systemd user units: names as systemd-escape makes
+// them, units that systemd-analyze accepts and whose calendar gives the expected
+// next start, the exact systemctl commands of each operation (against a
+// stand-in first on PATH). The user's crontab, with Debian's own crontab: the
+// user's own lines stay byte for byte, only tagged lines change, nothing is
+// written when the crontab cannot be read. And the real daemons, each in a
+// mount namespace of the test (it needs root): a systemd user manager (it runs
+// on a machine not booted with systemd when /run/systemd/system is there) and
+// cron (on a clock moved to just before a minute, so it fires within seconds)
+// hand every hostile name to the program byte for byte and run nothing else.
 
 #include <fcntl.h>
+#include <grp.h>
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <signal.h>
 #include <sys/mount.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -18,6 +23,7 @@
 #include <iterator>
 #include <sstream>
 
+#include "schedule/crontab_job_launcher.h"
 #include "schedule/schedule_time.h"
 #include "schedule/systemd_job_launcher.h"
 #include "schedule_test_support.h"
@@ -29,6 +35,110 @@ using namespace vocarta::test;
 namespace fs = std::filesystem;
 
 namespace {
+
+constexpr const char* kFakeTimeLibrary = "/usr/lib/x86_64-linux-gnu/faketime/libfaketime.so.1";
+
+// The user's crontab before Vocarta touches it: comments, variables, a "%",
+// a blank line, a tag-like text that is not a tag, a trailing tab.
+constexpr const char* kUsersLines =
+    "# my jobs\n"
+    "MAILTO=\"\"\n"
+    "SHELL=/bin/sh\n"
+    "\n"
+    "0 5 * * * /usr/bin/backup --date=$(date +\\%F) # vocarta-schedule: mine\n"
+    "*/5 * * * * echo 'still here' >/dev/null\t\n";
+
+// A daemon in the test's own mount namespace, with private folders bound over
+// system ones; both go with the object, so a later test meets neither.
+class PrivateDaemon {
+  public:
+    // Empty on success, else why the folders could not be had.
+    std::string Mount(const std::vector<std::pair<std::string, std::string>>& binds) {
+        if (geteuid() != 0) return "a private mount namespace needs root";
+        if (unshare(CLONE_NEWNS) != 0 ||
+            mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
+            return std::string("private mounts: ") + strerror(errno);
+        for (const auto& [from, to] : binds) {
+            if (mount(from.c_str(), to.c_str(), nullptr, MS_BIND, nullptr) != 0)
+                return "mount " + to + ": " + strerror(errno);
+            targets_.push_back(to);
+        }
+        return {};
+    }
+    void Start(std::vector<const char*> argv, const std::string& fakeTime = {}) {
+        if ((pid_ = fork()) == 0) {
+            if (!fakeTime.empty()) {
+                setenv("LD_PRELOAD", kFakeTimeLibrary, 1);
+                setenv("FAKETIME", fakeTime.c_str(), 1);
+            }
+            const int null = open("/dev/null", O_WRONLY);
+            dup2(null, 1), dup2(null, 2);
+            argv.push_back(nullptr);
+            execv(argv[0], const_cast<char* const*>(argv.data()));
+            _exit(127);
+        }
+    }
+    ~PrivateDaemon() {
+        if (pid_ > 0) kill(pid_, SIGTERM), waitpid(pid_, nullptr, 0);
+        for (const std::string& target : targets_) umount2(target.c_str(), MNT_DETACH);
+    }
+
+  private:
+    std::vector<std::string> targets_;
+    pid_t pid_ = -1;
+};
+
+// Debian's crontab and cron with this test's own spool, cron tables and /run.
+class PrivateCron : public PrivateDaemon {
+  public:
+    std::string Setup() {
+        if (!FileExists("/usr/bin/crontab") || !FileExists("/usr/sbin/cron"))
+            return "Debian's cron package is not installed";
+        const group* crontab = getgrnam("crontab");
+        chown(spool_.Path().c_str(), 0, crontab ? crontab->gr_gid : 0);
+        chmod(spool_.Path().c_str(), 01730);
+        WriteFile(tables_.File("crontab"), "");
+        mkdir(tables_.File("cron.d").c_str(), 0755);
+        return Mount({{spool_.Path(), "/var/spool/cron/crontabs"},
+                      {tables_.File("crontab"), "/etc/crontab"},
+                      {tables_.File("cron.d"), "/etc/cron.d"},
+                      {run_.Path(), "/run"}});
+    }
+    // Starts cron with its clock `offset` seconds ahead of ours.
+    void StartDaemon(int offset) { Start({"/usr/sbin/cron", "-f"}, StringPrintf("+%ds", offset)); }
+
+  private:
+    TempDir spool_{"vocarta-spool"}, tables_{"vocarta-crontables"}, run_{"vocarta-run"};
+};
+
+// A systemd user manager of the test's own.
+class UserManager : public PrivateDaemon {
+  public:
+    std::string Setup() {
+        if (std::string failure = Mount({{run_.Path(), "/run"}}); !failure.empty()) return failure;
+        fs::create_directories("/run/systemd/system");
+        unsetenv("DBUS_SESSION_BUS_ADDRESS");
+        Start({"/lib/systemd/systemd", "--user"});
+        const bool up = WaitUntil(
+            [] {
+                const std::string state = RunTool({"systemctl", "--user", "is-system-running"}).out;
+                return state == "running\n" || state == "degraded\n";
+            },
+            15000);
+        return up ? "" : "systemd --user did not answer within 15 s";
+    }
+
+  private:
+    TempDir run_{"vocarta-run"};
+};
+
+ScheduleJob OneTimeJob(const std::string& name, const std::string& program, int64_t start) {
+    return TestJob(name, ScheduleType::OneTime, program, start, start + 600, 0, false);
+}
+
+std::string CrontabNow() {
+    return RunTool({"crontab", "-l"}).out;
+}
 
 std::string Unit(const std::string& name, const char* suffix) {
     return JobId(JobLabel(name)) + suffix;
@@ -57,41 +167,6 @@ ScheduleJob Daily(const std::string& name, const std::string& program) {
     return TestJob(name, ScheduleType::Daily, program, ReferenceDayInstant(7, 0, 0),
                    ReferenceDayInstant(8, 0, 0));
 }
-
-class UserManager {
-  public:
-    // Empty on success, else why the manager could not be had.
-    std::string Start() {
-        if (geteuid() != 0) return "a private mount namespace needs root";
-        if (unshare(CLONE_NEWNS) != 0 ||
-            mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-            mount(run_.Path().c_str(), "/run", nullptr, MS_BIND, nullptr) != 0)
-            return std::string("private /run: ") + strerror(errno);
-        fs::create_directories("/run/systemd/system");
-        unsetenv("DBUS_SESSION_BUS_ADDRESS");
-        if ((pid_ = fork()) == 0) {
-            const int null = open("/dev/null", O_WRONLY);
-            dup2(null, 1), dup2(null, 2);
-            execl("/lib/systemd/systemd", "systemd", "--user", nullptr);
-            _exit(127);
-        }
-        const bool up = WaitUntil(
-            [] {
-                const std::string state = RunTool({"systemctl", "--user", "is-system-running"}).out;
-                return state == "running\n" || state == "degraded\n";
-            },
-            15000);
-        return up ? "" : "systemd --user did not answer within 15 s";
-    }
-    ~UserManager() {
-        if (pid_ > 0) kill(pid_, SIGTERM), waitpid(pid_, nullptr, 0);
-        umount2("/run", MNT_DETACH);
-    }
-
-  private:
-    TempDir run_{"vocarta-run"};
-    pid_t pid_ = -1;
-};
 
 }  // namespace
 
@@ -259,7 +334,7 @@ TEST(SystemdJob, UnloadFromInsideWaitsForTheProcessToEnd) {
 TEST(SystemdManager, HostileNamesReachTheProgramExactly) {
     ScopedTimeZone zone("Europe/Berlin");
     UserManager manager;
-    const std::string failure = manager.Start();
+    const std::string failure = manager.Setup();
     ASSERT_EQ(failure, "") << "a real systemd user manager is needed";
     ASSERT_TRUE(UserManagerAnswers());
     unlink("/tmp/vocarta-pwned");
@@ -328,4 +403,114 @@ TEST(SystemdManager, HostileNamesReachTheProgramExactly) {
         kill(child, SIGTERM);
     }
     launcher.RemoveScheduleJob("stays");
+}
+
+TEST(CrontabJob, LineFormatAndNextStart) {
+    ScopedTimeZone zone("Europe/Berlin");
+    LResult<std::string> line = CrontabJobLauncher::CronLine(TestJob(
+        "Morning news", ScheduleType::Weekly, "/opt/voc/vocarta", ReferenceDayInstant(7, 30, 45),
+        ReferenceDayInstant(8, 0, 0), (1 << 1) | (1 << 5), false));
+    ASSERT_TRUE(line);
+    EXPECT_EQ(
+        line.Value(),
+        "30 7 * * 1,5 VOCARTA_SCHEDULE_JOB='com.vocarta.SoundRecorder.schedule.Morning\\x20news' "
+        "VOCARTA_SCHEDULE_WINDOW='2 34 1999-11-30 07:30:45 1999-11-30 08:00:00' "
+        "'/opt/voc/vocarta' '-scheduled_launch' '08:00:00 Morning news' "
+        "# vocarta-schedule:com.vocarta.SoundRecorder.schedule.Morning\\x20news");
+    const int64_t wednesday = InstantFromTexts("2030-06-05", "12:00:00");
+    for (auto [text, next] : {std::pair{line.Value(), "2030-06-07 07:30:00"},
+                              {"0 0 29 2 * x", "2032-02-29 00:00:00"},
+                              {"5 12 * * * x", "2030-06-05 12:05:00"},
+                              {"*/5 12 * * * x", ""}}) {
+        const int64_t at = CrontabJobLauncher::NextStartOfLine(text, wednesday);
+        EXPECT_EQ(ScheduleDateText(at) + (at ? " " : "") + ScheduleTimeText(at), next) << text;
+    }
+    // Cron takes no command longer than 999 bytes: refused, not cut.
+    EXPECT_FALSE(CrontabJobLauncher::CronLine(OneTimeJob(std::string(259, '\n'), "/v", wednesday)));
+}
+
+TEST(CrontabJob, OnlyTaggedLinesChangeAndUsersLinesStay) {
+    PrivateCron cron;
+    const std::string failure = cron.Setup();
+    ASSERT_EQ(failure, "") << "Debian's crontab with a private spool is needed";
+    ASSERT_EQ(RunTool({"crontab", "-"}, kUsersLines).exitCode, 0);
+    const std::string users = kUsersLines;
+    ASSERT_EQ(CrontabNow(), users);  // as the user wrote it
+
+    CrontabJobLauncher launcher;
+    const int64_t start = InstantFromTexts("2030-06-05", "12:00:00");
+    const ScheduleJob a = OneTimeJob("a", "/opt/vocarta", start);
+    const ScheduleJob b = OneTimeJob("a; b", "/opt/vocarta", start + 3600);
+    for (const ScheduleJob* job : {&a, &b, &a})  // loading again replaces, never doubles
+        ASSERT_TRUE(launcher.CreateScheduleJob(*job));
+    const std::string lineA = CrontabJobLauncher::CronLine(a).Value();
+    const std::string lineB = CrontabJobLauncher::CronLine(b).Value();
+    EXPECT_EQ(CrontabNow(), users + lineB + "\n" + lineA + "\n");
+    EXPECT_EQ(ReadFile(CrontabJobLauncher::JobFilePath(a.Label())), lineA + "\n");
+    LResult<JobListing> listing = launcher.List(a.Label());
+    ASSERT_TRUE(listing);
+    EXPECT_TRUE(listing.Value().listed);
+    EXPECT_EQ(listing.Value().nextStart, CrontabJobLauncher::NextStartOfLine(lineA, time(nullptr)));
+
+    launcher.RemoveScheduleJob("a");
+    EXPECT_EQ(CrontabNow(), users + lineB + "\n");
+    EXPECT_FALSE(launcher.HasJobFile(a.Label()));
+    EXPECT_FALSE(launcher.List(a.Label()).Value().listed);
+    // Unload from inside the job's own process: removing the line ends nothing,
+    // so it is made at once.
+    SetStartedByJob(JobId(b.Label()), getpid());
+    ASSERT_TRUE(launcher.Unload(b.Label()));
+    ClearStartedByJob();
+    EXPECT_EQ(CrontabNow(), users);
+    EXPECT_FALSE(launcher.Unload(b.Label()));  // not in the crontab any more
+    launcher.RemoveScheduleJob("a; b");
+    EXPECT_FALSE(launcher.Unload(b.Label()));  // no job file
+    EXPECT_EQ(CrontabNow(), users);
+}
+
+TEST(CrontabJob, NothingIsWrittenWhenTheCrontabCannotBeRead) {
+    ToolRecorder tools;
+    tools.Add("crontab");
+    tools.Answer("crontab", "-l", 1, "", "crontab: cannot open your crontab: Permission denied\n");
+    CrontabJobLauncher launcher;
+    const ScheduleJob job =
+        OneTimeJob("x", "/opt/vocarta", InstantFromTexts("2030-06-05", "12:00:00"));
+    EXPECT_TRUE(launcher.CreateScheduleJob(job));  // reports success always
+    for (const std::string& call : tools.Take()) EXPECT_EQ(call, "crontab [-l]");
+    EXPECT_NE(ReadFile(ErrorLogPath()).find("crontab -l FAILED"), std::string::npos);
+    // "no crontab for" is an empty crontab, not a failure.
+    tools.Answer("crontab", "-l", 1, "", "no crontab for root\n");
+    EXPECT_TRUE(launcher.CreateScheduleJob(job));
+    EXPECT_EQ(tools.Take().back(), "crontab [-]");
+    EXPECT_EQ(tools.Input("crontab"), CrontabJobLauncher::CronLine(job).Value() + "\n");
+}
+
+TEST(CrontabJob, CronHandsHostileNamesOverExactly) {
+    PrivateCron cron;
+    const std::string failure = cron.Setup();
+    ASSERT_EQ(failure, "") << "Debian's crontab and cron with a private spool are needed";
+    ASSERT_TRUE(FileExists(kFakeTimeLibrary)) << "libfaketime (package faketime) is needed";
+    ASSERT_EQ(RunTool({"crontab", "-"}, kUsersLines).exitCode, 0);
+    unlink("/tmp/vocarta-pwned");
+    // Cron's clock two seconds before a minute: the jobs are set for that minute.
+    const std::time_t now = time(nullptr);
+    const int offset = int(58 - now % 60 + 60) % 60;
+    const int64_t minute = (int64_t(now) + offset) / 60 * 60 + 60;
+    TempDir dir("vocarta cron 'progs'");
+    CrontabJobLauncher launcher;
+    std::vector<std::pair<ScheduleJob, std::string>> jobs;
+    for (const std::string& name : HostileNames()) {
+        const std::string out = dir.File(StringPrintf("out%zu", jobs.size()));
+        const std::string program =
+            ArgumentDumper(dir, StringPrintf("vocarta %zu $x", jobs.size()), out);
+        jobs.emplace_back(OneTimeJob(name, program, minute), out);
+        ASSERT_TRUE(launcher.CreateScheduleJob(jobs.back().first));
+        ASSERT_TRUE(launcher.List(jobs.back().first.Label()).Value().listed) << name;
+    }
+    cron.StartDaemon(offset);
+    for (const auto& [job, out] : jobs) {
+        WaitUntil([&] { return ReadFile(out).find("WINDOW=") != std::string::npos; }, 15000);
+        EXPECT_EQ(ReadFile(out), DumpOf(job)) << job.name;
+    }
+    EXPECT_FALSE(FileExists("/tmp/vocarta-pwned"));
 }
