@@ -179,7 +179,8 @@ def main():
         env = SessionEnv(modules=False, mic=True)
         run_schedule(env, started)
     finally:
-        for pid in started:  # the copies cron started are not children of the test
+        # The copies cron (or the late start) left are not children of the test.
+        for pid in started | (copies_of(env.program, env.env["HOME"]) if env else set()):
             subprocess.call(["kill", str(pid)], stderr=subprocess.DEVNULL)
         if env is not None:
             env.close()
