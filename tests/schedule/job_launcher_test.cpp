@@ -132,6 +132,13 @@ class UserManager : public PrivateDaemon {
     TempDir run_{"vocarta-run"};
 };
 
+// "listed <next start>", "not listed" or the error of the listing.
+std::string Listed(LJobLauncher& launcher, const std::string& label) {
+    LResult<JobListing> l = launcher.List(label);
+    if (!l) return "error: " + l.Error().Message();
+    return l.Value().listed ? "listed " + std::to_string(l.Value().nextStart) : "not listed";
+}
+
 ScheduleJob OneTimeJob(const std::string& name, const std::string& program, int64_t start) {
     return TestJob(name, ScheduleType::OneTime, program, start, start + 600, 0, false);
 }
@@ -255,10 +262,7 @@ TEST(SystemdJob, CommandSequencesOfCreateEditRemove) {
     tools.Answer("systemctl", "list-timers", 0,
                  "[{\"next\":1906884000000000,\"left\":1,\"last\":0,\"passed\":0,"
                  "\"unit\":\"x\",\"activates\":\"y\"}]\n");
-    LResult<JobListing> listing = launcher.List(job.Label());
-    ASSERT_TRUE(listing);
-    EXPECT_TRUE(listing.Value().listed);
-    EXPECT_EQ(listing.Value().nextStart, 1906884000);
+    EXPECT_EQ(Listed(launcher, job.Label()), "listed 1906884000");
     tools.Take();
     launcher.RemoveScheduleJob("Morning news");
     EXPECT_EQ(tools.Take(), Calls({{"show", timer, "--property=ActiveState,UnitFileState"},
@@ -358,20 +362,15 @@ TEST(SystemdManager, HostileNamesReachTheProgramExactly) {
                                         start + 1780, 0, background);
         EXPECT_EQ(job.argument, "01:00:00 " + name + (background ? " -RunInBackground" : ""));
         ASSERT_TRUE(launcher.CreateScheduleJob(job));
-        LResult<JobListing> listing = launcher.List(job.Label());
-        ASSERT_TRUE(listing);
-        EXPECT_TRUE(listing.Value().listed);
         // No year: the next 1 December, at the start minute.
-        EXPECT_EQ(listing.Value().nextStart, nextFirstOfDecember);
+        EXPECT_EQ(Listed(launcher, job.Label()), "listed " + std::to_string(nextFirstOfDecember));
         unlink(out.c_str());
         ASSERT_EQ(
             RunTool({"systemctl", "--user", "start", JobId(job.Label()) + ".service"}).exitCode, 0);
         WaitUntil([&] { return ReadFile(out).find("WINDOW=") != std::string::npos; });
         EXPECT_EQ(ReadFile(out), DumpOf(job));
         launcher.RemoveScheduleJob(name);
-        listing = launcher.List(job.Label());
-        ASSERT_TRUE(listing);
-        EXPECT_FALSE(listing.Value().listed);
+        EXPECT_EQ(Listed(launcher, job.Label()), "not listed");
         EXPECT_FALSE(launcher.HasJobFile(job.Label()));
     }
     EXPECT_FALSE(FileExists("/tmp/vocarta-pwned"));
@@ -447,15 +446,14 @@ TEST(CrontabJob, OnlyTaggedLinesChangeAndUsersLinesStay) {
     const std::string lineB = CrontabJobLauncher::CronLine(b).Value();
     EXPECT_EQ(CrontabNow(), users + lineB + "\n" + lineA + "\n");
     EXPECT_EQ(ReadFile(CrontabJobLauncher::JobFilePath(a.Label())), lineA + "\n");
-    LResult<JobListing> listing = launcher.List(a.Label());
-    ASSERT_TRUE(listing);
-    EXPECT_TRUE(listing.Value().listed);
-    EXPECT_EQ(listing.Value().nextStart, CrontabJobLauncher::NextStartOfLine(lineA, time(nullptr)));
+    EXPECT_EQ(
+        Listed(launcher, a.Label()),
+        "listed " + std::to_string(CrontabJobLauncher::NextStartOfLine(lineA, time(nullptr))));
 
     launcher.RemoveScheduleJob("a");
     EXPECT_EQ(CrontabNow(), users + lineB + "\n");
     EXPECT_FALSE(launcher.HasJobFile(a.Label()));
-    EXPECT_FALSE(launcher.List(a.Label()).Value().listed);
+    EXPECT_EQ(Listed(launcher, a.Label()), "not listed");
     // Unload from inside the job's own process: removing the line ends nothing,
     // so it is made at once.
     SetStartedByJob(JobId(b.Label()), getpid());
@@ -505,7 +503,7 @@ TEST(CrontabJob, CronHandsHostileNamesOverExactly) {
             ArgumentDumper(dir, StringPrintf("vocarta %zu $x", jobs.size()), out);
         jobs.emplace_back(OneTimeJob(name, program, minute), out);
         ASSERT_TRUE(launcher.CreateScheduleJob(jobs.back().first));
-        ASSERT_TRUE(launcher.List(jobs.back().first.Label()).Value().listed) << name;
+        ASSERT_EQ(Listed(launcher, jobs.back().first.Label()).substr(0, 6), "listed") << name;
     }
     cron.StartDaemon(offset);
     for (const auto& [job, out] : jobs) {
