@@ -25,12 +25,9 @@ using namespace vocarta::test;
 namespace {
 
 std::string Window(ScheduleType type, int start, int end, int weekdays = 0) {
-    ScheduledRecording record;
     int64_t s = 0, e = 0;
     ReferenceDaySpan(start, end, s, e);
-    if (type == ScheduleType::Daily) record.SetDaily("x", s, e);
-    if (type == ScheduleType::Weekly) record.SetWeekly("x", weekdays, s, e);
-    return LaunchWindowText(record);
+    return TestJob("x", type, "/v", s, e, weekdays).window;
 }
 
 bool Records(const std::string& window, const char* date, const char* time) {
@@ -67,10 +64,9 @@ TEST(JobStart, LateStartRecordsOnlyInsideItsOccurrence) {
     // cannot be read leaves the end time in charge.
     const std::string night = Window(ScheduleType::Daily, 22 * 3600, 8 * 3600);
     const std::string monday = Window(ScheduleType::Weekly, 23 * 3600, 3600, 1 << 1);
-    ScheduledRecording record;
-    record.SetOneTime("x", InstantFromTexts("2030-06-05", "10:00:00"),
-                      InstantFromTexts("2030-06-05", "11:00:00"));
-    const std::string once = LaunchWindowText(record), garbage = "garbage";
+    const int64_t ten = InstantFromTexts("2030-06-05", "10:00:00");
+    const std::string once = TestJob("x", ScheduleType::OneTime, "/v", ten, ten + 3600).window;
+    const std::string garbage = "garbage";
     const struct {
         const std::string& window;
         const char *date, *time;
@@ -128,8 +124,8 @@ TEST(ScheduleCommandLine, AddArgumentsAreReadAsTheWindowWouldHoldThem) {
         const auto [form, index] = parse(row.args);
         ASSERT_TRUE(form) << row.args[3];
         EXPECT_EQ(form.Value().endSeconds, row.endSeconds) << row.args[3];
-        if (form.Value().type == ScheduleType::OneTime)
-            EXPECT_EQ(form.Value().endDate, row.endDate) << row.args[3];
+        const bool once = form.Value().type == ScheduleType::OneTime;
+        EXPECT_EQ(once ? form.Value().endDate : row.endDate, row.endDate) << row.args[3];
     }
     for (const auto& bad :
          std::vector<std::vector<std::string>>{{"n"},
@@ -156,16 +152,13 @@ TEST(ScheduleParsers, SurviveMutatedInput) {
         std::string text = seeds[round % 3];
         for (int edits = 1 + int(random() % 4); edits > 0; --edits) {
             const std::size_t at = random() % (text.size() + 1);
-            switch (random() % 3) {
-                case 0:
-                    text.insert(at, 1, char(random() % 256));
-                    break;
-                case 1:
-                    if (at < text.size()) text.erase(at, 1);
-                    break;
-                default:
-                    if (at < text.size()) text[at] = char(random() % 256);
-            }
+            const unsigned op = random() % 3;
+            if (op == 0)
+                text.insert(at, 1, char(random() % 256));
+            else if (at < text.size() && op == 1)
+                text.erase(at, 1);
+            else if (at < text.size())
+                text[at] = char(random() % 256);
         }
         (void)CheckLaunchWindow(text, 1906884000);
         (void)CrontabJobLauncher::NextStartOfLine(text, 1906884000);

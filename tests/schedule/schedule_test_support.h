@@ -7,14 +7,21 @@
 #include <sys/stat.h>
 #include <time.h>
 
+#include <chrono>
 #include <fstream>
+#include <functional>
+#include <optional>
 #include <set>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "schedule/job_launcher.h"
+#include "schedule/job_start.h"
 #include "schedule/process_run.h"
+#include "schedule/schedule_job.h"
 #include "support/temp_dir.h"
+#include "toolkit/text.h"
 
 namespace vocarta::test {
 
@@ -22,21 +29,17 @@ namespace vocarta::test {
 class ScopedTimeZone {
   public:
     explicit ScopedTimeZone(const char* zone) {
-        if (const char* old = getenv("TZ")) old_ = old, hadOld_ = true;
+        if (const char* old = getenv("TZ")) old_ = old;
         setenv("TZ", zone, 1);
         tzset();
     }
     ~ScopedTimeZone() {
-        if (hadOld_)
-            setenv("TZ", old_.c_str(), 1);
-        else
-            unsetenv("TZ");
+        old_ ? setenv("TZ", old_->c_str(), 1) : unsetenv("TZ");
         tzset();
     }
 
   private:
-    std::string old_;
-    bool hadOld_ = false;
+    std::optional<std::string> old_;
 };
 
 // Stand-ins for tools, first on PATH while the object lives. Each call appends
@@ -147,12 +150,35 @@ inline std::string ArgumentDumper(const TempDir& dir, const std::string& name,
 
 inline std::string Hex(const std::string& bytes) {
     std::string out;
-    static const char kDigits[] = "0123456789abcdef";
-    for (unsigned char c : bytes) {
-        out += kDigits[c >> 4];
-        out += kDigits[c & 15];
-    }
+    for (unsigned char c : bytes) out += StringPrintf("%02x", c);
     return out;
+}
+
+// What ArgumentDumper writes when `job` starts it.
+inline std::string DumpOf(const ScheduleJob& job) {
+    return Hex("-scheduled_launch") + "\n" + Hex(job.argument) + "\nJOB=" + JobId(job.Label()) +
+           "\nWINDOW=" + job.window + "\n";
+}
+
+// A job for a record of `type` (start and end as the record keeps them).
+inline ScheduleJob TestJob(const std::string& name, ScheduleType type, const std::string& program,
+                           int64_t start, int64_t end, int weekdays = 0,
+                           bool runIfNotLoggedIn = true) {
+    ScheduledRecording record;
+    if (type == ScheduleType::OneTime) record.SetOneTime(name, start, end);
+    if (type == ScheduleType::Daily) record.SetDaily(name, start, end);
+    if (type == ScheduleType::Weekly) record.SetWeekly(name, weekdays, start, end);
+    record.SetRunIfNotLoggedIn(runIfNotLoggedIn);
+    return JobForRecord(record, program);
+}
+
+// Polls `done` every 50 ms for up to `ms`; whether it came true.
+inline bool WaitUntil(const std::function<bool()>& done, int ms = 5000) {
+    for (int waited = 0; !done(); waited += 50) {
+        if (waited >= ms) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    return true;
 }
 
 // Names a user might give a schedule that a careless quoting would break or run.

@@ -40,6 +40,14 @@ import struct
 import sys
 import time
 
+from server_common import LineReader, announce, listener, tls_context
+
+# Commands answered with a fixed reply ("%s" takes the argument).
+FIXED = {"USER": "331 Password required.", "PASS": "230 Logged in.", "NOOP": "200 NOOP ok.",
+         "PBSZ": "200 PBSZ=0 successful.", "TYPE": "200 Type set to %s.", "OPTS": "200 OK.",
+         "SYST": "215 UNIX Type: L8", "MFMT": "213 Modify=%s", "ABOR": "226 ABOR successful."}
+FEATURES = [" SIZE", " MDTM", " MFMT", " MLST type*;size*;modify*;", " UTF8"]
+
 
 class Server:
     def __init__(self, script):
@@ -48,29 +56,21 @@ class Server:
         self.files = {k: v.encode("latin-1") for k, v in script.get("files", {}).items()}
         self.cwd = "/"
         self.passive = None
-        self.prot = False
-        self.ctx = None
-        if script.get("tls"):
-            self.ctx = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
-            self.ctx.load_cert_chain(script["tls"]["cert"], script["tls"]["key"])
-        self.conn = None
-        self.buffer = b""
-        self.hung = False
+        self.prot = self.hung = False
+        self.ctx = tls_context(script["tls"]["cert"], script["tls"]["key"]) if script.get(
+            "tls") else None
 
     # --- the control connection
     def send(self, text):
-        if isinstance(text, str):
-            text = text.encode("latin-1")
-        if self.s.get("split"):
-            for i in range(len(text)):
-                self.conn.sendall(text[i:i + 1])
+        text = text.encode("latin-1") if isinstance(text, str) else text
+        for piece in ([text[i:i + 1] for i in range(len(text))] if self.s.get("split")
+                      else [text]):
+            self.conn.sendall(piece)
+            if self.s.get("split"):
                 time.sleep(0.001)
-        else:
-            self.conn.sendall(text)
 
     def reply(self, text):
-        lines = text.split("\n")
-        self.send("".join(line.rstrip("\r") + "\r\n" for line in lines))
+        self.send("".join(line.rstrip("\r") + "\r\n" for line in text.split("\n")))
 
     def act(self, action):
         """True when the default behaviour should run."""
@@ -82,28 +82,15 @@ class Server:
             self.hung = True
         elif action.get("close"):
             raise ConnectionError("closed by the script")
-        elif "chunks" in action:
-            for chunk in action["chunks"]:
-                self.send(chunk)
-                time.sleep(action.get("pause_ms", 20) / 1000.0)
+        for chunk in action.get("chunks", []) if isinstance(action, dict) else []:
+            self.send(chunk)
+            time.sleep(action.get("pause_ms", 20) / 1000.0)
         return False
 
     def scripted(self, verb):
         actions = self.s.get("replies", {}).get(verb)
-        n = self.uses.get(verb, 0)
-        self.uses[verb] = n + 1
-        if actions is None or n >= len(actions):
-            return None
-        return actions[n]
-
-    def read_line(self, sock=None):
-        while b"\n" not in self.buffer:
-            chunk = (sock or self.conn).recv(4096)
-            if not chunk:
-                raise ConnectionError("client went away")
-            self.buffer += chunk
-        line, self.buffer = self.buffer.split(b"\n", 1)
-        return line.rstrip(b"\r").decode("latin-1")
+        n = self.uses[verb] = self.uses.get(verb, -1) + 1
+        return actions[n] if actions is not None and n < len(actions) else None
 
     # --- data connections
     def open_passive(self):
@@ -122,33 +109,32 @@ class Server:
         host = self.s.get("pasv_host", "127,0,0,1")
         self.reply("227 Entering Passive Mode (%s,%d,%d)." % (host, port // 256, port % 256))
 
-    def accept_data(self):
-        if not self.passive:
-            return None
-        self.passive.settimeout(10)
-        try:
-            data, _ = self.passive.accept()
-        except OSError:
-            return None
-        finally:
+    def accept_data(self, opening):
+        """The data connection (TLS with PROT P), after the reply `opening`; None
+        (and 425) when none comes."""
+        data = None
+        if self.passive:
+            self.passive.settimeout(10)
+            try:
+                data, _ = self.passive.accept()
+            except OSError:
+                pass
             self.passive.close()
             self.passive = None
-        return data
-
-    def secure_data(self, data):
-        if self.prot and self.ctx:
-            data = self.ctx.wrap_socket(data, server_side=True)
-        return data
+        if data is None:
+            self.reply("425 Can't open data connection.")
+            return None
+        self.reply(opening)
+        return self.ctx.wrap_socket(data, server_side=True) if self.prot and self.ctx else data
 
     def receive_upload(self, data):
         received = b""
         cut = self.s.get("cut_after")
-        queued = []
         while True:
             if self.s.get("answer_during_transfer") and not isinstance(self.conn, ssl.SSLSocket):
                 ready, _, _ = select.select([data, self.conn], [], [], 5)
                 if self.conn in ready:
-                    line = self.read_line()
+                    line = self.reader.line(self.conn)
                     print("CMD " + line, flush=True)
                     self.reply("200 NOOP ok" if line.upper() == "NOOP" else "503 busy")
                     continue
@@ -160,10 +146,9 @@ class Server:
                 received = received[:cut]
                 data.setsockopt(socket.SOL_SOCKET, socket.SO_LINGER, struct.pack("ii", 1, 0))
                 break
-            if self.s.get("data_pause_ms"):
-                time.sleep(self.s["data_pause_ms"] / 1000.0)
+            time.sleep(self.s.get("data_pause_ms", 0) / 1000.0)
         data.close()
-        return received, queued
+        return received
 
     # --- commands
     def handle(self, line):
@@ -173,17 +158,13 @@ class Server:
         if not self.act(self.scripted(verb)):
             if verb == "QUIT":
                 raise ConnectionError("quit")
-            return
-        getattr(self, "do_" + verb, self.do_unknown)(arg)
+        elif verb in FIXED:
+            self.reply(FIXED[verb] % arg if "%s" in FIXED[verb] else FIXED[verb])
+        else:
+            getattr(self, "do_" + verb, self.do_unknown)(arg)
 
     def do_unknown(self, arg):
         self.reply("502 Command not implemented.")
-
-    def do_USER(self, arg):
-        self.reply("331 Password required.")
-
-    def do_PASS(self, arg):
-        self.reply("230 Logged in.")
 
     def do_AUTH(self, arg):
         if not self.ctx:
@@ -191,31 +172,15 @@ class Server:
         self.reply("234 AUTH TLS successful.")
         self.conn = self.ctx.wrap_socket(self.conn, server_side=True)
 
-    def do_PBSZ(self, arg):
-        self.reply("200 PBSZ=0 successful.")
-
     def do_PROT(self, arg):
         self.prot = arg.upper() == "P"
         self.reply("200 Protection set.")
 
     def do_FEAT(self, arg):
-        features = self.s.get("features", [" SIZE", " MDTM", " MFMT",
-                                           " MLST type*;size*;modify*;", " UTF8"])
+        features = self.s.get("features", FEATURES)
         if features is None:
             return self.reply("500 FEAT not understood.")
         self.reply("\n".join(["211-Features:"] + features + ["211 End"]))
-
-    def do_NOOP(self, arg):
-        self.reply("200 NOOP ok.")
-
-    def do_TYPE(self, arg):
-        self.reply("200 Type set to %s." % arg)
-
-    def do_OPTS(self, arg):
-        self.reply("200 OK.")
-
-    def do_SYST(self, arg):
-        self.reply("215 UNIX Type: L8")
 
     def do_CWD(self, arg):
         if arg in self.s.get("missing_dirs", []):
@@ -230,11 +195,10 @@ class Server:
         self.open_passive()
 
     def upload(self, name, append):
-        data = self.accept_data()
+        data = self.accept_data("150 Ok to send data.")
         if data is None:
-            return self.reply("425 Can't open data connection.")
-        self.reply("150 Ok to send data.")
-        received, _ = self.receive_upload(self.secure_data(data))
+            return
+        received = self.receive_upload(data)
         self.files[name] = (self.files.get(name, b"") if append else b"") + received
         print("STORED %s %d" % (name, len(self.files[name])), flush=True)
         if self.s.get("dump_dir"):
@@ -248,27 +212,22 @@ class Server:
     def do_APPE(self, arg):
         self.upload(arg, True)
 
-    def listing(self):
+    def do_LIST(self, arg):
+        data = self.accept_data("150 Here comes the listing.")
+        if data is None:
+            return
+        listing = self.s.get("listing", "").encode("latin-1")
         if "listing_bytes" in self.s:
             line = b"-rw-r--r-- 1 owner group 1234 Jan 10 12:34 filler\r\n"
-            return line * (self.s["listing_bytes"] // len(line) + 1)
-        return self.s.get("listing", "").encode("latin-1")
-
-    def do_LIST(self, arg):
-        data = self.accept_data()
-        if data is None:
-            return self.reply("425 Can't open data connection.")
-        self.reply("150 Here comes the listing.")
-        data = self.secure_data(data)
+            listing = line * (self.s["listing_bytes"] // len(line) + 1)
         try:
-            data.sendall(self.listing())
+            data.sendall(listing)
         except OSError:
             pass
         data.close()
         self.reply("226 Directory send OK.")
 
-    do_MLSD = do_LIST
-    do_NLST = do_LIST
+    do_MLSD = do_NLST = do_LIST
 
     def do_SIZE(self, arg):
         if arg not in self.files:
@@ -281,33 +240,26 @@ class Server:
         self.reply("250-Listing %s\n type=file;size=%d;modify=20240102030405; %s\n250 End."
                    % (arg, len(self.files[arg]), arg))
 
-    def do_MFMT(self, arg):
-        self.reply("213 Modify=%s" % arg)
-
     def do_DELE(self, arg):
         if self.files.pop(arg, None) is None:
             return self.reply("550 No such file.")
         self.reply("250 Deleted.")
-
-    def do_ABOR(self, arg):
-        self.reply("226 ABOR successful.")
 
     def do_QUIT(self, arg):
         self.reply("221 Goodbye.")
         raise ConnectionError("quit")
 
     def serve(self, conn):
-        self.conn = conn
-        self.buffer = b""
+        self.conn, self.reader = conn, LineReader(conn)
         try:
             self.act(self.s.get("greeting", "220 scripted server ready"))
             while True:
-                line = self.read_line()
+                line = self.reader.line(self.conn)
                 if self.hung:
                     print("CMD " + line, flush=True)
-                    continue
-                self.handle(line)
-        except (ConnectionError, OSError, ssl.SSLError):
+                else:
+                    self.handle(line)
+        except (ConnectionError, EOFError, OSError, ssl.SSLError):
             pass
         finally:
             try:
@@ -318,15 +270,11 @@ class Server:
 
 def main():
     with open(sys.argv[1]) as f:
-        script = json.load(f)
-    listener = socket.socket()
-    listener.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
-    listener.bind(("127.0.0.1", 0))
-    listener.listen(4)
-    print("PORT %d" % listener.getsockname()[1], flush=True)
-    server = Server(script)
+        server = Server(json.load(f))
+    sock = listener(backlog=4)
+    announce(sock.getsockname()[1])
     while True:
-        conn, _ = listener.accept()
+        conn, _ = sock.accept()
         server.serve(conn)
         print("CLOSED", flush=True)
 

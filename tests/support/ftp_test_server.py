@@ -16,20 +16,12 @@ Each command the server takes is printed as "CMD <line>" (PASS hidden).
 """
 
 import argparse
-import socket
 import sys
 
 from pyftpdlib.authorizers import DummyAuthorizer
 from pyftpdlib.handlers import FTPHandler, TLS_FTPHandler
 from pyftpdlib.servers import FTPServer
-
-
-def closed_port():
-    s = socket.socket()
-    s.bind(("127.0.0.1", 0))
-    port = s.getsockname()[1]
-    s.close()
-    return port
+from server_common import announce, free_port
 
 
 def make_handler(args):
@@ -49,14 +41,12 @@ def make_handler(args):
         def ftp_PASV(self, line):
             if not args.closed_passive:
                 return super().ftp_PASV(line)
-            port = closed_port()
+            port = free_port()
             self.respond("227 Entering passive mode (127,0,0,1,%d,%d)." % (port // 256, port % 256))
 
     if args.tls:
-        Handler.certfile = args.cert
-        Handler.keyfile = args.key
-        Handler.tls_control_required = args.tls_required
-        Handler.tls_data_required = args.tls_required
+        Handler.certfile, Handler.keyfile = args.cert, args.key
+        Handler.tls_control_required = Handler.tls_data_required = args.tls_required
     if args.no_mfmt:
         Handler.proto_cmds = dict(Handler.proto_cmds)
         del Handler.proto_cmds["MFMT"]
@@ -82,7 +72,7 @@ def main():
     handler.authorizer = authorizer
     handler.banner = "pyftpdlib test server ready."
     server = FTPServer(("127.0.0.1", 0), handler)
-    print("PORT %d" % server.socket.getsockname()[1], flush=True)
+    announce(server.socket.getsockname()[1])
     try:
         server.serve_forever(handle_exit=False)
     except KeyboardInterrupt:

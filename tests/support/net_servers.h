@@ -19,6 +19,7 @@
 #include <chrono>
 #include <cstdint>
 #include <cstdlib>
+#include <regex>
 #include <string>
 #include <thread>
 #include <vector>
@@ -101,17 +102,9 @@ class ServerProcess {
 
   private:
     static uint16_t FindPort(const std::string& text) {
-        for (const char* marker : {"PORT ", "ACCEPT "}) {
-            const size_t at = text.find(marker);
-            if (at == std::string::npos) continue;
-            const size_t end = text.find('\n', at);
-            if (end == std::string::npos) continue;
-            const size_t colon = text.rfind(':', end);
-            const size_t start = marker[0] == 'P' ? at + 5 : colon + 1;
-            if (marker[0] == 'A' && (colon == std::string::npos || colon < at)) continue;
-            return uint16_t(std::atoi(text.substr(start, end - start).c_str()));
-        }
-        return 0;
+        std::smatch m;
+        static const std::regex kPort("(?:PORT |ACCEPT .*:)([0-9]+)\n");
+        return std::regex_search(text, m, kPort) ? uint16_t(std::stoi(m[1])) : 0;
     }
 
     std::string output_;

@@ -35,20 +35,9 @@ import os
 import select
 import socket
 import socketserver
-import ssl
-import sys
 import time
 
-
-def server_context(cert, key):
-    context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
-    context.load_cert_chain(cert, key)
-    return context
-
-
-def announce(port):
-    sys.stdout.write("PORT %d\n" % port)
-    sys.stdout.flush()
+from server_common import LineReader, announce, tls_context
 
 
 class DualStackMixin:
@@ -69,6 +58,21 @@ class ThreadingServer(DualStackMixin, socketserver.ThreadingMixIn, http.server.H
         if self.context:
             request = self.context.wrap_socket(request, server_side=True)
         super().finish_request(request, client_address)
+
+
+CHUNKS = (b"Hello", b", chunked world! 0123456789")
+# Replies sent as they are, whatever was asked.
+RAW = {
+    "chunked": b"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n%x;name=value\r\n%s\r\n"
+               b"%X\r\n%s\r\n0\r\nX-Trailer: yes\r\n\r\n"
+               % (len(CHUNKS[0]), CHUNKS[0], len(CHUNKS[1]), CHUNKS[1]),
+    "to-end": b"HTTP/1.0 200 OK\r\nContent-Type: text/plain\r\n\r\n" + b"z" * 100000,
+    "interim": b"HTTP/1.1 100 Continue\r\n\r\nHTTP/1.0 200 OK\r\nContent-Length: 2\r\n\r\nok",
+    "short": b"HTTP/1.0 200 OK\r\nContent-Length: 1000\r\n\r\n" + b"s" * 10,
+    "huge-header": b"HTTP/1.0 200 OK\r\n" + (b"X-Filler: " + b"f" * 100 + b"\r\n") * 700 + b"\r\n",
+    "unended": b"HTTP/1.0 200 OK\r\nX-Never-Ended: yes",
+    "stall": b"HTTP/1.0 200 OK\r\n",
+}
 
 
 class Handler(http.server.BaseHTTPRequestHandler):
@@ -104,32 +108,10 @@ class Handler(http.server.BaseHTTPRequestHandler):
             return self.reply(int(parts[1]), b"status body")
         if route == "headers":
             return self.reply(200, str(self.headers).encode())
-        if route == "chunked":
-            first, second = b"Hello", b", chunked world! 0123456789"
-            self.raw(b"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n"
-                     + b"%x;name=value\r\n%s\r\n%X\r\n%s\r\n" % (len(first), first, len(second),
-                                                                 second)
-                     + b"0\r\nX-Trailer: yes\r\n\r\n")
-            return
-        if route == "to-end":
-            self.raw(b"HTTP/1.0 200 OK\r\nContent-Type: text/plain\r\n\r\n" + b"z" * 100000)
-            return
-        if route == "interim":
-            self.raw(b"HTTP/1.1 100 Continue\r\n\r\nHTTP/1.0 200 OK\r\nContent-Length: 2\r\n\r\nok")
-            return
-        if route == "short":
-            self.raw(b"HTTP/1.0 200 OK\r\nContent-Length: 1000\r\n\r\n" + b"s" * 10)
-            return
-        if route == "huge-header":
-            self.raw(b"HTTP/1.0 200 OK\r\n" + (b"X-Filler: " + b"f" * 100 + b"\r\n") * 700
-                     + b"\r\n")
-            return
-        if route == "unended":
-            self.raw(b"HTTP/1.0 200 OK\r\nX-Never-Ended: yes")
-            return
-        if route == "stall":
-            self.raw(b"HTTP/1.0 200 OK\r\n")
-            time.sleep(60)
+        if route in RAW:
+            self.raw(RAW[route])
+            if route == "stall":
+                time.sleep(60)
             return
         self.reply(404, b"not found")
 
@@ -148,22 +130,11 @@ class Handler(http.server.BaseHTTPRequestHandler):
             if self.tls is None:
                 self.connection.sendfile(f)
             else:
-                while True:
-                    block = f.read(1 << 20)
-                    if not block:
-                        break
+                for block in iter(lambda: f.read(1 << 20), b""):
                     self.connection.sendall(block)
 
     def read_body(self):
-        length = int(self.headers.get("Content-Length", "0"))
-        chunks = []
-        while length > 0:
-            block = self.rfile.read(min(length, 1 << 20))
-            if not block:
-                break
-            chunks.append(block)
-            length -= len(block)
-        return b"".join(chunks)
+        return self.rfile.read(int(self.headers.get("Content-Length", "0")))
 
     def do_POST(self):
         body = self.read_body()
@@ -204,7 +175,7 @@ def serve_http(args):
     ThreadingServer.address_family = family
     server = ThreadingServer((args.host, 0), Handler)
     if args.tls:
-        Handler.tls = server.context = server_context(*args.tls)
+        Handler.tls = server.context = tls_context(*args.tls)
     announce(server.server_address[1])
     server.serve_forever()
 
@@ -226,32 +197,24 @@ class ProxyHandler(socketserver.StreamRequestHandler):
 
     def handle(self):
         line = self.rfile.readline(8192).decode("latin-1")
-        headers = []
-        while True:
-            header = self.rfile.readline(8192).decode("latin-1")
-            if header in ("\r\n", "\n", ""):
-                break
-            headers.append(header.strip())
+        headers = list(iter(lambda: self.rfile.readline(8192).decode("latin-1").strip(), ""))
         if self.log:
             with open(self.log, "a") as log:
                 log.write(line.strip() + "\n")
         method, target, _ = (line.split() + ["", "", ""])[:3]
         if method != "CONNECT":
-            self.wfile.write(b"HTTP/1.0 405 Only CONNECT\r\n\r\n")
-            return
+            return self.wfile.write(b"HTTP/1.0 405 Only CONNECT\r\n\r\n")
         if self.auth:
             import base64
             expected = "Proxy-Authorization: Basic " + base64.b64encode(
                 self.auth.encode()).decode()
             if expected not in headers:
-                self.wfile.write(b"HTTP/1.0 407 Proxy Authentication Required\r\n\r\n")
-                return
+                return self.wfile.write(b"HTTP/1.0 407 Proxy Authentication Required\r\n\r\n")
         host, _, port = target.rpartition(":")
         try:
             upstream = socket.create_connection((host.strip("[]"), int(port)), timeout=10)
         except OSError:
-            self.wfile.write(b"HTTP/1.0 502 Bad Gateway\r\n\r\n")
-            return
+            return self.wfile.write(b"HTTP/1.0 502 Bad Gateway\r\n\r\n")
         self.wfile.write(b"HTTP/1.0 200 Connection established\r\n\r\n")
         self.wfile.flush()
         with upstream:
@@ -280,19 +243,16 @@ class LineHandler(socketserver.BaseRequestHandler):
         if self.implicit:
             conn = self.context.wrap_socket(conn, server_side=True)
         conn.sendall(b"220 ready\r\n")
-        pending = b""
+        reader = LineReader(conn)
         while True:
-            while b"\n" not in pending:
-                data = conn.recv(4096)
-                if not data:
-                    return
-                pending += data
-            line, _, pending = pending.partition(b"\n")
-            command = line.strip()
+            try:
+                command = reader.line(conn).encode("latin-1").strip()
+            except EOFError:
+                return
             if command == b"STARTTLS":
                 conn.sendall(b"220 go ahead\r\n")
                 conn = self.context.wrap_socket(conn, server_side=True)
-                pending = b""
+                reader.buffer = b""
             elif command == b"PAIR":
                 conn.sendall(b"250-first\r\n250 second\r\n")
             elif command == b"REUSED":
@@ -310,7 +270,7 @@ class LineServer(DualStackMixin, ThreadingTcpServer):
 
 
 def serve_lines(args):
-    LineHandler.context = server_context(*args.tls)
+    LineHandler.context = tls_context(*args.tls)
     LineHandler.implicit = args.implicit
     LineServer.address_family = socket.AF_INET6 if ":" in args.host else socket.AF_INET
     server = LineServer((args.host, 0), LineHandler)

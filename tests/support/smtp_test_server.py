@@ -29,23 +29,12 @@ import argparse
 import asyncio
 import email
 import email.policy
+import itertools
 import os
-import socket
-import ssl
-import sys
 import threading
 import time
 
-
-def announce(port):
-    sys.stdout.write("PORT %d\n" % port)
-    sys.stdout.flush()
-
-
-def tls_context(cert, key):
-    context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
-    context.load_cert_chain(cert, key)
-    return context
+from server_common import LineReader, announce, listener, tls_context
 
 
 # ---------------------------------------------------------------- real server
@@ -105,11 +94,7 @@ def run_real(args):
 
     context = tls_context(*args.tls) if args.tls else None
     handler = StoreHandler(args.store, args.discard)
-    family = socket.AF_INET6 if ":" in args.host else socket.AF_INET
-    sock = socket.socket(family, socket.SOCK_STREAM)
-    sock.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
-    sock.bind((args.host, args.port))
-    sock.listen(64)
+    sock = listener(args.host, args.port, 64)
 
     def factory():
         return SMTP(handler, hostname="mail.test", tls_context=context,
@@ -132,20 +117,14 @@ def unescape(text):
 class Connection:
     def __init__(self, sock, number, log, context):
         self.sock, self.number, self.log, self.context = sock, number, log, context
-        self.buffer = b""
+        self.reader = LineReader(sock)
 
     def note(self, text):
         with open(self.log, "a") as out:
             out.write("%d %s\n" % (self.number, text))
 
     def line(self):
-        while b"\n" not in self.buffer:
-            chunk = self.sock.recv(65536)
-            if not chunk:
-                raise EOFError
-            self.buffer += chunk
-        line, self.buffer = self.buffer.split(b"\n", 1)
-        return line.rstrip(b"\r").decode("latin-1")
+        return self.reader.line(self.sock)
 
     def play(self, steps):
         for verb, argument in steps:
@@ -167,11 +146,10 @@ class Connection:
                 self.note("DATA %d" % size)
             elif verb == "tls":
                 self.sock = self.context.wrap_socket(self.sock, server_side=True)
-                self.buffer = b""
-            elif verb == "pause":
-                time.sleep(int(argument) / 1000.0)
-            elif verb == "stall":
+                self.reader.buffer = b""
+            elif verb in ("pause", "stall"):
                 time.sleep(int(argument or "1000") / 1000.0)
+            if verb == "stall":
                 try:
                     while self.sock.recv(65536):
                         pass
@@ -184,24 +162,14 @@ class Connection:
 
 
 def run_script(args):
-    steps = []
     with open(args.file) as script:
-        for raw in script:
-            raw = raw.rstrip("\n")
-            if raw.strip() and not raw.startswith("#"):
-                verb, _, argument = raw.partition(" ")
-                steps.append((verb, argument))
+        steps = [raw.rstrip("\n").partition(" ")[::2] for raw in script
+                 if raw.strip() and not raw.startswith("#")]
     context = tls_context(*args.tls) if args.tls else None
-    listener = socket.socket(socket.AF_INET, socket.SOCK_STREAM)
-    listener.setsockopt(socket.SOL_SOCKET, socket.SO_REUSEADDR, 1)
-    listener.bind(("127.0.0.1", 0))
-    listener.listen(16)
-    announce(listener.getsockname()[1])
-    number = 0
-    while True:
-        sock, _ = listener.accept()
-        number += 1
-        connection = Connection(sock, number, args.log, context)
+    sock = listener()
+    announce(sock.getsockname()[1])
+    for number in itertools.count(1):
+        connection = Connection(sock.accept()[0], number, args.log, context)
 
         def serve(c=connection):
             try:

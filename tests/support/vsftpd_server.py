@@ -22,51 +22,22 @@ import subprocess
 import sys
 import time
 
+from server_common import announce, free_port
+
 VSFTPD = "/usr/sbin/vsftpd"
 PR_SET_PDEATHSIG = 1
 
-CONFIG = """listen=YES
-listen_ipv6=NO
-listen_address=127.0.0.1
-listen_port={port}
-background=NO
-anonymous_enable=YES
-local_enable=NO
-write_enable=YES
-anon_upload_enable=YES
-anon_mkdir_write_enable=YES
-anon_other_write_enable=YES
-anon_world_readable_only=NO
-anon_umask=022
-anon_root={root}
-no_anon_password=YES
-secure_chroot_dir={empty}
-pasv_enable=YES
-pasv_address=127.0.0.1
-pasv_min_port={pasv}
-pasv_max_port={pasv_end}
-ssl_enable=YES
-allow_anon_ssl=YES
-force_anon_logins_ssl=YES
-force_anon_data_ssl=YES
-require_ssl_reuse=YES
-ssl_ciphers=HIGH
-rsa_cert_file={cert}
-rsa_private_key_file={key}
-seccomp_sandbox=NO
-xferlog_enable=YES
-log_ftp_protocol=YES
-vsftpd_log_file={folder}/vsftpd.log
-dual_log_enable=YES
-"""
-
-
-def free_port():
-    s = socket.socket()
-    s.bind(("127.0.0.1", 0))
-    port = s.getsockname()[1]
-    s.close()
-    return port
+# One setting a line in the file.
+CONFIG = "".join(setting + "\n" for setting in (
+    "listen=YES listen_ipv6=NO listen_address=127.0.0.1 listen_port={port} background=NO "
+    "anonymous_enable=YES local_enable=NO write_enable=YES anon_upload_enable=YES "
+    "anon_mkdir_write_enable=YES anon_other_write_enable=YES anon_world_readable_only=NO "
+    "anon_umask=022 anon_root={root} no_anon_password=YES secure_chroot_dir={empty} "
+    "pasv_enable=YES pasv_address=127.0.0.1 pasv_min_port={pasv} pasv_max_port={pasv_end} "
+    "ssl_enable=YES allow_anon_ssl=YES force_anon_logins_ssl=YES force_anon_data_ssl=YES "
+    "require_ssl_reuse=YES ssl_ciphers=HIGH rsa_cert_file={cert} rsa_private_key_file={key} "
+    "seccomp_sandbox=NO xferlog_enable=YES log_ftp_protocol=YES "
+    "vsftpd_log_file={folder}/vsftpd.log dual_log_enable=YES").split())
 
 
 def die_with_parent():
@@ -109,7 +80,7 @@ def main():
             break
         except OSError:
             time.sleep(0.05)
-    print("PORT %d" % port, flush=True)
+    announce(port)
     server.wait()
 
 
