@@ -141,6 +141,8 @@ const std::vector<FaultCase>& Cases() {
         // Log-in.
         {"greeting 120 is refused", R"({"greeting": "120 Ready in 5 minutes"})", Op::kLogin,
          E::kProtocol, "", "USER"},
+        {"greeting 421 is refused", R"({"greeting": "421 Too many users"})", Op::kLogin,
+         E::kProtocol, "", "USER"},
         {"USER answered 230 logs in without PASS", R"({"replies": {"USER": ["230 Welcome"]}})",
          Op::kLogin, kOk, "USER user", "PASS"},
         {"USER answered 530 is refused before PASS",
