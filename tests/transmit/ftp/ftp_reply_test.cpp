@@ -93,19 +93,22 @@ TEST(FtpReplyTest, FeaturesPathsAndSizes) {
     EXPECT_FALSE(f.mlsd);
     EXPECT_TRUE(ParseFeatures({" MLSD"}).mlsd);
 
-    EXPECT_EQ(ParsePwdReply("257 \"/a \"\"b\"\" c\" is current"), "/a \"b\" c");
-    EXPECT_EQ(ParsePwdReply("257 \"\" empty"), "");
-    EXPECT_FALSE(ParsePwdReply("257 \"/unterminated"));
-    EXPECT_FALSE(ParsePwdReply("257 /no/quotes"));
-
-    FtpReply mlst{250,
-                  {"250-Listing x", " Type=file;Size=1234;Modify=20240102030405; x", "250 End."}};
-    EXPECT_EQ(ParseMlstSize(mlst), 1234);
-    EXPECT_EQ(ParseMlstSize({250, {"250- type=dir;sizd=4096; d", "250 End"}}), 4096);
-    EXPECT_FALSE(ParseMlstSize({250, {"250-x", " type=file; x", "250 End"}}));
-    EXPECT_FALSE(ParseMlstSize({250, {"250-x", " size=12a; x", "250 End"}}));
-    EXPECT_EQ(ParseSizeReply({213, {"213 987654321012"}}), 987654321012);
-    EXPECT_FALSE(ParseSizeReply({213, {"213 -1"}}));
+    const std::pair<const char*, const char*> pwd[] = {
+        {"257 \"/a \"\"b\"\" c\" is current", "/a \"b\" c"},
+        {"257 \"\" empty", ""},
+        {"257 \"/unterminated", "-"},
+        {"257 /no/quotes", "-"}};
+    for (const auto& [reply, path] : pwd) EXPECT_EQ(ParsePwdReply(reply).value_or("-"), path);
+    // Sizes from MLST facts ("sizd" for folders) and SIZE replies; -1: none.
+    const std::pair<FtpReply, int64_t> sizes[] = {
+        {{250, {"250-Listing x", " Type=file;Size=1234;Modify=20240102030405; x", "250 End."}},
+         1234},
+        {{250, {"250- type=dir;sizd=4096; d", "250 End"}}, 4096},
+        {{250, {"250-x", " type=file; x", "250 End"}}, -1},
+        {{250, {"250-x", " size=12a; x", "250 End"}}, -1}};
+    for (const auto& [reply, size] : sizes) EXPECT_EQ(ParseMlstSize(reply).value_or(-1), size);
+    EXPECT_EQ(ParseSizeReply({213, {"213 987654321012"}}).value_or(-1), 987654321012);
+    EXPECT_EQ(ParseSizeReply({213, {"213 -1"}}).value_or(-2), -2);
     EXPECT_FALSE(ParseSizeReply({550, {"550 No such file"}}));
     EXPECT_FALSE(ParseDecimal("99999999999999999999"));
     EXPECT_EQ(ParseDecimal("9223372036854775807"), INT64_MAX);
