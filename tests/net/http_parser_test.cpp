@@ -12,6 +12,8 @@
 namespace vocarta {
 namespace {
 
+using namespace std::string_literals;
+
 const char kReply[] =
     "HTTP/1.1 301 Moved Permanently\r\n"
     "Location: /new\r\n"
@@ -32,40 +34,28 @@ TEST(HttpParserTest, ReadsTheHeaderBlockInAnyPieces) {
         used += parser.Feed(reply.data() + used, reply.size() - used);
         ASSERT_TRUE(parser.Done()) << split << ": " << parser.Error();
         EXPECT_EQ(used, headerEnd);
-        EXPECT_EQ(parser.Status(), 301);
-        EXPECT_EQ(parser.Reason(), "Moved Permanently");
-        EXPECT_EQ(parser.Field("location").value_or(""), "/new");
-        EXPECT_EQ(parser.Field("X-FOLDED").value_or(""), "first second");
         HttpBodyFraming framing;
         std::string error;
-        ASSERT_TRUE(parser.Framing(framing, error));
-        EXPECT_EQ(framing.kind, HttpBodyFraming::Kind::kLength);
-        EXPECT_EQ(framing.length, 12u);
+        EXPECT_TRUE(parser.Framing(framing, error) &&
+                    framing.kind == HttpBodyFraming::Kind::kLength && framing.length == 12u);
+        EXPECT_EQ(std::to_string(parser.Status()) + " " + parser.Reason() + "|" +
+                      parser.Field("location").value_or("") + "|" +
+                      parser.Field("X-FOLDED").value_or(""),
+                  "301 Moved Permanently|/new|first second");
     }
 }
 
 TEST(HttpParserTest, RefusesWhatIsNotAReplyHeader) {
-    const char* bad[] = {
-        "HTTX/1.0 200 OK\r\n\r\n",
-        "HTTP/1.0 2000 OK\r\n\r\n",
-        "HTTP/1.0 099 Low\r\n\r\n",
-        "HTTP/1.0 600 High\r\n\r\n",
-        "HTTP/x.0 200 OK\r\n\r\n",
-        "HTTP/1.0200 OK\r\n\r\n",
-        "HTTP/1.0 200 OK\r\nNoColon\r\n\r\n",
-        "HTTP/1.0 200 OK\r\nBad Name: x\r\n\r\n",
-        "HTTP/1.0 200 OK\r\n folded-first\r\n\r\n",
-        "HTTP/1.0 200 OK\r\n: empty name\r\n\r\n",
-    };
-    for (const char* text : bad) {
+    for (const std::string& text :
+         {"HTTX/1.0 200 OK"s, "HTTP/1.0 2000 OK"s, "HTTP/1.0 099 Low"s, "HTTP/1.0 600 High"s,
+          "HTTP/x.0 200 OK"s, "HTTP/1.0200 OK"s, "HTTP/1.0 200 OK\r\nNoColon"s,
+          "HTTP/1.0 200 OK\r\nBad Name: x"s, "HTTP/1.0 200 OK\r\n folded-first"s,
+          "HTTP/1.0 200 OK\r\n: empty name"s, "HTTP/1.0 200 OK\r\nX: a\0b"s}) {
         HttpHeaderParser parser;
-        parser.Feed(text, std::strlen(text));
+        parser.Feed(text.data(), text.size());
+        parser.Feed("\r\n\r\n", 4);
         EXPECT_TRUE(parser.Failed()) << text;
     }
-    const std::string withNul("HTTP/1.0 200 OK\r\nX: a\0b\r\n\r\n", 26);
-    HttpHeaderParser nul;
-    nul.Feed(withNul.data(), withNul.size());
-    EXPECT_TRUE(nul.Failed());
 
     // The limit holds however slowly the bytes come; a block just under it passes.
     std::string huge = "HTTP/1.0 200 OK\r\n";
@@ -82,40 +72,26 @@ TEST(HttpParserTest, RefusesWhatIsNotAReplyHeader) {
     under.Feed(fits.data(), fits.size());
     EXPECT_TRUE(under.Done()) << under.Error();
 
-    const struct {
-        const char* fields;
-        bool ok;
-        HttpBodyFraming::Kind kind;
-    } framings[] = {
-        {"Content-Length: 5\r\nContent-Length: 6\r\n", false, {}},
-        {"Content-Length: -1\r\n", false, {}},
-        {"Content-Length: 99999999999999999999\r\n", false, {}},
-        {"Transfer-Encoding: gzip\r\n", false, {}},
-        {"Transfer-Encoding: gzip, chunked\r\nContent-Length: 3\r\n", true,
-         HttpBodyFraming::Kind::kChunked},
-        {"Transfer-Encoding: identity\r\nContent-Length: 3\r\n", true,
-         HttpBodyFraming::Kind::kLength},
-        {"", true, HttpBodyFraming::Kind::kToEnd},
-    };
-    for (const auto& f : framings) {
-        const std::string text = std::string("HTTP/1.0 200 OK\r\n") + f.fields + "\r\n";
+    using K = HttpBodyFraming::Kind;
+    const std::pair<const char*, int> framings[] = {
+        // -1: refused
+        {"200 OK\r\nContent-Length: 5\r\nContent-Length: 6", -1},
+        {"200 OK\r\nContent-Length: -1", -1},
+        {"200 OK\r\nContent-Length: 99999999999999999999", -1},
+        {"200 OK\r\nTransfer-Encoding: gzip", -1},
+        {"200 OK\r\nTransfer-Encoding: gzip, chunked\r\nContent-Length: 3", int(K::kChunked)},
+        {"200 OK\r\nTransfer-Encoding: identity\r\nContent-Length: 3", int(K::kLength)},
+        {"200 OK", int(K::kToEnd)},
+        {"204 No Content\r\nContent-Length: 9", int(K::kNone)}};
+    for (const auto& [fields, kind] : framings) {
+        const std::string text = std::string("HTTP/1.0 ") + fields + "\r\n\r\n";
         HttpHeaderParser parser;
         parser.Feed(text.data(), text.size());
-        ASSERT_TRUE(parser.Done()) << f.fields;
+        ASSERT_TRUE(parser.Done()) << fields;
         HttpBodyFraming framing;
         std::string error;
-        EXPECT_EQ(parser.Framing(framing, error), f.ok) << f.fields;
-        if (f.ok) {
-            EXPECT_EQ(framing.kind, f.kind) << f.fields;
-        }
+        EXPECT_EQ(parser.Framing(framing, error) ? int(framing.kind) : -1, kind) << fields;
     }
-    HttpHeaderParser empty;
-    const char noBody[] = "HTTP/1.0 204 No Content\r\nContent-Length: 9\r\n\r\n";
-    empty.Feed(noBody, sizeof noBody - 1);
-    HttpBodyFraming framing;
-    std::string error;
-    ASSERT_TRUE(empty.Framing(framing, error));
-    EXPECT_EQ(framing.kind, HttpBodyFraming::Kind::kNone);
 }
 
 std::string Decode(const std::string& body, std::size_t step, HttpChunkedDecoder& decoder,
@@ -139,35 +115,24 @@ TEST(HttpParserTest, DecodesChunksAndRefusesBadOnes) {
         EXPECT_TRUE(decoder.Done());
         EXPECT_EQ(used, body.size() - 4);  // "NEXT" is not the body's
     }
-    const char* bad[] = {"x\r\n", "5\r\nabcdefg\r\n", "1000000000000000\r\n",
-                         "5 junk\r\nabcde\r\n"};
-    for (const char* text : bad) {
-        HttpChunkedDecoder decoder;
-        Decode(text, 1, decoder);
-        EXPECT_TRUE(decoder.Failed()) << text;
-    }
-    HttpChunkedDecoder endless;
-    Decode(std::string(kChunkLineLimit + 10, '0'), 100, endless);
-    EXPECT_TRUE(endless.Failed());
-    HttpChunkedDecoder trailer;
     std::string longTrailer = "0\r\n";
     while (longTrailer.size() < kHttpHeaderLimit + 100)
         longTrailer += "T: " + std::string(80, 't') + "\r\n";
-    Decode(longTrailer, 4096, trailer);
-    EXPECT_TRUE(trailer.Failed());
+    for (const std::string& text :
+         {std::string("x\r\n"), std::string("5\r\nabcdefg\r\n"),
+          std::string("1000000000000000\r\n"), std::string("5 junk\r\nabcde\r\n"),
+          std::string(kChunkLineLimit + 10, '0'), longTrailer}) {
+        HttpChunkedDecoder decoder;
+        Decode(text, text.size() > 1000 ? 100 : 1, decoder);
+        EXPECT_TRUE(decoder.Failed()) << text.substr(0, 20);
+    }
 }
 
 TEST(HttpParserTest, UrlsAndRedirectTargets) {
     auto base = ParseHttpUrl("HTTPS://Example.COM:8443/a/b/c?x=1#frag");
     ASSERT_TRUE(base);
-    EXPECT_EQ(base.Value().host, "example.com");
-    EXPECT_EQ(base.Value().port, 8443);
-    EXPECT_EQ(base.Value().target, "/a/b/c?x=1");
-    EXPECT_EQ(base.Value().Authority(), "example.com:8443");
-    const struct {
-        const char* reference;
-        const char* expected;
-    } resolved[] = {
+    EXPECT_EQ(base.Value().Authority() + base.Value().target, "example.com:8443/a/b/c?x=1");
+    const std::pair<const char*, const char*> resolved[] = {
         {"d", "https://example.com:8443/a/b/d"},
         {"../d?y", "https://example.com:8443/a/d?y"},
         {"../../../../d", "https://example.com:8443/d"},
@@ -179,10 +144,9 @@ TEST(HttpParserTest, UrlsAndRedirectTargets) {
         {"http://[::1]:8080/v6 path", "http://[::1]:8080/v6%20path"},
         {"HTTP://Plain.Example", "http://plain.example/"},
     };
-    for (const auto& r : resolved) {
-        auto url = ResolveHttpUrl(base.Value(), r.reference);
-        ASSERT_TRUE(url) << r.reference << ": " << url.Error().Message();
-        EXPECT_EQ(url.Value().ToString(), r.expected) << r.reference;
+    for (const auto& [reference, expected] : resolved) {
+        auto url = ResolveHttpUrl(base.Value(), reference);
+        EXPECT_EQ(url ? url.Value().ToString() : url.Error().Message(), expected) << reference;
     }
     for (const char* bad :
          {"ftp://x/", "mailto:a@b", "https://user:pw@x/", "https://a b/",
@@ -213,23 +177,12 @@ TEST(HttpParserTest, MutatedInputNeverBreaksTheReaders) {
         const int edits = 1 + int(random() % 8);
         for (int e = 0; e < edits && !input.empty(); ++e) {
             const std::size_t at = random() % input.size();
-            switch (random() % 5) {
-                case 0:
-                    input[at] = char(random());
-                    break;
-                case 1:
-                    input.insert(at, 1, "\r\n:; \t0fF"[random() % 9]);
-                    break;
-                case 2:
-                    input.erase(at, 1 + random() % 8);
-                    break;
-                case 3:
-                    input.insert(at, input.substr(at, random() % 64));
-                    break;
-                case 4:
-                    input.insert(at, std::string(random() % 3000, char(random())));
-                    break;
-            }
+            const auto kind = random() % 5;
+            if (kind == 0) input[at] = char(random());
+            if (kind == 1) input.insert(at, 1, "\r\n:; \t0fF"[random() % 9]);
+            if (kind == 2) input.erase(at, 1 + random() % 8);
+            if (kind == 3) input.insert(at, input.substr(at, random() % 64));
+            if (kind == 4) input.insert(at, std::string(random() % 3000, char(random())));
         }
         HttpHeaderParser parser;
         std::size_t used = 0;
@@ -264,13 +217,9 @@ TEST(HttpParserTest, MutatedInputNeverBreaksTheReaders) {
             ASSERT_FALSE(url.Value().host.empty());
         }
         auto server = ParseServerName(input.substr(0, 60), 21);
-        if (server) {
-            ASSERT_FALSE(server.Value().host.empty());
-        }
+        ASSERT_TRUE(!server || !server.Value().host.empty());
         auto proxy = ParseProxy(input.substr(0, 80));
-        if (proxy) {
-            ASSERT_NE(proxy.Value().port, 0);
-        }
+        ASSERT_TRUE(!proxy || proxy.Value().port != 0);
     }
 }
 

@@ -10,7 +10,9 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "net/socket_address.h"
@@ -89,5 +91,29 @@ inline std::string ErrorLogText() {
 inline bool WriteAll(int fd, const std::string& text) {
     return write(fd, text.data(), text.size()) == ssize_t(text.size());
 }
+
+// Runs `stop` on a thread after `ms`, noting when; joined on destruction.
+class StopLater {
+  public:
+    StopLater(int ms, std::function<void()> stop)
+        : thread_([this, ms, stop = std::move(stop)] {
+              std::this_thread::sleep_for(std::chrono::milliseconds(ms));
+              at = std::chrono::steady_clock::now();
+              stop();
+          }) {}
+    ~StopLater() { Join(); }
+    // Milliseconds from the stop to now, after the stop ran.
+    long long MsSinceStop() {
+        Join();
+        return ElapsedMs(at);
+    }
+
+  private:
+    void Join() {
+        if (thread_.joinable()) thread_.join();
+    }
+    std::chrono::steady_clock::time_point at;
+    std::thread thread_;
+};
 
 }  // namespace vocarta::test

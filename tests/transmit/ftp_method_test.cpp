@@ -1,6 +1,5 @@
-// The FTP method as the dispatcher runs it, against the scripted FTP server:
-// its place in the fixed order, its texts, and its results (a delivered
-// recording, a refused log-in that is logged, a stop request).
+// The FTP method as the dispatcher runs it: its place in the fixed order, its
+// texts, and against the scripted FTP server a refused log-in and a stop.
 
 #include "transmit/ftp_method.h"
 
@@ -39,49 +38,31 @@ TEST(FtpMethodTest, TakesItsPlaceBetweenEmailAndFolderWithItsOwnTexts) {
     EXPECT_STREQ(ftp.Texts().questionCaption, "Send via FTP?");
 }
 
-TEST(FtpMethodTest, DeliversReportsAndStops) {
+// Delivery through the dispatcher with the bytes for the send log:
+// tests/app/test_send_mail_ftp.py.
+TEST(FtpMethodTest, ARefusedLogInIsLoggedAndAStopCancels) {
     TempDir folder("vocarta-ftp-method");
     const std::string take = folder.File("take.wav");
     ASSERT_TRUE(WriteRandomFile(take, 300 * 1024));
     FtpTransmitMethod ftp;
-    {
+    for (const char* script : {R"({"replies": {"PASS": ["530 Login incorrect."]}})",
+                               R"({"replies": {"USER": [{"hang": true}]}})"}) {
+        const bool refuse = std::string(script).find("PASS") != std::string::npos;
         ScriptServer server;
         std::string error;
-        ASSERT_TRUE(server.Start("{}", &error)) << error;
-        StoreFtpSettings(server.Address());
-        FakeContext context;
-        EXPECT_EQ(ftp.Send({take, 0}, context), TransmitResult::Ok);
-        EXPECT_TRUE(server.Stored("take.wav") == ReadFile(take));
-        EXPECT_NE(server.Transcript().find("CWD /in|"), std::string::npos);
-        ASSERT_FALSE(context.progress.empty());
-        EXPECT_DOUBLE_EQ(context.progress.back(), 1.0);
-        EXPECT_EQ(context.status, "take.wav: 100%");
-        EXPECT_EQ(context.bytesSent, 300 * 1024) << "for the send log";
-    }
-    {
-        ScriptServer server;
-        std::string error;
-        ASSERT_TRUE(server.Start(R"({"replies": {"PASS": ["530 Login incorrect."]}})", &error));
-        StoreFtpSettings(server.Address());
-        FakeContext context;
-        EXPECT_EQ(ftp.Send({take, 0}, context), TransmitResult::Failed);
-        ASSERT_EQ(context.logged.size(), 1u);
-        EXPECT_NE(context.logged[0].find("530 Login incorrect."), std::string::npos);
-    }
-    {
-        ScriptServer server;
-        std::string error;
-        ASSERT_TRUE(server.Start(R"({"replies": {"USER": [{"hang": true}]}})", &error));
+        ASSERT_TRUE(server.Start(script, &error)) << error;
         StoreFtpSettings(server.Address());
         FakeContext context;
         std::thread stopper([&] {
-            std::this_thread::sleep_for(std::chrono::milliseconds(300));
-            context.stop.Set();
+            std::this_thread::sleep_for(std::chrono::milliseconds(refuse ? 0 : 300));
+            if (!refuse) context.stop.Set();
         });
-        EXPECT_EQ(ftp.Send({take, 0}, context), TransmitResult::Cancelled);
+        EXPECT_EQ(ftp.Send({take, 0}, context),
+                  refuse ? TransmitResult::Failed : TransmitResult::Cancelled);
         stopper.join();
+        EXPECT_EQ(context.logged.size(), refuse ? 1u : 0u);
+        if (refuse) EXPECT_NE(context.logged[0].find("530 Login incorrect."), std::string::npos);
         EXPECT_NE(server.Transcript().find("USER rec"), std::string::npos);
-        EXPECT_TRUE(context.logged.empty());
     }
 }
 

@@ -41,6 +41,12 @@ class SendQueueTest : public ::testing::Test {
         DeleteSettingTree("Settings");
         SetSettingBool("Settings", "bPromptTransmit", false);
     }
+    // A thread that takes up the queue left by an earlier run, until it is done.
+    void Resume(TransmitDispatcher dispatcher) {
+        TransmitThread thread(ui, std::move(dispatcher), queue);
+        thread.ResumeQueue();
+        EXPECT_TRUE(thread.WaitIdle(10000));
+    }
     TempDir dir;
     const std::string queue = dir.File("bgsend.lst");
     FakeTransmitUi ui;
@@ -64,10 +70,9 @@ TEST_F(SendQueueTest, ThreeQueuedRecordsLeaveTheRestAfterEachAndNoFileAfterTheLa
                           queue);
     thread.ResumeQueue();
     ASSERT_TRUE(thread.WaitIdle(10000));
-    ASSERT_EQ(seen.size(), 3u);
-    EXPECT_EQ(seen[0], QueueBytes(1, records)) << "resumed once";
-    EXPECT_EQ(seen[1], QueueBytes(0, {records[1], records[2]}));
-    EXPECT_EQ(seen[2], QueueBytes(0, {records[2]}));
+    EXPECT_EQ(seen, (std::vector<std::string>{QueueBytes(1, records),  // resumed once
+                                              QueueBytes(0, {records[1], records[2]}),
+                                              QueueBytes(0, {records[2]})}));
     EXPECT_FALSE(FileExists(queue));
     EXPECT_EQ(journal,
               (std::vector<std::string>{"folder " + records[0].path, "folder " + records[1].path,
@@ -93,8 +98,7 @@ TEST_F(SendQueueTest, RecordsOfThisWindowRetitleItAndProgressCountsTheWholeRun) 
     EXPECT_EQ(ui.progress, (std::vector<double>{0.25, 0.5, 0.75, 1.0, 0.0}));
     EXPECT_EQ(ui.titles, (std::vector<std::string>{"Vocarta Sound Recorder v 9.00", "<usual>",
                                                    "Vocarta Sound Recorder v 9.00", "<usual>"}));
-    EXPECT_EQ(thread.QueuedCount(), 0.0);
-    EXPECT_EQ(thread.DoneCount(), 0.0);
+    EXPECT_EQ(thread.QueuedCount() + thread.DoneCount(), 0.0);
     EXPECT_EQ(ui.statuses.back(), "");
     // Too short to keep, and too long to store whole: never queued.
     const std::string tiny = dir.File("tiny.wav");
@@ -133,11 +137,7 @@ TEST_F(SendQueueTest, StartUpResumesAQueueAtMostFailCountTimesAndDeletesOthers) 
 
     // {1, 2, 272} with FailCount 1: deleted at start-up without sending.
     ASSERT_TRUE(WriteFile(queue, QueueBytes(2, {r})));
-    {
-        TransmitThread thread(ui, Fakes(journal), queue);
-        thread.ResumeQueue();
-        ASSERT_TRUE(thread.WaitIdle(10000));
-    }
+    Resume(Fakes(journal));
     EXPECT_TRUE(journal.empty());
     EXPECT_FALSE(FileExists(queue));
     EXPECT_TRUE(ErrorLogHas("was resumed 2 times without sending a record (FailCount 1)"));
@@ -154,12 +154,11 @@ TEST_F(SendQueueTest, BadQueueFilesNeverCrashAndNothingOutsideTheQueueIsTouched)
     // A cut record ends the queue; the next append drops it.
     ASSERT_TRUE(WriteFile(queue, QueueBytes(0, {good}) + std::string(100, 'x')));
     auto head = file.ReadHead();
-    ASSERT_TRUE(head);
-    EXPECT_EQ(DecodeTransmitRecord(head->data()), good);
-    ASSERT_TRUE(file.Append(good));
+    EXPECT_TRUE(head && DecodeTransmitRecord(head->data()) == good);
+    file.Append(good);
     EXPECT_EQ(ReadFile(queue), QueueBytes(0, {good, good}));
-    ASSERT_TRUE(WriteFile(queue, "abc"));
-    ASSERT_TRUE(file.Append(good));
+    WriteFile(queue, "abc");
+    file.Append(good);
     EXPECT_EQ(ReadFile(queue), QueueBytes(0, {good}));
 
     // A path without its terminator ends at byte 259; a record naming a missing
@@ -170,11 +169,7 @@ TEST_F(SendQueueTest, BadQueueFilesNeverCrashAndNothingOutsideTheQueueIsTouched)
         std::string(259, 'x'));
     ASSERT_TRUE(WriteFile(queue, QueueBytes(0, {}) + unterminated +
                                      QueueBytes(0, {{dir.File("gone.wav"), 0}, good}).substr(8)));
-    {
-        TransmitThread thread(ui, Fakes(journal), queue);
-        thread.ResumeQueue();
-        ASSERT_TRUE(thread.WaitIdle(10000));
-    }
+    Resume(Fakes(journal));
     EXPECT_EQ(journal, std::vector<std::string>{"folder " + good.path});
     EXPECT_FALSE(FileExists(queue));
     EXPECT_TRUE(ErrorLogHas("the length of " + dir.File("gone.wav") + " cannot be read"));
@@ -185,32 +180,30 @@ TEST_F(SendQueueTest, BadQueueFilesNeverCrashAndNothingOutsideTheQueueIsTouched)
     ASSERT_EQ(symlink(precious.c_str(), queue.c_str()), 0);
     EXPECT_EQ(file.ResumeAtStartUp(1), SendQueueFile::Resume::NoQueue);
     ASSERT_EQ(symlink(precious.c_str(), queue.c_str()), 0);
-    ASSERT_TRUE(file.Append(good));
-    struct stat st;
-    ASSERT_EQ(lstat(queue.c_str(), &st), 0);
+    file.Append(good);
+    struct stat st {};
+    lstat(queue.c_str(), &st);
     EXPECT_TRUE(S_ISREG(st.st_mode));
     EXPECT_EQ(ReadFile(precious), QueueBytes(0, {good}));
     EXPECT_TRUE(ErrorLogHas("is a symbolic link, not a send queue"));
 
     // A folder at the queue's place is left alone, with what it holds.
-    ASSERT_EQ(unlink(queue.c_str()), 0);
-    ASSERT_TRUE(MakeDirs(queue));
-    ASSERT_TRUE(WriteFile(queue + "/inside", "mine"));
+    unlink(queue.c_str());
+    ASSERT_TRUE(MakeDirs(queue) && WriteFile(queue + "/inside", "mine"));
     EXPECT_EQ(file.Append(good).Error().Code(), LErrorCode::kInvalid);
     EXPECT_EQ(file.ResumeAtStartUp(1), SendQueueFile::Resume::NoQueue);
-    TransmitThread thread(ui, Fakes(journal), queue);
-    EXPECT_FALSE(thread.Enqueue(good.path));
-    thread.ResumeQueue();
-    ASSERT_TRUE(thread.WaitIdle(10000));
+    EXPECT_FALSE(TransmitThread(ui, Fakes(journal), queue).Enqueue(good.path));
+    Resume(Fakes(journal));
     EXPECT_EQ(ReadFile(queue + "/inside"), "mine");
 }
 
 TEST_F(SendQueueTest, TwoProcessesEnqueueingAtOnceLoseNoRecord) {
     constexpr int kEach = 30;
-    std::vector<std::string> mine, theirs;
+    std::vector<std::string> mine, theirs, expected;
     for (int i = 0; i < kEach; ++i) {
         mine.push_back(Recording(dir, "p" + std::to_string(i) + ".wav"));
         theirs.push_back(Recording(dir, "c" + std::to_string(i) + ".wav"));
+        expected.insert(expected.end(), {"folder " + mine.back(), "folder " + theirs.back()});
     }
     TestPipe locked;
     const pid_t child = ForkChild([&] {
@@ -239,9 +232,6 @@ TEST_F(SendQueueTest, TwoProcessesEnqueueingAtOnceLoseNoRecord) {
     ASSERT_TRUE(thread.Enqueue(last));
     ASSERT_TRUE(thread.WaitIdle(20000));
 
-    std::vector<std::string> expected;
-    for (const auto* list : {&mine, &theirs})
-        for (const std::string& path : *list) expected.push_back("folder " + path);
     expected.push_back("folder " + last);
     std::sort(expected.begin(), expected.end());
     std::sort(journal.begin(), journal.end());
@@ -251,11 +241,11 @@ TEST_F(SendQueueTest, TwoProcessesEnqueueingAtOnceLoseNoRecord) {
 
 TEST_F(SendQueueTest, ASenderKilledMidSendLeavesItsRecordForTheNextProcess) {
     const std::string script = dir.File("deliver.sh");
-    ASSERT_TRUE(WriteFile(script, "#!/bin/sh\nprintf '%s\\n' \"$1\" >> '" + dir.File("runs") +
-                                      "'\nif [ -e '" + dir.File("slow") + "' ]; then echo $$ > '" +
-                                      dir.File("sleeper") + "'; exec sleep 30; fi\n"));
-    ASSERT_EQ(chmod(script.c_str(), 0755), 0);
-    ASSERT_TRUE(WriteFile(dir.File("slow"), ""));
+    WriteFile(script, "#!/bin/sh\nprintf '%s\\n' \"$1\" >> '" + dir.File("runs") + "'\nif [ -e '" +
+                          dir.File("slow") + "' ]; then echo $$ > '" + dir.File("sleeper") +
+                          "'; exec sleep 30; fi\n");
+    chmod(script.c_str(), 0755);
+    WriteFile(dir.File("slow"), "");
     SetSettingBool("Settings", "SendRun", true);
     SetSettingString("Settings", "SendRunExe", "\"" + script + "\" \"%s\"");
     const std::string recording = Recording(dir, "take 1.wav");
@@ -269,15 +259,12 @@ TEST_F(SendQueueTest, ASenderKilledMidSendLeavesItsRecordForTheNextProcess) {
     for (int i = 0; i < 1000 && ReadFile(dir.File("sleeper")).empty(); ++i)
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     ASSERT_FALSE(ReadFile(dir.File("sleeper")).empty()) << "the program never ran";
-    ASSERT_EQ(kill(sender, SIGKILL), 0);
+    kill(sender, SIGKILL);
     EXPECT_EQ(WaitChild(sender), 128 + SIGKILL);
     kill(pid_t(std::stoi(ReadFile(dir.File("sleeper")))), SIGKILL);
-    ASSERT_EQ(unlink(dir.File("slow").c_str()), 0);
+    unlink(dir.File("slow").c_str());
     EXPECT_EQ(SendQueueFile(queue).Count(), 1u);
-
-    TransmitThread thread(ui, TransmitDispatcher::Default(), queue);
-    thread.ResumeQueue();
-    ASSERT_TRUE(thread.WaitIdle(10000));
+    Resume(TransmitDispatcher::Default());
     EXPECT_EQ(ReadFile(dir.File("runs")), recording + "\n" + recording + "\n");
     EXPECT_FALSE(FileExists(queue));
 }
@@ -327,9 +314,7 @@ TEST_F(SendQueueTest, AMethodsOwnCancelKeepsTheQueueInANormalRunAndDropsAResumed
     journal.clear();
     cancels = 1;
     ASSERT_TRUE(WriteFile(queue, QueueBytes(0, {{a, 0}, {b, 0}})));
-    TransmitThread resumed(ui, Fakes(journal, send), queue);
-    resumed.ResumeQueue();
-    ASSERT_TRUE(resumed.WaitIdle(10000));
+    Resume(Fakes(journal, send));
     EXPECT_EQ(journal, std::vector<std::string>{"folder " + a});
     EXPECT_FALSE(FileExists(queue));
 }

@@ -53,18 +53,15 @@ TEST_F(DispatcherTest, RecordingsNotLongerThanTheLimitAreNotSent) {
     methods.push_back(std::make_unique<FakeMethod>(Kind::Folder, journal));
     const TransmitDispatcher dispatcher(std::move(methods));
     SetSettingBool("Settings", "bPromptTransmit", false);
-    const std::string empty = dir.File("empty.wav"), ten = dir.File("ten.wav"),
-                      longer = dir.File("longer.wav");
-    WriteWav(empty, 8000, 0);
-    WriteWav(ten, 8000, 80000);
-    WriteWav(longer, 8000, 80008);  // 10.001 s
-    EXPECT_EQ(dispatcher.TransmitFile({empty, 0}, context, ui), Result::Ok);
-    EXPECT_TRUE(journal.empty()) << "limit 0 and a recording of 0 s";
-    SetSettingInt("Settings", "RecordingLengthLimit", 10);
-    dispatcher.TransmitFile({ten, 0}, context, ui);
-    EXPECT_TRUE(journal.empty()) << "10.0 s with the limit 10";
-    dispatcher.TransmitFile({longer, 0}, context, ui);
-    EXPECT_EQ(journal, std::vector<std::string>{"folder " + longer});
+    // Limit 0 and a recording of 0 s; 10.0 s and 10.001 s with the limit 10.
+    const std::pair<int, uint32_t> cases[] = {{0, 0}, {10, 80000}, {10, 80008}};
+    for (const auto& [limit, frames] : cases) {
+        SetSettingInt("Settings", "RecordingLengthLimit", limit);
+        const std::string path = dir.File(std::to_string(frames) + ".wav");
+        WriteWav(path, 8000, frames);
+        EXPECT_EQ(dispatcher.TransmitFile({path, 0}, context, ui), Result::Ok);
+    }
+    EXPECT_EQ(journal, std::vector<std::string>{"folder " + dir.File("80008.wav")});
 }
 
 TEST_F(DispatcherTest, EachEnabledMethodIsAskedInTheFixedOrderWithItsOwnQuestion) {
@@ -80,19 +77,17 @@ TEST_F(DispatcherTest, EachEnabledMethodIsAskedInTheFixedOrderWithItsOwnQuestion
     SetSettingString("Settings", "SendRunExe", command);
     const TransmitDispatcher dispatcher = AllFour();
 
+    // The folder's and the program's question texts: tests/app/test_send_on.py.
     ui.answers = {false, false, false, false};
     EXPECT_EQ(dispatcher.TransmitFile({recording, 7}, context, ui), Result::Ok);
-    const std::vector<Said> asked = {
-        {"Q email target-email", "C email"},
-        {"Q ftp target-ftp", "C ftp"},
-        {"You have the send to folder transmit option enabled. Would you like this recording "
-         "sent to \"" +
-             mirror + "\"?",
-         "Send to folder?"},
-        {"You have the run executable transmit option enabled. Would you like to run \"" + command +
-             "\" with this recording as a command-line argument?",
-         "Run Executable?"}};
-    EXPECT_EQ(ui.questions, asked) << "a No to one method still asks the next";
+    std::vector<std::string> asked;
+    for (const auto& [text, caption] : ui.questions)
+        asked.push_back(caption + (text.find(mirror) != std::string::npos ? " mirror" : "") +
+                        (text.find(command) != std::string::npos ? " command" : ""));
+    EXPECT_EQ(asked, (std::vector<std::string>{"C email", "C ftp", "Send to folder? mirror",
+                                               "Run Executable? command"}))
+        << "a No to one method still asks the next";
+    EXPECT_EQ(ui.questions[0].first, "Q email target-email");
     EXPECT_TRUE(journal.empty());
     EXPECT_TRUE(ui.titles.empty());
     EXPECT_FALSE(FileExists(JoinPath(mirror, "take.wav")));
@@ -133,13 +128,13 @@ TEST_F(DispatcherTest, AFailedMethodIsLoggedAndShownWithItsOwnTextsAndTheNextSti
          "Transmit error"}};
     EXPECT_EQ(ui.messages, shown);
     ASSERT_EQ(context.logged.size(), 3u);
-    EXPECT_EQ(context.logged[0], "L email " + recording);
-    EXPECT_EQ(context.logged[1].rfind("SendToFolder: the folder " + missing + " does not exist", 0),
-              0u)
-        << context.logged[1];
-    EXPECT_EQ(context.logged[2], "Cannot copy the file \"" + recording +
-                                     "\" to the backup folder. Please check the backup folder "
-                                     "path in Options->Transmit again.");
+    context.logged[1].resize(std::min(context.logged[1].size(), missing.size() + 40));
+    EXPECT_EQ(context.logged,
+              (std::vector<std::string>{"L email " + recording,
+                                        "SendToFolder: the folder " + missing + " does not exist",
+                                        "Cannot copy the file \"" + recording +
+                                            "\" to the backup folder. Please check the backup "
+                                            "folder path in Options->Transmit again."}));
     ASSERT_EQ(ui.titles.size(), 8u);
     EXPECT_EQ(ui.titles[6] + "|" + ui.titles[7], "Vocarta Sound Recorder v 9.00|<usual>");
     EXPECT_EQ(context.progress.back(), 1.0);
@@ -167,14 +162,9 @@ TEST_F(DispatcherTest, AStopEndsTheDispatchBeforeTheNextMethod) {
         return Result::Ok;
     });
     EXPECT_EQ(stopping.TransmitFile({recording, 0}, context, ui), Result::Cancelled);
-    EXPECT_EQ(journal, std::vector<std::string>{"email " + recording});
-
     // A stop while a question is open (the program ending) sends nothing.
-    journal.clear();
-    FakeContext stopped;
-    stopped.stop.Set();
-    EXPECT_EQ(AllFour().TransmitFile({recording, 0}, stopped, ui), Result::Cancelled);
-    EXPECT_TRUE(journal.empty());
+    EXPECT_EQ(AllFour().TransmitFile({recording, 0}, context, ui), Result::Cancelled);
+    EXPECT_EQ(journal, std::vector<std::string>{"email " + recording});
 }
 
 TEST(PostedTransmitUi, QuestionsWaitForTheMainThreadAndStopWaitingReleasesThem) {
@@ -187,13 +177,11 @@ TEST(PostedTransmitUi, QuestionsWaitForTheMainThreadAndStopWaitingReleasesThem) 
         posted.push_back(std::move(call));
     });
     auto runPosted = [&] {
-        std::vector<std::function<void()>> calls;
-        {
-            std::lock_guard<std::mutex> lock(mutex);
-            calls.swap(posted);
-        }
+        std::unique_lock<std::mutex> lock(mutex);
+        auto calls = std::move(posted);
+        posted.clear();
+        lock.unlock();
         for (auto& call : calls) call();
-        return calls.size();
     };
     bool first = true, second = false;
     std::thread sender([&] {
@@ -216,8 +204,7 @@ TEST(PostedTransmitUi, QuestionsWaitForTheMainThreadAndStopWaitingReleasesThem) 
     posting.StopWaiting();
     sender.join();
     runPosted();  // arrives after the stop: the main UI is not touched
-    EXPECT_FALSE(first);
-    EXPECT_TRUE(second);
+    EXPECT_TRUE(!first && second);
     EXPECT_EQ(main.questions,
               (std::vector<Said>{{"Send?", "Send to folder?"}, {"Run?", "Run Executable?"}}));
     EXPECT_EQ(main.statuses, std::vector<std::string>{"Copying"});
@@ -225,7 +212,6 @@ TEST(PostedTransmitUi, QuestionsWaitForTheMainThreadAndStopWaitingReleasesThem) 
 
 TEST(HeadlessTransmitUi, QuestionsAreAnsweredSendAndMessagesGoToTheStreamAndTheLog) {
     std::FILE* stream = std::tmpfile();
-    ASSERT_TRUE(stream);
     HeadlessTransmitUi ui(stream);
     EXPECT_TRUE(ui.AskYesNo("Would you like this recording sent to \"/m\"?", "Send to folder?"));
     ui.ShowMessage("But sending \n failed", "Transmit error");

@@ -37,22 +37,17 @@ class FakeTransmitUi final : public TransmitUi {
     bool AskYesNo(const std::string& text, const std::string& caption) override {
         std::lock_guard<std::mutex> lock(mutex);
         questions.emplace_back(text, caption);
-        if (answers.empty()) return true;
-        const bool answer = answers.front();
-        answers.pop_front();
+        const bool answer = answers.empty() || answers.front();
+        if (!answers.empty()) answers.pop_front();
         return answer;
     }
     void ShowMessage(const std::string& text, const std::string& caption) override {
-        std::lock_guard<std::mutex> lock(mutex);
-        messages.emplace_back(text, caption);
+        Note(messages, Said(text, caption));
     }
     void SetTitle(const std::string& title) override { Note(titles, title); }
-    void RestoreTitle() override { Note(titles, "<usual>"); }
+    void RestoreTitle() override { Note(titles, std::string("<usual>")); }
     void SetStatus(const std::string& text) override { Note(statuses, text); }
-    void SetProgress(double fraction) override {
-        std::lock_guard<std::mutex> lock(mutex);
-        progress.push_back(fraction);
-    }
+    void SetProgress(double fraction) override { Note(progress, fraction); }
 
     std::mutex mutex;
     std::deque<bool> answers;
@@ -61,9 +56,10 @@ class FakeTransmitUi final : public TransmitUi {
     std::vector<double> progress;
 
   private:
-    void Note(std::vector<std::string>& list, const std::string& text) {
+    template <typename T>
+    void Note(std::vector<T>& list, const T& value) {
         std::lock_guard<std::mutex> lock(mutex);
-        list.push_back(text);
+        list.push_back(value);
     }
 };
 
@@ -122,18 +118,16 @@ class FakeMethod final : public TransmitMethod {
 
 // A 16-bit mono PCM WAV of `frames` frames at `rate` (silence).
 inline void WriteWav(const std::string& path, uint32_t rate, uint32_t frames) {
-    auto le = [](std::string& out, uint32_t v, int bytes) {
-        for (int i = 0; i < bytes; ++i) out += char((v >> (8 * i)) & 0xff);
+    std::string wav;
+    auto add = [&](const char* tag, std::initializer_list<std::pair<uint32_t, int>> fields) {
+        wav += tag;
+        for (auto [v, bytes] : fields)
+            for (int i = 0; i < bytes; ++i) wav += char((v >> (8 * i)) & 0xff);
     };
-    const uint32_t data = frames * 2;
-    std::string wav = "RIFF";
-    le(wav, 36 + data, 4);
-    wav += "WAVEfmt ";
-    le(wav, 16, 4), le(wav, 1, 2), le(wav, 1, 2), le(wav, rate, 4), le(wav, rate * 2, 4);
-    le(wav, 2, 2), le(wav, 16, 2);
-    wav += "data";
-    le(wav, data, 4);
-    wav.append(data, '\0');
+    add("RIFF", {{36 + frames * 2, 4}});
+    add("WAVEfmt ", {{16, 4}, {1, 2}, {1, 2}, {rate, 4}, {rate * 2, 4}, {2, 2}, {16, 2}});
+    add("data", {{frames * 2, 4}});
+    wav.append(frames * 2, '\0');
     ASSERT_TRUE(WriteFile(path, wav)) << path;
 }
 

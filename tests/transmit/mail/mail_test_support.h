@@ -27,17 +27,13 @@ class FakeMailContext final : public MailContext {
   public:
     bool ShouldStop() const override { return stop.load() || signal.IsSet(); }
     const LSignalObject* StopSignal() const override { return useSignal ? &signal : nullptr; }
-    void SetProgress(double fraction) override {
+    void SetProgress(double fraction) override { Note(progress, fraction); }
+    void SetStatus(const std::string& text) override { Note(statuses, text); }
+    void LogError(const std::string& text) override { Note(logged, text); }
+    template <typename T>
+    void Note(std::vector<T>& list, const T& value) {
         std::lock_guard<std::mutex> lock(mutex);
-        progress.push_back(fraction);
-    }
-    void SetStatus(const std::string& text) override {
-        std::lock_guard<std::mutex> lock(mutex);
-        statuses.push_back(text);
-    }
-    void LogError(const std::string& text) override {
-        std::lock_guard<std::mutex> lock(mutex);
-        logged.push_back(text);
+        list.push_back(value);
     }
     std::string LastLogged() const { return logged.empty() ? std::string() : logged.back(); }
 
@@ -75,11 +71,8 @@ class ScriptedSmtpServer {
     std::string Log() const { return ReadFile(logPath_); }
     // Waits up to 5 s for `text` to show in the log.
     bool WaitForLog(const std::string& text) const {
-        for (int i = 0; i < 100; ++i) {
-            if (Log().find(text) != std::string::npos) return true;
-            usleep(50000);
-        }
-        return false;
+        for (int i = 0; i < 100 && Log().find(text) == std::string::npos; ++i) usleep(50000);
+        return Log().find(text) != std::string::npos;
     }
 
   private:
@@ -127,10 +120,6 @@ inline std::size_t Count(const std::string& text, const std::string& what) {
     return n;
 }
 
-}  // namespace vocarta::test
-
-namespace vocarta::test {
-
 // aiosmtpd as smtp_test_server.py "real" runs it, keeping messages in a folder.
 class RealSmtpServer {
   public:
@@ -150,11 +139,8 @@ class RealSmtpServer {
     }
     // Waits up to 10 s for message `n`.
     bool WaitFor(int n) const {
-        for (int i = 0; i < 200; ++i) {
-            if (access(store_.File(std::to_string(n) + ".done").c_str(), F_OK) == 0) return true;
-            usleep(50000);
-        }
-        return false;
+        for (int i = 0; i < 200 && !Has(n); ++i) usleep(50000);
+        return Has(n);
     }
     bool Has(int n) const {
         return access(store_.File(std::to_string(n) + ".done").c_str(), F_OK) == 0;

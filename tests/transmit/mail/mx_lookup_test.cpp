@@ -51,14 +51,8 @@ Bytes Record(unsigned type, const Bytes& data) {
 Bytes Mx(unsigned preference, const std::vector<std::string>& labels, bool pointToDomain) {
     Bytes d;
     U16(d, preference);
-    for (const auto& l : labels) {
-        d.push_back(uint8_t(l.size()));
-        d.insert(d.end(), l.begin(), l.end());
-    }
-    if (pointToDomain)
-        d.insert(d.end(), {0xC0, 12});
-    else
-        d.push_back(0);
+    Name(d, labels);
+    if (pointToDomain) d.back() = 0xC0, d.push_back(12);  // the pointer in place of the end
     return d;
 }
 

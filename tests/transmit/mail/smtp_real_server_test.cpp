@@ -1,10 +1,9 @@
-// A recording e-mailed to aiosmtpd over STARTTLS with AUTH LOGIN, through the
-// settings as the e-mail method reads them: what arrives is read back by
-// Python's own MIME parser.
+// A recording with a non-ASCII name e-mailed to aiosmtpd over STARTTLS with
+// AUTH LOGIN, through the settings as the e-mail method reads them: what
+// arrives is read back by Python's own MIME parser. The date, the body text and
+// a recording sent by the program itself: tests/app/test_send_mail_ftp.py.
 
 #include <gtest/gtest.h>
-
-#include <regex>
 
 #include "mail_test_support.h"
 #include "settings/settings.h"
@@ -15,13 +14,6 @@ using namespace vocarta;
 using namespace vocarta::test;
 
 namespace {
-std::string Unix(std::string text) {
-    std::string out;
-    for (char c : text)
-        if (c != '\r') out.push_back(c);
-    return out;
-}
-
 void UseSmtpSettings(const std::string& host, const std::string& password) {
     namespace ms = mail_settings;
     SetSettingBool(ms::kSection, ms::kUseDesktopMailKey, false);
@@ -55,22 +47,9 @@ TEST(SmtpRealServerTest, ARecordingArrivesOverStartTlsWithALogin) {
               "from=me@mail.test\nto=rcpt@mail.test\nsecure=1\nauthenticated=1\n");
     EXPECT_EQ(server.Kept(1, "subject"),
               "Vocarta Sound Recorder - Emailed Recording Café take 1.wav");
-    EXPECT_EQ(Unix(server.Kept(1, "text")), Unix(RecordingMailBody(recording)));
     EXPECT_EQ(server.Kept(1, "0.name"), "Café take 1.wav");
     EXPECT_EQ(server.Kept(1, "0.type"), "audio/wav");
-    const std::string original = ReadFile(recording);
-    ASSERT_GT(original.size(), 300000u);
-    EXPECT_TRUE(server.Kept(1, "0.part") == original) << "the attachment differs";
-
-    const std::string raw = server.Kept(1, "eml");
-    EXPECT_NE(raw.find("name=\"=?utf-8?q?Caf=C3=A9=20take=201.wav?=\""), std::string::npos);
-    EXPECT_NE(raw.find("X-Mailer: Vocarta Sound Recorder"), std::string::npos);
-    std::smatch date;
-    ASSERT_TRUE(std::regex_search(raw, date, std::regex("\r\nDate: ([^\r]*)\r\n")));
-    EXPECT_TRUE(std::regex_match(
-        date[1].str(), std::regex("(Mon|Tue|Wed|Thu|Fri|Sat|Sun), \\d\\d "
-                                  "[A-Z][a-z][a-z] 20\\d\\d \\d\\d:\\d\\d:\\d\\d [+-]\\d{4}")))
-        << date[1];
+    EXPECT_TRUE(server.Kept(1, "0.part") == ReadFile(recording)) << "the attachment differs";
 
     EXPECT_EQ(
         context.statuses,
@@ -81,12 +60,4 @@ TEST(SmtpRealServerTest, ARecordingArrivesOverStartTlsWithALogin) {
     EXPECT_EQ(context.progress.front(), 0.0);
     EXPECT_EQ(context.progress.back(), 0.95);
     EXPECT_TRUE(context.logged.empty()) << context.LastLogged();
-
-    // A wrong password is refused with its text, and nothing is kept.
-    UseSmtpSettings("localhost:" + std::to_string(server.Port()), "wrong");
-    FakeMailContext refused;
-    EXPECT_FALSE(SendRecordingByEmail(recording, "rcpt@mail.test", refused));
-    EXPECT_EQ(refused.LastLogged(),
-              "Email authentication username or password not accepted (535): rcpt@mail.test");
-    EXPECT_FALSE(server.Has(2));
 }
