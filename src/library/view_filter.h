@@ -30,14 +30,14 @@ struct CalendarDay {
 
 struct ViewFilter {
     bool dateOn = false;
-    CalendarDay from;
-    CalendarDay to;
+    CalendarDay from{};
+    CalendarDay to{};
     DurationCriterion criterion = DurationCriterion::kAny;
     int hours = 0;
     int minutes = 0;
     int seconds = 0;
     bool searchOn = false;
-    std::string searchText;
+    std::string searchText{};
     int findIn = int(RecordingColumn::kName);
 
     bool operator==(const ViewFilter&) const = default;

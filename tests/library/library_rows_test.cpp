@@ -16,7 +16,7 @@ using namespace vocarta;
 namespace {
 RecordingRow Row(const std::string& path, std::optional<int64_t> ms,
                  std::time_t modified = 1000000000) {
-    return {path, 2048, modified, 0, ms, "Microsoft PCM Format, 16 bit, 44100 Hz, Stereo"};
+    return {path, 2048, modified, 0, ms, "Microsoft PCM Format, 16 bit, 44100 Hz, Stereo", ""};
 }
 
 std::time_t LocalNoon(int y, int m, int d) {
@@ -170,7 +170,8 @@ TEST(DurationCacheFormat, RoundTripsAndRefusesEveryDamage) {
             else if (at < m.size())
                 how == 1 ? (void)m.erase(at, 1) : (void)(m[at] = char(random()));
         }
-        if (auto parsed = ParseDurationCache(m))
+        if (auto parsed = ParseDurationCache(m)) {
             EXPECT_EQ(ParseDurationCache(FormatDurationCache(*parsed)), parsed);
+        }
     }
 }

@@ -29,7 +29,7 @@ std::string Names(const std::vector<RecordingRow>& rows) {
 }
 
 const RecordingRow& At(const ScanResult& r, const std::string& name) {
-    static const RecordingRow missing{"<missing>"};
+    static const RecordingRow missing{"<missing>", 0, 0, 0, std::nullopt, "", ""};
     for (const auto& row : r.rows)
         if (BaseName(row.path) == name) return row;
     return missing;

@@ -507,7 +507,8 @@ TEST(CrontabJob, CronHandsHostileNamesOverExactly) {
     }
     cron.StartDaemon(offset);
     for (const auto& [job, out] : jobs) {
-        WaitUntil([&] { return ReadFile(out).find("WINDOW=") != std::string::npos; }, 15000);
+        const std::string& file = out;  // clang 14 cannot capture a structured binding
+        WaitUntil([&] { return ReadFile(file).find("WINDOW=") != std::string::npos; }, 15000);
         EXPECT_EQ(ReadFile(out), DumpOf(job)) << job.name;
     }
     EXPECT_FALSE(FileExists("/tmp/vocarta-pwned"));

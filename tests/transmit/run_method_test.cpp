@@ -42,8 +42,23 @@ Result RunCommand(const std::string& command, const std::string& path, FakeConte
 
 }  // namespace
 
-// A hostile file name reaching the program as one argument and running
-// nothing: tests/app/test_send_on.py, through the whole program.
+TEST(RunExternal, AHostileFileNameReachesTheProgramAsOneArgumentAndRunsNothing) {
+    TempDir dir;
+    const std::string out = dir.File("args"), script = ArgumentsScript(dir, out);
+    const std::string recording =
+        dir.File("it's $(touch one) `touch two`; touch three \"q\"\n$HOME | x.wav");
+    WriteWav(recording, 8000, 8000);
+    char cwd[4096];
+    ASSERT_TRUE(getcwd(cwd, sizeof cwd));
+    ASSERT_EQ(chdir(dir.Path().c_str()), 0);  // where an injected "touch" would write
+    FakeContext context;
+    EXPECT_EQ(RunCommand("\"" + script + "\" \"%s\"", recording, context), Result::Ok);
+    EXPECT_EQ(ReadFile(out), "[" + recording + "]");
+    ASSERT_EQ(chdir(cwd), 0);
+    for (const char* injected : {"one", "two", "three"})
+        EXPECT_FALSE(FileExists(dir.File(injected))) << injected;
+}
+
 TEST(RunExternal, TheRecordingIsTheArgumentWhereTheTemplateSaysAndTheStatusNamesTheProgram) {
     TempDir dir;
     const std::string out = dir.File("args"), recording = Recording(dir, "it's \"q\" $HOME.wav");

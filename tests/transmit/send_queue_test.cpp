@@ -155,10 +155,10 @@ TEST_F(SendQueueTest, BadQueueFilesNeverCrashAndNothingOutsideTheQueueIsTouched)
     ASSERT_TRUE(WriteFile(queue, QueueBytes(0, {good}) + std::string(100, 'x')));
     auto head = file.ReadHead();
     EXPECT_TRUE(head && DecodeTransmitRecord(head->data()) == good);
-    file.Append(good);
+    EXPECT_TRUE(file.Append(good));
     EXPECT_EQ(ReadFile(queue), QueueBytes(0, {good, good}));
     WriteFile(queue, "abc");
-    file.Append(good);
+    EXPECT_TRUE(file.Append(good));
     EXPECT_EQ(ReadFile(queue), QueueBytes(0, {good}));
 
     // A path without its terminator ends at byte 259; a record naming a missing
@@ -180,7 +180,7 @@ TEST_F(SendQueueTest, BadQueueFilesNeverCrashAndNothingOutsideTheQueueIsTouched)
     ASSERT_EQ(symlink(precious.c_str(), queue.c_str()), 0);
     EXPECT_EQ(file.ResumeAtStartUp(1), SendQueueFile::Resume::NoQueue);
     ASSERT_EQ(symlink(precious.c_str(), queue.c_str()), 0);
-    file.Append(good);
+    EXPECT_TRUE(file.Append(good));
     struct stat st {};
     lstat(queue.c_str(), &st);
     EXPECT_TRUE(S_ISREG(st.st_mode));

@@ -77,17 +77,19 @@ TEST_F(DispatcherTest, EachEnabledMethodIsAskedInTheFixedOrderWithItsOwnQuestion
     SetSettingString("Settings", "SendRunExe", command);
     const TransmitDispatcher dispatcher = AllFour();
 
-    // The folder's and the program's question texts: tests/app/test_send_on.py.
     ui.answers = {false, false, false, false};
     EXPECT_EQ(dispatcher.TransmitFile({recording, 7}, context, ui), Result::Ok);
-    std::vector<std::string> asked;
-    for (const auto& [text, caption] : ui.questions)
-        asked.push_back(caption + (text.find(mirror) != std::string::npos ? " mirror" : "") +
-                        (text.find(command) != std::string::npos ? " command" : ""));
-    EXPECT_EQ(asked, (std::vector<std::string>{"C email", "C ftp", "Send to folder? mirror",
-                                               "Run Executable? command"}))
-        << "a No to one method still asks the next";
-    EXPECT_EQ(ui.questions[0].first, "Q email target-email");
+    const std::vector<Said> asked = {
+        {"Q email target-email", "C email"},
+        {"Q ftp target-ftp", "C ftp"},
+        {"You have the send to folder transmit option enabled. Would you like this recording "
+         "sent to \"" +
+             mirror + "\"?",
+         "Send to folder?"},
+        {"You have the run executable transmit option enabled. Would you like to run \"" + command +
+             "\" with this recording as a command-line argument?",
+         "Run Executable?"}};
+    EXPECT_EQ(ui.questions, asked) << "a No to one method still asks the next";
     EXPECT_TRUE(journal.empty());
     EXPECT_TRUE(ui.titles.empty());
     EXPECT_FALSE(FileExists(JoinPath(mirror, "take.wav")));

@@ -107,7 +107,7 @@ TEST(TransmitPage, TheWritabilityTestLeavesNothingAndNeverDeletesAUsersFile) {
 TEST(SendLog, EveryRunIsOneLineWhateverTheNamesHoldAndProcessesNeverMixLines) {
     TempDir dir;
     const std::string log = dir.File("state/vocarta/sent.log");
-    const SendLogEntry odd{"", "/r/a\tb\nc\\d\r.wav", "folder", "/m/\\t", "Ok"};
+    const SendLogEntry odd{"", "/r/a\tb\nc\\d\r.wav", "folder", "/m/\\t", "Ok", std::nullopt};
     ASSERT_TRUE(AppendSendLog(odd, log));
     auto entries = ReadSendLog(log);
     ASSERT_EQ(entries.size(), 1u);
@@ -135,7 +135,7 @@ TEST(SendLog, EveryRunIsOneLineWhateverTheNamesHoldAndProcessesNeverMixLines) {
         writers.push_back(ForkChild([&, p] {
             for (int i = 0; i < kLines; ++i)
                 if (!AppendSendLog({"", "/r/" + std::string(200, char('a' + p)) + ".wav", "run",
-                                    std::to_string(i), "Ok"},
+                                    std::to_string(i), "Ok", std::nullopt},
                                    log))
                     return 1;
             return 0;

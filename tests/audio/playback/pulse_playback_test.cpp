@@ -75,7 +75,8 @@ TEST_F(PulsePlayback, PauseThenResumeGoesOnWhereItStoppedAndStopSilencesAtOnce) 
     EXPECT_NEAR(HeardMs(low), 1000, 50);
     EXPECT_NEAR(HeardMs(high), 1000, 50);
     EXPECT_NEAR(LongestGap(low), 800, 100);  // the pause, in the first part
-    EXPECT_GT(high.front(), low.back());
+    // A 10 ms window straddling the change may hold both tones.
+    EXPECT_GE(high.front(), low.back());
     // The position shown while paused is what had been heard.
     int firstRun = 0;
     for (size_t i = 0; i < low.size() && (i == 0 || low[i] - low[i - 1] == 10); ++i) firstRun += 10;

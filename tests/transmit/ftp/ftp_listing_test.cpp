@@ -153,8 +153,8 @@ TEST(FtpListingTest, MonthsInEveryFormTheServersUse) {
                              "wrz|sept9|\xF1\xE5\xED",
                              "oct0|Okt|ott|out|paź|\xCF\xCB\xD4",
                              "\xED\xEE\xFF|nov1|11월",
-                             "12\xE6\x9C\x88|Dez|dic|d\xE9"
-                             "c.|Дек|\xC4\xE5\xEA|dec2"};
+                             ("12\xE6\x9C\x88|Dez|dic|d\xE9"
+                              "c.|Дек|\xC4\xE5\xEA|dec2")};  // split: \xE9c would be one escape
     for (int month = 1; month <= 12; ++month) {
         std::string_view tokens = byMonth[month - 1];
         for (std::size_t at = 0, end; at < tokens.size(); at = end + 1) {

@@ -115,9 +115,12 @@ TEST_F(FtpServerTest, UploadCutByAStopRequestIsResumedByTheNextSend) {
     ASSERT_TRUE(py.Start("explicit", &error)) << error;
     const FtpSettings settings = py.Settings(FtpTlsMode::kExplicitRequired);
     std::atomic<bool> stop{false};
-    FtpObserver cutting{StopFlag::FromFlag(stop), [&](double f) {
+    FtpObserver cutting{StopFlag::FromFlag(stop),
+                        [&](double f) {
                             if (f >= 0.25) stop = true;
-                        }};
+                        },
+                        {},
+                        {}};
     const FtpSendOutcome cut = SendFileByFtp(take, settings, cutting, resume_);
     ASSERT_TRUE(!cut.status.Ok() && cut.status.Error().IsCancelled());
     EXPECT_GT(cut.bytesSent, 0);
