@@ -104,6 +104,7 @@ class SingleInstanceTest(unittest.TestCase):
         self.assertTrue(result.stdout or result.stderr)
         self.assertFalse(os.path.lexists(env.socket_path))
         env.start()
+        env.wait_for_log("Command line:")  # the copy's own, logged just after it listens
         before = env.log_lines()
         env.launch("-devices")
         time.sleep(0.2)
