@@ -85,15 +85,6 @@ std::string TopDirTrash(const std::string& topdir) {
     return "";
 }
 
-std::string DeletionDate() {
-    const std::time_t now = std::time(nullptr);
-    std::tm local{};
-    localtime_r(&now, &local);
-    char text[32];
-    std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S", &local);
-    return text;
-}
-
 // "name", "name.2.ext", "name.3.ext"...
 std::string CandidateName(const std::string& name, int attempt) {
     if (attempt == 1) return name;
@@ -108,7 +99,7 @@ std::string CandidateName(const std::string& name, int attempt) {
 LResult<TrashedItem> TrashInto(const std::string& trash, const std::string& item,
                                const std::string& recordedPath) {
     const std::string record = "[Trash Info]\nPath=" + TrashEncodePath(recordedPath) +
-                               "\nDeletionDate=" + DeletionDate() + "\n";
+                               "\nDeletionDate=" + LocalTimeText("%Y-%m-%dT%H:%M:%S") + "\n";
     for (int attempt = 1; attempt <= kMaxNameTries; ++attempt) {
         const std::string name = CandidateName(BaseName(item), attempt);
         TrashedItem trashed{trash, JoinPath(JoinPath(trash, "files"), name),

@@ -217,10 +217,7 @@ bool FilePreferencesStore::RepairLocked(const std::string& text, const std::stri
 
     // The damaged file is kept under a new name before anything replaces it: a
     // hard link where the file system has them, else a copy of its bytes.
-    char stamp[32] = "";
-    const std::time_t now = std::time(nullptr);
-    struct tm local {};
-    if (localtime_r(&now, &local)) std::strftime(stamp, sizeof stamp, "%Y%m%d-%H%M%S", &local);
+    const std::string stamp = LocalTimeText("%Y%m%d-%H%M%S");
     std::string kept;
     for (int n = 1; mayWrite && n < 100 && kept.empty(); ++n) {
         std::string name = target + ".damaged-" + stamp + (n > 1 ? "-" + std::to_string(n) : "");

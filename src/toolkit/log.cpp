@@ -11,6 +11,7 @@
 #include <mutex>
 
 #include "toolkit/paths.h"
+#include "toolkit/text.h"
 
 namespace vocarta {
 
@@ -25,12 +26,7 @@ std::string FormatV(const char* format, va_list args) {
 }
 
 void Append(const std::string& path, const std::string& text) {
-    char stamp[32];
-    std::time_t now = std::time(nullptr);
-    std::tm tm{};
-    localtime_r(&now, &tm);
-    std::strftime(stamp, sizeof stamp, "%Y-%m-%d %H:%M:%S", &tm);
-    std::string line = std::string(stamp) + " " + text + "\n";
+    std::string line = LocalTimeText("%Y-%m-%d %H:%M:%S") + " " + text + "\n";
 
     std::lock_guard<std::mutex> lock(g_logMutex);
     if (g_echo) std::fwrite(line.data(), 1, line.size(), stderr);

@@ -3,6 +3,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 
 namespace vocarta {
 
@@ -66,6 +67,15 @@ std::string TrimBlanks(std::string_view text) {
     if (b == std::string_view::npos) return {};
     std::size_t e = text.find_last_not_of(blanks);
     return std::string(text.substr(b, e - b + 1));
+}
+
+std::string LocalTimeText(const char* format) {
+    const std::time_t now = std::time(nullptr);
+    std::tm local{};
+    char text[64];
+    if (!localtime_r(&now, &local) || std::strftime(text, sizeof text, format, &local) == 0)
+        return "";
+    return text;
 }
 
 std::string EscapeRecordField(std::string_view field) {

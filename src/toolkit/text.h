@@ -23,6 +23,10 @@ bool StartsWithNoCase(std::string_view text, std::string_view prefix);
 bool EndsWithNoCase(std::string_view text, std::string_view suffix);
 std::string ToLowerAscii(std::string_view text);
 
+// The current local time in strftime's `format` (stamps in logs, file names and
+// records); empty if the time cannot be had or the text exceeds 63 bytes.
+std::string LocalTimeText(const char* format);
+
 // printf into a std::string.
 std::string StringPrintf(const char* format, ...) __attribute__((format(printf, 1, 2)));
 

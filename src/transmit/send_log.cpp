@@ -55,15 +55,6 @@ bool LockExclusive(int fd) {
     }
 }
 
-std::string NowText() {
-    const std::time_t now = std::time(nullptr);
-    std::tm tm{};
-    localtime_r(&now, &tm);
-    char text[40];
-    std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%S%z", &tm);
-    return text;
-}
-
 }  // namespace
 
 std::string SendLogPath() {
@@ -103,7 +94,7 @@ std::optional<SendLogEntry> ParseSendLogLine(std::string_view line) {
 
 LStatus AppendSendLog(const SendLogEntry& entry, const std::string& path) {
     SendLogEntry stamped = entry;
-    if (stamped.time.empty()) stamped.time = NowText();
+    if (stamped.time.empty()) stamped.time = LocalTimeText("%Y-%m-%dT%H:%M:%S%z");
     const std::string line = FormatSendLogLine(stamped) + "\n";
     MakeDirs(DirName(path));
     // Only the user reads where the recordings went.
