@@ -133,6 +133,7 @@ TEST_F(HotkeyServiceTest, PressesReachTheSessionOnTheMainLoopOnly) {
     EXPECT_EQ(keys[MakeVirtualHotkey(kVkHome)], "Retake Recording/Replay");
     EXPECT_EQ(keys[MakeVirtualHotkey(kVkSpace)], "Play Recording");
     // Quit's key is the platform's (none in some keyboard schemes).
-    if (window.Actions().quit->shortcut() == QKeySequence(Qt::CTRL | Qt::Key_Q))
+    if (window.Actions().quit->shortcut() == QKeySequence(Qt::CTRL | Qt::Key_Q)) {
         EXPECT_EQ(keys[MakeHotkey(u'Q', kHotkeyControl)], "Quit");
+    }
 }

@@ -61,7 +61,9 @@ TEST(FtpMethodTest, ARefusedLogInIsLoggedAndAStopCancels) {
                   refuse ? TransmitResult::Failed : TransmitResult::Cancelled);
         stopper.join();
         EXPECT_EQ(context.logged.size(), refuse ? 1u : 0u);
-        if (refuse) EXPECT_NE(context.logged[0].find("530 Login incorrect."), std::string::npos);
+        if (refuse) {
+            EXPECT_NE(context.logged[0].find("530 Login incorrect."), std::string::npos);
+        }
         EXPECT_NE(server.Transcript().find("USER rec"), std::string::npos);
     }
 }
