@@ -26,9 +26,6 @@ struct TrashedItem {
 // (no usable trash on that file system: the item stays where it was), kIo.
 LResult<TrashedItem> MoveToTrash(const std::string& path);
 
-// The home Trash: $XDG_DATA_HOME/Trash.
-std::string HomeTrashFolder();
-
 // The path as a trash record writes it: every byte but the unreserved ones and
 // "/" as "%XX" (upper-case hex).
 std::string TrashEncodePath(const std::string& path);

@@ -152,10 +152,6 @@ std::string RelativeTo(const std::string& topdir, const std::string& item) {
 
 }  // namespace
 
-std::string HomeTrashFolder() {
-    return JoinPath(DataHome(), "Trash");
-}
-
 std::string TrashEncodePath(const std::string& path) {
     static const char* const kHex = "0123456789ABCDEF";
     std::string out;

@@ -46,6 +46,9 @@ std::string AppConfigDir() {
 std::string AppDataDir() {
     return JoinPath(DataHome(), "vocarta");
 }
+std::string HomeTrashFolder() {
+    return JoinPath(DataHome(), "Trash");
+}
 
 // user-dirs.dirs lines look like: XDG_MUSIC_DIR="$HOME/Music"
 static std::string MusicDirFromUserDirs() {

@@ -12,9 +12,10 @@ std::string ConfigHome();  // $XDG_CONFIG_HOME or ~/.config
 std::string DataHome();    // $XDG_DATA_HOME or ~/.local/share
 std::string CacheHome();   // $XDG_CACHE_HOME or ~/.cache
 
-std::string AppConfigDir();  // ConfigHome()/vocarta: preferences, WavCodec.wff
-std::string AppDataDir();    // DataHome()/vocarta: logs, queues, schedule records
-std::string MusicDir();      // XDG_MUSIC_DIR from user-dirs.dirs, else ~/Music
+std::string AppConfigDir();     // ConfigHome()/vocarta: preferences, WavCodec.wff
+std::string AppDataDir();       // DataHome()/vocarta: logs, queues, schedule records
+std::string HomeTrashFolder();  // DataHome()/Trash: the desktop's Trash for the home disk
+std::string MusicDir();         // XDG_MUSIC_DIR from user-dirs.dirs, else ~/Music
 // Folder every user of the machine can write: $VOCARTA_SHARED_DIR (created if
 // missing), else /var/tmp/vocarta-shared created with mode 1777.
 std::string SharedDir();

@@ -125,7 +125,7 @@ TEST(AfterRecordingQueue, TrimStepRunsOnlyWithAutotrimAndShowsItsStatus) {
 }
 
 TEST(Trash, EmptyingRemovesFilesAndRecordsButNeverFollowsALink) {
-    const std::string trash = UserTrashFolder();
+    const std::string trash = HomeTrashFolder();
     MakeDirs(trash + "/files/folder/inner");
     MakeDirs(trash + "/info");
     WriteFile(trash + "/files/old.wav", std::string(5000, 'x'));

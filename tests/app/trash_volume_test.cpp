@@ -81,7 +81,7 @@ TEST(TrashOfTheRecordFolder, OnlyTheTrashOfItsOwnFileSystemIsEmptied) {
     TempDir dir("vocarta-volume");
     const std::string volume = dir.File("my volume");  // a mount point with a space
     ASSERT_TRUE(MakeDirs(volume));
-    const std::string homeTrash = UserTrashFolder();
+    const std::string homeTrash = HomeTrashFolder();
     FillTrash(homeTrash, "home.wav", 5000);
 
     const std::string failure = WithOwnMounts([&]() -> std::string {

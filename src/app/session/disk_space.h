@@ -36,9 +36,6 @@ std::string MountPointOf(const std::string& folder);
 // of `folder`, or the folder itself when that is unknown).
 std::string FreeSpaceShortText(const std::string& folder, uint64_t neededBytes, uint64_t freeBytes);
 
-// The user's home Trash folder: $XDG_DATA_HOME/Trash (default ~/.local/share/Trash).
-std::string UserTrashFolder();
-
 // What EmptyTrashFor removed.
 struct TrashEmptied {
     // The trash folders emptied (each holds "files" and "info").

@@ -121,7 +121,7 @@ std::string SharedTrashOf(const std::string& topdir, dev_t dev) {
 std::vector<std::string> TrashesOn(dev_t dev, const std::string& topdir) {
     std::vector<std::string> trashes;
     struct stat home {};
-    const std::string homeTrash = UserTrashFolder();
+    const std::string homeTrash = HomeTrashFolder();
     if (stat(homeTrash.c_str(), &home) == 0 && S_ISDIR(home.st_mode) && home.st_dev == dev)
         trashes.push_back(homeTrash);
     if (topdir.empty()) return trashes;
@@ -140,10 +140,6 @@ std::vector<std::string> TrashesOn(dev_t dev, const std::string& topdir) {
 }
 
 }  // namespace
-
-std::string UserTrashFolder() {
-    return JoinPath(DataHome(), "Trash");
-}
 
 LResult<TrashEmptied> EmptyTrashFor(const std::string& folder) {
     struct stat info {};
